@@ -1,0 +1,63 @@
+#include "app/makeproject.h"
+#include "app/options.h"
+#include "app/projectloader.h"
+#include "app/reportprinter.h"
+#include "tools/filestatus.h"
+#include "tools/tools.h"
+
+#include <QCoreApplication>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+int fail(const QString &message)
+{
+    printMessage(message);
+    return 1;
+}
+
+QDateTime modificationTime(const QString &path)
+{
+    const FileStatus status = FileStatus::of(path);
+    if (!status.exists())
+        return {};
+    return QDateTime::fromMSecsSinceEpoch(status.modified().toMilliseconds(), Qt::UTC);
+}
+
+int run(Options options)
+{
+    if (options.projectFile.isEmpty())
+        options.projectFile = Tools::findProfile({}, u"ztp"_s);
+    if (options.projectFile.isEmpty())
+        return fail(u"Cannot find a unique profile in current directory."_s);
+
+    ProjectSpec spec;
+    QString error;
+    if (!loadProject(options.projectFile, &spec, &error))
+        return fail(u"%1: %2"_s.arg(options.projectFile, error));
+    spec.verbose = options.verbosity; // overrides the project file's
+
+    MakeProject project(spec);
+    project.setProjectFileTime(modificationTime(options.projectFile));
+    if (!project.run(options.operation))
+        return fail(project.errorText());
+    if (options.report)
+        printTranslationReport(spec);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // Under a locale that is not UTF-8, as in many containers, Qt warns that it switches to one.
+    // The switch is welcome, the warning would stand before every message of a build.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    const QCoreApplication application(argc, argv);
+    qInstallMessageHandler(nullptr);
+
+    setProgramName(argv[0]);
+    const std::optional<Options> options = parseOptions(argc, argv);
+    return options ? run(*options) : usage();
+}

@@ -1,0 +1,24 @@
+#include "app/makeproject.h"
+
+#include <QFileInfo>
+
+#include <cstdio>
+
+const char *myname = "";
+
+void setProgramName(const char *argv0)
+{
+    const QString name = QFileInfo(QString::fromLocal8Bit(argv0)).completeBaseName();
+    myname = qstrdup(name.toLocal8Bit().constData());
+}
+
+void printMessage(const QString &text)
+{
+    std::fprintf(stderr, "[%s] %s\n", myname, text.toLocal8Bit().constData());
+    std::fflush(stderr);
+}
+
+void MakeProject::msg(const QString &text)
+{
+    printMessage(text);
+}

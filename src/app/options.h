@@ -1,0 +1,22 @@
+#pragma once
+
+#include "engine/project.h"
+
+#include <optional>
+
+/// What the command line asks for.
+struct Options
+{
+    Project::Operation operation = Project::Operation::Build; ///< the last one named wins
+    int verbosity = 1;
+    bool report = false;
+    QString projectFile; ///< empty when none is named
+};
+
+/// Reads the command line; options and the project file may be mixed in any order.
+/// @return nothing when the usage text is due; an unknown option has been complained about then
+std::optional<Options> parseOptions(int argc, char *argv[]);
+
+/// Prints the usage text.
+/// @return the exit status 1
+int usage();

@@ -1,0 +1,28 @@
+#include "app/reportprinter.h"
+
+#include "app/makeproject.h"
+#include "tools/filestatus.h"
+#include "xml/translationreportparser.h"
+
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+void printTranslationReport(const ProjectSpec &spec)
+{
+    const QString path = spec.objectFilePath(u"translations/report.xml"_s);
+    if (!FileStatus::of(path).exists())
+        return;
+    TranslationReportParser parser;
+    if (!parser.parse(path)) {
+        printMessage(parser.errorString());
+        return;
+    }
+    for (const TranslationReport &report : parser.reports()) {
+        std::printf("%s: %s->%s: %u total, %u unfinished, %u obsolete\n",
+                    report.fileName.toLocal8Bit().constData(),
+                    report.sourceLanguage.toLocal8Bit().constData(),
+                    report.language.toLocal8Bit().constData(), report.total, report.unfinished,
+                    report.obsolete);
+    }
+}

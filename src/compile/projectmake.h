@@ -1,0 +1,73 @@
+#pragma once
+
+#include "model/processspec.h"
+#include "tools/filestatus.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QSet>
+
+class Project;
+
+/// One processed Lua source.
+struct CompiledObject
+{
+    QString sourceFile; ///< relative to the source tree, "/" between the components
+    QString objectFile; ///< the final output: compiled, else preprocessed, else the copy
+};
+
+/// Turns one tree of Lua sources into a tree of processed objects, as far as they are out of date.
+///
+/// Set the members up, call compile() once, then read `objects` and `lupdateSources`.
+class ProjectMake
+{
+public:
+    explicit ProjectMake(Project *project);
+
+    int verbosity = -1;          ///< handed to every tool run
+    QString sdkIncludeDirectory; ///< searched by the preprocessor before the project's own; may be
+                                 ///< empty
+    ProcessSpec process;         ///< for the whole tree
+    QString sourceDirectory;     ///< root of the source tree, or a single Lua file
+    QString objectDirectory;     ///< root of the output tree
+    bool rebuildAll = false;     ///< every stage counts as out of date
+    QDateTime referenceTime; ///< outputs older than it are rebuilt; counts milliseconds; invalid:
+                             ///< none
+
+    QString errorString; ///< reason of the last failure, unless the project's error text holds it
+    QList<CompiledObject> objects; ///< every processed source, up to date or not
+    QStringList lupdateSources;    ///< sources to be scanned for translatable texts
+
+    /// Processes the whole tree; the first failure ends the walk. A source that does not exist or
+    /// is no Lua file is skipped.
+    /// @return false with the reason in errorString or in the project's error text
+    bool compile();
+
+    /// Processes one file, or one directory with all below it.
+    /// @param relativePath  below `sourceDirectory`; empty: the root itself
+    bool doCompile(const QString &relativePath);
+
+    /// @return whether the stage that makes @p output from @p input must run
+    bool needRebuild(const FileStatus &input, const FileStatus &output) const;
+
+private:
+    /// A file of the chain from the source to the final object, and what is known of it.
+    struct File
+    {
+        QString path;
+        FileStatus status;
+    };
+
+    bool compileDirectory(const QString &source, const QString &relativePath);
+    bool compileFile(const File &source, const QString &destination, const QString &relativePath);
+    bool makeOutputDirectory(const QString &destination);
+    bool preprocess(const QString &destination, File *file);
+    bool compileLua(const QString &destination, File *file);
+    bool copy(const QString &destination, File *file);
+    bool runTool(const QString &tool, const QStringList &arguments, File *output);
+    const QStringList &preprocessorIncludes();
+
+    Project *m_project;
+    QSet<QString> m_createdDirectories; ///< made during the current compile()
+    QStringList m_includeArguments;     ///< built once
+};

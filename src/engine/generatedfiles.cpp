@@ -1,0 +1,86 @@
+#include "engine/generatedfiles.h"
+
+#include "engine/build.h"
+#include "engine/project.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr char ScriptTemplate[] = R"lua(local function traceback(msg)
+  if (type(msg) ~= "string") then return msg end
+  return debug.traceback(msg, 2)
+end
+
+if (table._set_allow_nil_index) then
+  table._set_allow_nil_index(~~NILINDEX~~)
+end
+
+~~TRANSLATION_BASE_DIR_STATEMENT~~
+os.chdir("~~DIR~~")
+local code, res, err
+code, err = loadfile("~~MAIN~~")
+if (code) then
+  res, err = xpcall(code, traceback)
+  if (res) then err = "~~RESULT~~" end
+end
+
+print(string.format("lua: %s", tostring(err)))
+os.syslog(string.format("[Lua] %s", tostring(err)))
+)lua";
+
+} // namespace
+
+QByteArray startupScript(const ProjectSpec &spec)
+{
+    // A device without a prompt takes a returning main program for a fault and ends with status 1;
+    // an interactive one goes on to its prompt.
+    const bool interactive = spec.interactiveAfterStartup();
+    QByteArray script = ScriptTemplate;
+    script.replace("~~RESULT~~", interactive ? "OK." : "Application terminated unexpectedly.");
+    if (!interactive)
+        script += "os.exit(1)\n";
+
+    QByteArray translationStatement;
+    if (!spec.translationBaseDir.isEmpty()) {
+        translationStatement =
+                "tr._translation_base_dir = \"" + spec.translationBaseDir.toUtf8() + "\"\n";
+    }
+    script.replace("~~NILINDEX~~", spec.process.strictLua() ? "false" : "true");
+    script.replace("~~DIR~~", QFileInfo(spec.startupFile).path().toUtf8());
+    script.replace("~~MAIN~~", spec.startupFile.toUtf8());
+    script.replace("~~TRANSLATION_BASE_DIR_STATEMENT~~", translationStatement);
+    return script;
+}
+
+bool Build::addVersionFile()
+{
+    const QString path = m_spec.objectFilePath(u"version.txt"_s);
+    if (!writeFile(path, m_versionText.toUtf8() + '\n'))
+        return false;
+    addFileToRootImage(u"/etc/version"_s, path);
+    return true;
+}
+
+bool Build::addStartupScript()
+{
+    if (m_spec.startupFile.isEmpty())
+        return true;
+    const QString path = m_spec.objectFilePath(u"autoexec.lua"_s);
+    if (!writeFile(path, startupScript(m_spec)))
+        return false;
+    addFileToRootImage(u"/etc/autoexec.lua"_s, path);
+    return true;
+}
+
+bool Build::writeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return m_project->raiseError(u"Error writing %1: %2"_s.arg(path, file.errorString()));
+    file.write(content);
+    return true;
+}

@@ -1,0 +1,118 @@
+#include "engine/project.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryFile>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype MinimumResponseFileArguments = 17;
+constexpr qsizetype MaximumEchoedArguments = 20;
+constexpr int SvnversionTimeout = 30'000; // milliseconds
+constexpr int TerminationGrace = 1'000;   // milliseconds
+
+QString echoLine(const QString &workDir, const QString &displayName, const QStringList &arguments)
+{
+    QString line;
+    if (!workDir.isEmpty())
+        line = u"(in %1) "_s.arg(workDir);
+    line += displayName + u' '
+            + arguments.first(std::min(arguments.size(), MaximumEchoedArguments)).join(u' ');
+    if (arguments.size() > MaximumEchoedArguments)
+        line += u" ..."_s;
+    return line;
+}
+
+/// Writes one argument a line, unquoted, and closes the file, which stays until it is destroyed.
+/// @return false with the reason in @p error
+bool writeResponseFile(QTemporaryFile *file, const QStringList &arguments, QString *error)
+{
+    QByteArray text;
+    for (const QString &argument : arguments)
+        text += argument.toLocal8Bit() + '\n';
+    if (file->open() && file->write(text) == text.size() && file->flush()) {
+        file->close();
+        if (file->error() == QFileDevice::NoError)
+            return true;
+    }
+    // Before it is open the file has no name of its own yet.
+    const QString name = file->fileName().isEmpty() ? file->fileTemplate() : file->fileName();
+    *error = u"Error writing %1: %2"_s.arg(name, file->errorString());
+    return false;
+}
+
+} // namespace
+
+bool Project::runCommand(const QString &workDir, const QString &displayName, const QString &program,
+                         const QStringList &arguments, int verbose)
+{
+    QTemporaryFile responseFile(m_spec.objectFilePath(u"args.XXXXXX"_s));
+    QStringList processArguments = arguments;
+    if (arguments.size() >= MinimumResponseFileArguments) {
+        QString error;
+        if (!writeResponseFile(&responseFile, arguments, &error))
+            return raiseError(error);
+        const QString path = QFileInfo(responseFile.fileName()).absoluteFilePath();
+        processArguments = {u'@' + QDir::toNativeSeparators(path)};
+    }
+
+    if (verbose >= 1)
+        msg(echoLine(workDir, displayName, arguments));
+
+    QProcess process;
+    process.setWorkingDirectory(workDir);
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.setInputChannelMode(QProcess::ForwardedInputChannel);
+    process.start(program, processArguments);
+    if (!process.waitForFinished(-1))
+        return raiseError(u"Command failed to run: "_s + QDir::toNativeSeparators(program));
+    if (process.exitStatus() != QProcess::NormalExit)
+        return raiseError(u"Command crashed"_s);
+    if (process.exitCode() != 0)
+        return raiseError(u"Command exited with status %1"_s.arg(process.exitCode()));
+    return true;
+}
+
+bool Project::runToolIn(const QString &workDir, const QString &tool, const QStringList &arguments,
+                        int verbose)
+{
+    return runCommand(workDir, tool, m_spec.toolPath(tool), arguments, verbose);
+}
+
+bool Project::runTool(const QString &tool, const QStringList &arguments, int verbose)
+{
+    return runToolIn({}, tool, arguments, verbose);
+}
+
+QString Project::runSvnversion()
+{
+    // The answer is looked at as text, so it must not depend on the user's language.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.start(u"svnversion"_s, {QDir::toNativeSeparators(m_spec.projectFilePath({}))});
+    QString revision;
+    if (process.waitForFinished(SvnversionTimeout)) {
+        revision = QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
+    } else {
+        process.terminate();
+        if (!process.waitForFinished(TerminationGrace))
+            process.kill();
+    }
+
+    if (revision.isEmpty()) {
+        revision = u"?"_s;
+        msg(u"Warning: svnversion failed to run."_s);
+    } else if (revision.toLower().contains("unversioned"_L1)) {
+        revision = u"?"_s;
+        msg(u"Warning: Unversioned directory."_s);
+    }
+    return u'#' + revision;
+}

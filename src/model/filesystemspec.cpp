@@ -1,0 +1,9 @@
+#include "model/filesystemspec.h"
+
+void FilesystemSpec::clear()
+{
+    type = NoType;
+    includeBase = {};
+    label.clear();
+    merges.clear();
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QString>
+
+#include <compare>
+
+/// A moment as the file system keeps it.
+struct FileTime
+{
+    qint64 seconds = 0;     ///< since 1970-01-01 UTC, negative before
+    qint64 nanoseconds = 0; ///< 0 to 999,999,999
+
+    /// @return the time cut to whole milliseconds since 1970-01-01 UTC
+    qint64 toMilliseconds() const { return seconds * 1000 + nanoseconds / 1'000'000; }
+
+    auto operator<=>(const FileTime &) const = default;
+};
+
+/// What one stat of a path said; symbolic links are followed.
+///
+/// The only place that asks the file system for times, so that the question of what is out of
+/// date costs one system call a file.
+class FileStatus
+{
+public:
+    FileStatus() = default;
+
+    /// Asks the file system now. A path that cannot be reached, for whatever reason, does not
+    /// exist.
+    static FileStatus of(const QString &path);
+
+    bool exists() const { return m_kind != Kind::Missing; }
+    bool isDirectory() const { return m_kind == Kind::Directory; }
+    bool isRegularFile() const { return m_kind == Kind::RegularFile; }
+
+    /// @return the last modification; meaningless unless exists()
+    FileTime modified() const { return m_modified; }
+
+    /// The rule that decides every incremental step: an output is out of date when it is missing
+    /// or strictly older than its input. A missing input is never younger than an output.
+    bool isOutOfDate(const FileStatus &input) const;
+
+private:
+    enum class Kind { Missing, Directory, RegularFile, Other };
+
+    Kind m_kind = Kind::Missing;
+    FileTime m_modified;
+};
+
+/// Asks for both files and applies the rule, see FileStatus::isOutOfDate().
+bool needRebuild(const QString &source, const QString &target);

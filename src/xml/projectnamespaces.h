@@ -1,0 +1,9 @@
+#pragma once
+
+/// The XML namespaces of the two generations of the project file.
+namespace ProjectNamespaces {
+
+inline constexpr char Current[] = "http://zelta.example/Zelta/Project/2009/42";
+inline constexpr char First[] = "http://zelta.example/Zelta/Project/2009";
+
+} // namespace ProjectNamespaces

@@ -1,0 +1,234 @@
+#include "xml/projectparser1.h"
+
+#include "xml/projectnamespaces.h"
+
+#include <QFile>
+#include <QXmlInputSource>
+#include <QXmlSimpleReader>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// An absent level and one that is not a number both count as not set; nothing is reported.
+int verboseLevel(const QXmlAttributes &attributes)
+{
+    bool isNumber = false;
+    const int level = attributes.value(u"Verbose"_s).toInt(&isNumber, 10);
+    return isNumber ? level : -1;
+}
+
+} // namespace
+
+ProjectParser1::ProjectParser1()
+{
+    resetParser();
+}
+
+bool ProjectParser1::parseProjectFile(const QString &path, ProjectSpec *spec)
+{
+    resetParser();
+    m_spec = spec;
+    m_errorMessage.clear();
+    m_spec->projectFile = path;
+
+    QFile file(path);
+    QXmlInputSource source(&file);
+    QXmlSimpleReader reader;
+    reader.setContentHandler(this);
+    const bool ok = reader.parse(&source);
+    resetParser();
+    if (!ok && m_errorMessage.isEmpty())
+        m_errorMessage = u"I'm sorry, but I can't find a valid project in that file."_s;
+    return ok;
+}
+
+void ProjectParser1::resetParser()
+{
+    m_state = State::Idle;
+    m_currentFilesystem = {};
+    m_currentMerge = {};
+    m_currentTarget = {};
+    m_recognised = false;
+}
+
+bool ProjectParser1::fail(const QString &message)
+{
+    m_errorMessage = message;
+    return false;
+}
+
+bool ProjectParser1::checkNameSpace(const QString &uri)
+{
+    if (uri == QLatin1StringView(ProjectNamespaces::First))
+        return true;
+    return fail(u"Namespace \"%1\" not supported."_s.arg(uri));
+}
+
+bool ProjectParser1::startDocument()
+{
+    m_state = State::Document;
+    return true;
+}
+
+bool ProjectParser1::startElement(const QString &namespaceURI, const QString & /*localName*/,
+                                  const QString &qName, const QXmlAttributes &attributes)
+{
+    if (!checkNameSpace(namespaceURI))
+        return false;
+    if (m_state == State::Document && qName == "ZeltaProject"_L1) {
+        m_recognised = true;
+        m_state = State::Root;
+        return true;
+    }
+    if (m_state == State::Root && qName == "Project"_L1)
+        return enterProject(attributes);
+    if (m_state == State::Project && qName == "Filesystem"_L1)
+        return enterFilesystem(attributes);
+    if (m_state == State::Project && qName == "Target"_L1)
+        return enterTarget(attributes);
+    if (m_state == State::Filesystem && qName == "Merge"_L1)
+        return enterMerge(attributes);
+    return fail(u"Unexpected \"%1\" element"_s.arg(qName));
+}
+
+bool ProjectParser1::endElement(const QString & /*namespaceURI*/, const QString & /*localName*/,
+                                const QString & /*qName*/)
+{
+    switch (m_state) {
+    case State::Merge:
+        m_currentFilesystem.merges.append(m_currentMerge);
+        m_currentMerge = {};
+        m_state = State::Filesystem;
+        break;
+    case State::Filesystem:
+        m_spec->filesystems.append(m_currentFilesystem);
+        m_currentFilesystem.clear();
+        m_state = State::Project;
+        break;
+    case State::Target:
+        m_spec->targets.append(m_currentTarget);
+        m_currentTarget = {};
+        m_state = State::Project;
+        break;
+    case State::Project:
+        m_state = State::Root;
+        break;
+    case State::Document:
+    case State::Root:
+        m_state = State::Idle;
+        break;
+    case State::Idle:
+        break;
+    }
+    return true;
+}
+
+bool ProjectParser1::characters(const QString &text)
+{
+    if (m_state == State::Merge) {
+        charactersMerge(text);
+        return true;
+    }
+    return text.simplified().isEmpty() || fail(u"Characters not expected."_s);
+}
+
+void ProjectParser1::charactersMerge(const QString &text)
+{
+    // Replaces what an earlier piece of the same text left: deliberate.
+    m_currentMerge.source = text;
+}
+
+bool ProjectParser1::enterProject(const QXmlAttributes &attributes)
+{
+    m_spec->name = attributes.value(u"Name"_s);
+    m_spec->version = attributes.value(u"Version"_s);
+    if (!decodeTristate(attributes, u"Svnversion"_s, &m_spec->svnversion))
+        return false;
+    m_spec->projectDirectory = attributes.value(u"ProjectDirectory"_s);
+    m_spec->verbose = verboseLevel(attributes);
+    m_spec->outputDirectory = attributes.value(u"OutputDirectory"_s);
+    m_spec->objectDirectory = attributes.value(u"ObjectDirectory"_s);
+    if (!decodeTristate(attributes, u"BuildInstaller"_s, &m_spec->buildInstaller)
+        || !decodeTristate(attributes, u"IncludeMBR"_s, &m_spec->includeMbr))
+        return false;
+    m_spec->setSdk(attributes.value(u"SDK"_s));
+    m_spec->keyFile = attributes.value(u"KeyFile"_s);
+    m_spec->tagMap = attributes.value(u"TagMap"_s);
+    m_spec->stateFile_ = attributes.value(u"StateFile"_s);
+    if (!decodeTristate(attributes, u"CompileLua"_s, &m_spec->process.compile))
+        return false;
+    // Project-wide, Lua is neither preprocessed nor compiled, whatever the attribute says; a bad
+    // word in it is an error all the same. Deliberate.
+    m_spec->process.compile = {0};
+    m_spec->process.preprocess_ = {0};
+    m_state = State::Project;
+    return true;
+}
+
+bool ProjectParser1::enterTarget(const QXmlAttributes &attributes)
+{
+    if (attributes.index(u"Model"_s) < 0)
+        return fail(u"\"Model\" attribute missing in \"Target\" element."_s);
+    m_currentTarget.model = attributes.value(u"Model"_s);
+    if (!decodeTristate(attributes, u"BuildInstaller"_s, &m_currentTarget.buildInstaller)
+        || !decodeTristate(attributes, u"IncludeMBR"_s, &m_currentTarget.includeMbr))
+        return false;
+    m_currentTarget.verbose = verboseLevel(attributes);
+    m_state = State::Target;
+    return true;
+}
+
+bool ProjectParser1::enterFilesystem(const QXmlAttributes &attributes)
+{
+    m_currentFilesystem.type = FilesystemSpec::RomfsType;
+    m_currentFilesystem.includeBase = {};
+    const QString type = attributes.value(u"Type"_s);
+    if (attributes.index(u"Type"_s) >= 0 && type != "romfs"_L1)
+        return fail(u"\"Type\" attribute value \"%1\" invalid."_s.arg(type));
+    m_currentFilesystem.label = attributes.value(u"Label"_s);
+    if (!decodeTristate(attributes, u"IncludeBase"_s, &m_currentFilesystem.includeBase)
+        || !decodeTristate(attributes, u"CompileLua"_s, &m_currentFilesystem.process.compile))
+        return false;
+    m_currentFilesystem.verbose = verboseLevel(attributes);
+    m_state = State::Filesystem;
+    return true;
+}
+
+bool ProjectParser1::enterMerge(const QXmlAttributes &attributes)
+{
+    if (attributes.index(u"Type"_s) < 0)
+        return fail(u"\"Type\" attribute missing in \"Merge\" element."_s);
+    const QString type = attributes.value(u"Type"_s);
+    if (type == "Archive"_L1)
+        m_currentMerge.type = MergeSpec::Type::Archive;
+    else if (type == "Directory"_L1)
+        m_currentMerge.type = MergeSpec::Type::Directory;
+    else if (type == "File"_L1)
+        m_currentMerge.type = MergeSpec::Type::File;
+    else
+        return fail(u"\"Type\" attribute value \"%1\" invalid."_s.arg(type));
+    m_currentMerge.destination = attributes.value(u"Destination"_s);
+    if (!decodeTristate(attributes, u"CompileLua"_s, &m_currentMerge.process.compile))
+        return false;
+    m_currentMerge.source.clear();
+    m_state = State::Merge;
+    return true;
+}
+
+bool ProjectParser1::decodeTristate(const QXmlAttributes &attributes, const QString &name,
+                                    Tristate *out)
+{
+    if (attributes.index(name) < 0)
+        return true;
+    const QString value = attributes.value(name).toLower();
+    if (value == "true"_L1 || value == "yes"_L1 || value == "1"_L1) {
+        *out = {1};
+        return true;
+    }
+    if (value == "false"_L1 || value == "no"_L1 || value == "0"_L1) {
+        *out = {0};
+        return true;
+    }
+    return fail(u"Expected a \"%1\" boolean value, but got \"%2\""_s.arg(name, value));
+}
