@@ -5,6 +5,11 @@
 #include <QProcess>
 #include <QTemporaryFile>
 
+#include <algorithm>
+#include <cerrno>
+
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -26,22 +31,45 @@ QString echoLine(const QString &workDir, const QString &displayName, const QStri
     return line;
 }
 
+/// QFile reports a write that was cut short (a full disk) without its reason, hence by hand.
+/// @return false with errno set
+bool writeAll(int descriptor, const QByteArray &text)
+{
+    qsizetype written = 0;
+    while (written < text.size()) {
+        const ssize_t count = write(descriptor, text.constData() + written,
+                                    static_cast<size_t>(text.size() - written));
+        if (count < 0 && errno != EINTR)
+            return false;
+        written += std::max<ssize_t>(count, 0);
+    }
+    return true;
+}
+
 /// Writes one argument a line, unquoted, and closes the file, which stays until it is destroyed.
 /// @return false with the reason in @p error
 bool writeResponseFile(QTemporaryFile *file, const QStringList &arguments, QString *error)
 {
+    const QString message = u"Error writing %1: %2"_s;
+    if (!file->open()) {
+        // It has no name of its own yet.
+        *error = message.arg(file->fileTemplate(), file->errorString());
+        return false;
+    }
     QByteArray text;
     for (const QString &argument : arguments)
         text += argument.toLocal8Bit() + '\n';
-    if (file->open() && file->write(text) == text.size() && file->flush()) {
-        file->close();
-        if (file->error() == QFileDevice::NoError)
-            return true;
+    if (!writeAll(file->handle(), text)) {
+        *error = message.arg(file->fileName(), qt_error_string(errno));
+        return false;
     }
-    // Before it is open the file has no name of its own yet.
-    const QString name = file->fileName().isEmpty() ? file->fileTemplate() : file->fileName();
-    *error = u"Error writing %1: %2"_s.arg(name, file->errorString());
-    return false;
+    const QString name = file->fileName();
+    file->close();
+    if (file->error() != QFileDevice::NoError) {
+        *error = message.arg(name, file->errorString());
+        return false;
+    }
+    return true;
 }
 
 } // namespace

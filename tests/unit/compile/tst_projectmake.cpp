@@ -1,0 +1,257 @@
+#include "compile/projectmake.h"
+
+#include "testfiles.h"
+
+using namespace Qt::StringLiterals;
+
+/// What can be seen without the SDK programs; their runs are covered by the black-box tests.
+class TestProjectMake : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_world = std::make_unique<QTemporaryDir>();
+        m_spec = {};
+        m_project = std::make_unique<RecordingProject>(m_spec);
+        m_make = std::make_unique<ProjectMake>(m_project.get());
+        m_make->sourceDirectory = path(u"src"_s);
+        m_make->objectDirectory = path(u"obj/root"_s);
+        m_make->verbosity = 1;
+    }
+
+    void newCompilerHasTheDefaults()
+    {
+        const ProjectMake make(m_project.get());
+        QCOMPARE(make.verbosity, -1);
+        QVERIFY(make.process == ProcessSpec());
+        QVERIFY(!make.rebuildAll);
+        QVERIFY(!make.referenceTime.isValid());
+        QCOMPARE(make.sdkIncludeDirectory, QString());
+    }
+
+    void needRebuild_data()
+    {
+        QTest::addColumn<int>("input"); // milliseconds; -1: missing
+        QTest::addColumn<int>("output");
+        QTest::addColumn<int>("reference"); // -1: none
+        QTest::addColumn<bool>("rebuildAll");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("forced") << 1 << 2 << -1 << true << true;
+        QTest::newRow("output missing") << 1 << -1 << -1 << false << true;
+        QTest::newRow("output missing, input too") << -1 << -1 << -1 << false << true;
+        QTest::newRow("input missing") << -1 << 1 << -1 << false << false;
+        QTest::newRow("older") << 2 << 1 << -1 << false << true;
+        QTest::newRow("equal") << 2 << 2 << -1 << false << false;
+        QTest::newRow("newer") << 1 << 2 << -1 << false << false;
+        QTest::newRow("older than the reference") << 1 << 2 << 3 << false << true;
+        QTest::newRow("as old as the reference") << 1 << 2 << 2 << false << false;
+        QTest::newRow("newer than the reference") << 1 << 3 << 2 << false << false;
+        QTest::newRow("input missing, older than the reference") << -1 << 2 << 3 << false << true;
+    }
+    void needRebuild()
+    {
+        QFETCH(int, input);
+        QFETCH(int, output);
+        QFETCH(int, reference);
+        QFETCH(bool, rebuildAll);
+        m_make->rebuildAll = rebuildAll;
+        if (reference >= 0)
+            m_make->referenceTime = QDateTime::fromMSecsSinceEpoch(1'000'000 + reference);
+        QTEST(m_make->needRebuild(statusOf(u"in"_s, input), statusOf(u"out"_s, output)),
+              "expected");
+    }
+
+    void referenceCountsMilliseconds()
+    {
+        m_make->referenceTime = QDateTime::fromMSecsSinceEpoch(1'000'002);
+        QVERIFY(TestFiles::write(path(u"out"_s)));
+        QVERIFY(TestFiles::setModified(path(u"out"_s), {1000, 1'999'999}));
+        QVERIFY(m_make->needRebuild({}, FileStatus::of(path(u"out"_s))));
+        QVERIFY(TestFiles::setModified(path(u"out"_s), {1000, 2'000'000}));
+        QVERIFY(!m_make->needRebuild({}, FileStatus::of(path(u"out"_s))));
+    }
+
+    void upToDateTreeRunsNothingButListsEverything()
+    {
+        m_spec.translation = {1};
+        for (const QString &file : {u"src/a.lua"_s, u"src/sub/B.LUA"_s, u"src/c.txt"_s,
+                                    u"src/.hidden.lua"_s, u"obj/root/a.lui"_s, u"obj/root/a.luo"_s,
+                                    u"obj/root/sub/B.lui"_s, u"obj/root/sub/B.luo"_s}) {
+            QVERIFY(TestFiles::write(path(file)));
+            QVERIFY(TestFiles::setModified(path(file), {1000, 0}));
+        }
+        QVERIFY(m_make->compile());
+        QCOMPARE(m_project->messages, QStringList());
+        QCOMPARE(objects(), QStringList({u"a.lua "_s + path(u"obj/root/a.luo"_s),
+                                         u"sub/B.LUA "_s + path(u"obj/root/sub/B.luo"_s)}));
+        QStringList sources = m_make->lupdateSources;
+        sources.sort();
+        QCOMPARE(sources, QStringList({path(u"src/a.lua"_s), path(u"src/sub/B.LUA"_s)}));
+    }
+
+    void secondCompileStartsTheObjectsAnew()
+    {
+        m_spec.translation = {1};
+        m_make->process.preprocess_ = m_make->process.compile = {0};
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        QVERIFY(m_make->compile());
+        QVERIFY(m_make->compile());
+        QCOMPARE(m_make->objects.size(), 1);
+        QCOMPARE(m_make->lupdateSources.size(), 2); // these accumulate
+    }
+
+    void sourcesForTranslationNeedBothSwitches()
+    {
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        m_make->process.preprocess_ = m_make->process.compile = {0};
+        QVERIFY(m_make->compile());
+        QCOMPARE(m_make->lupdateSources, QStringList());
+        m_spec.translation = {1};
+        m_make->process.lupdate = {0};
+        QVERIFY(m_make->compile());
+        QCOMPARE(m_make->lupdateSources, QStringList());
+        m_make->process.lupdate = {-1};
+        QVERIFY(m_make->compile());
+        QCOMPARE(m_make->lupdateSources, QStringList{path(u"src/a.lua"_s)});
+    }
+
+    void withoutStagesTheSourceIsCopied()
+    {
+        m_make->process.preprocess_ = m_make->process.compile = {0};
+        QVERIFY(TestFiles::write(path(u"src/sub/a.lua"_s), "new"));
+        QVERIFY(m_make->compile());
+        const QString copy = path(u"obj/root/sub/a.lua"_s);
+        QCOMPARE(objects(), QStringList{u"sub/a.lua "_s + copy});
+        QCOMPARE(TestFiles::read(copy), "new"_ba);
+
+        QVERIFY(TestFiles::write(copy, "old"));
+        QVERIFY(TestFiles::setModified(copy, {1000, 5}));
+        QVERIFY(TestFiles::setModified(path(u"src/sub/a.lua"_s), {1000, 5}));
+        QVERIFY(m_make->compile());
+        QCOMPARE(TestFiles::read(copy), "old"_ba);
+        QVERIFY(TestFiles::setModified(path(u"src/sub/a.lua"_s), {1000, 6}));
+        QVERIFY(m_make->compile());
+        QCOMPARE(TestFiles::read(copy), "new"_ba);
+    }
+
+    void copyOverADirectoryFails()
+    {
+        m_make->process.preprocess_ = m_make->process.compile = {0};
+        m_make->rebuildAll = true;
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        QVERIFY(TestFiles::write(path(u"obj/root/a.lua/inside"_s)));
+        QVERIFY(!m_make->compile());
+        QCOMPARE(m_make->errorString, QString());
+        QCOMPARE(m_project->errorText(), u"Cannot delete "_s + path(u"obj/root/a.lua"_s));
+    }
+
+    void copyThatCannotBeWrittenFails()
+    {
+        m_make->process.preprocess_ = m_make->process.compile = {0};
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        QVERIFY(QDir().mkpath(path(u"obj/root"_s)));
+        // A symbolic link that leads nowhere does not exist, and yet its name is taken.
+        QVERIFY(QFile::link(path(u"missing/x"_s), path(u"obj/root/a.lua"_s)));
+        QVERIFY(!m_make->compile());
+        QCOMPARE(m_make->errorString, QString());
+        QCOMPARE(m_project->errorText(), u"Cannot write "_s + path(u"obj/root/a.lua"_s));
+    }
+
+    void objectDirectoryThatCannotBeMade()
+    {
+        QVERIFY(TestFiles::write(path(u"file"_s)));
+        m_make->objectDirectory = path(u"file/root"_s);
+        QVERIFY(!m_make->compile());
+        QCOMPARE(m_make->errorString, u"Cannot make directory "_s + path(u"file/root"_s));
+    }
+
+    void outputDirectoryThatCannotBeMade()
+    {
+        QVERIFY(TestFiles::write(path(u"src/sub/a.lua"_s)));
+        QVERIFY(TestFiles::write(path(u"obj/root/sub"_s)));
+        QVERIFY(!m_make->compile());
+        QCOMPARE(m_make->errorString, u"Cannot make directory "_s + path(u"obj/root/sub"_s));
+    }
+
+    void missingSourceIsSkipped()
+    {
+        QVERIFY(m_make->compile());
+        QVERIFY(m_make->objects.isEmpty());
+        QVERIFY(QFileInfo(path(u"obj/root"_s)).isDir());
+    }
+
+    void singleFileTakesItsNameFromTheObjectDirectory()
+    {
+        m_make->sourceDirectory = path(u"main.lua"_s);
+        QVERIFY(TestFiles::write(path(u"main.lua"_s)));
+        for (const QString &file : {u"obj/root.lui"_s, u"obj/root.luo"_s})
+            QVERIFY(TestFiles::write(path(file)));
+        QVERIFY(TestFiles::setModified(path(u"main.lua"_s), {1000, 0}));
+        QVERIFY(TestFiles::setModified(path(u"obj/root.lui"_s), {2000, 0}));
+        QVERIFY(m_make->compile());
+        QCOMPARE(objects(), QStringList{u" "_s + path(u"obj/root.luo"_s)});
+    }
+
+    void failedToolLeavesNoOutput_data()
+    {
+        QTest::addColumn<bool>("preprocess");
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<QString>("command");
+        QTest::newRow("preprocessor") << true << u"obj/root/a.lui"_s
+                                      << u"ztlpp --strip --trim -I inc -I one -I two --out "
+                                         "%1/obj/root/a.lui --root %1/src -- %1/src/a.lua"_s;
+        QTest::newRow("compiler") << false << u"obj/root/a.luo"_s
+                                  << u"ztluac -s -o %1/obj/root/a.luo -- %1/src/a.lua"_s;
+    }
+    void failedToolLeavesNoOutput()
+    {
+        QFETCH(bool, preprocess);
+        QFETCH(QString, output);
+        QFETCH(QString, command);
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        QVERIFY(TestFiles::write(path(output)));
+        QVERIFY(TestFiles::setModified(path(output), {1000, 0}));
+        m_make->process.preprocess_ = {preprocess ? 1 : 0};
+        m_make->process.strip = {1};
+        m_make->sdkIncludeDirectory = u"inc"_s;
+        m_make->process.include = {u"one"_s, u"two"_s};
+        QVERIFY(!m_make->compile()); // there is no tool beside this program
+        QCOMPARE(m_project->messages, QStringList{command.arg(m_world->path())});
+        QVERIFY(m_make->errorString.startsWith(u"Command failed to run: "_s));
+        QCOMPARE(m_make->errorString, m_project->errorText());
+        QVERIFY(!QFile::exists(path(output)));
+        QVERIFY(m_make->objects.isEmpty());
+    }
+
+private:
+    QString path(const QString &name) const { return m_world->filePath(name); }
+
+    FileStatus statusOf(const QString &name, int milliseconds) const
+    {
+        if (milliseconds >= 0) {
+            TestFiles::write(path(name));
+            TestFiles::setModified(path(name), {1000, milliseconds * 1'000'000});
+        }
+        return FileStatus::of(path(name));
+    }
+
+    /// @return "source object", sorted
+    QStringList objects() const
+    {
+        QStringList lines;
+        for (const CompiledObject &object : std::as_const(m_make->objects))
+            lines << object.sourceFile + u' ' + object.objectFile;
+        lines.sort();
+        return lines;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_world;
+    ProjectSpec m_spec;
+    std::unique_ptr<RecordingProject> m_project;
+    std::unique_ptr<ProjectMake> m_make;
+};
+
+QTEST_GUILESS_MAIN(TestProjectMake)
+#include "tst_projectmake.moc"

@@ -1,0 +1,128 @@
+#include "engine/project.h"
+
+#include "testfiles.h"
+
+using namespace Qt::StringLiterals;
+
+/// The operations that need no tool; builds are covered by the black-box tests.
+class TestOperations : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_world = std::make_unique<QTemporaryDir>();
+        m_spec = {};
+        m_spec.projectFile = m_world->filePath(u"box.ztp"_s);
+        m_spec.setSdk(m_world->path());
+    }
+
+    void cleaning_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QStringList>("removed");
+        QTest::addColumn<QStringList>("kept");
+        QTest::newRow("by name")
+                << u"Demo"_s
+                << QStringList{u"T1-Demo-1.0-firmware.ztf"_s, u"T2-Demo-2.1-install.ztf"_s,
+                               u"-Demo-firmware.ztf"_s, u"a-Demonstration-install.ztf"_s,
+                               u"T1-DEMO-FIRMWARE.ZTF"_s}
+                << QStringList{u"T1-Other-1.0-firmware.ztf"_s, u"Demo-firmware.ztf"_s,
+                               u"T1-Demo-1.0-firmware.ztf.old"_s, u"T1-Demo-1.0.ztf"_s,
+                               u".T1-Demo-1.0-firmware.ztf"_s};
+        QTest::newRow("without a name")
+                << u":/"_s << QStringList{u"a-firmware.ztf"_s, u"-install.ztf"_s}
+                << QStringList{u"firmware.ztf"_s, u".a-firmware.ztf"_s};
+        QTest::newRow("wildcards in the name act")
+                << u"D[ae]mo"_s << QStringList{u"x-Damo-firmware.ztf"_s, u"x-Demo-firmware.ztf"_s}
+                << QStringList{u"x-Dimo-firmware.ztf"_s};
+        QTest::newRow("characters that file names cannot hold")
+                << u"De:mo?"_s << QStringList{u"x-Demo-firmware.ztf"_s}
+                << QStringList{u"x-De:mo-firmware.ztf"_s};
+    }
+    void cleaning()
+    {
+        QFETCH(QStringList, removed);
+        QFETCH(QStringList, kept);
+        QFETCH(QString, name);
+        m_spec.name = name;
+        for (const QString &file : removed + kept)
+            QVERIFY(TestFiles::write(firmware(file)));
+        RecordingProject project(m_spec);
+        QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QStringList left = QDir(firmware({})).entryList(QDir::Files | QDir::Hidden);
+        kept.sort();
+        left.sort();
+        QCOMPARE(left, kept);
+        QCOMPARE(project.messages, QStringList());
+    }
+
+    void cleaningNamesTheFilesAboveLevelOne_data()
+    {
+        QTest::addColumn<int>("verbose");
+        QTest::addColumn<bool>("named");
+        QTest::newRow("not set") << -1 << false;
+        QTest::newRow("0") << 0 << false;
+        QTest::newRow("1") << 1 << false;
+        QTest::newRow("2") << 2 << true;
+    }
+    void cleaningNamesTheFilesAboveLevelOne()
+    {
+        QFETCH(int, verbose);
+        QFETCH(bool, named);
+        m_spec.verbose = verbose;
+        QVERIFY(TestFiles::write(firmware(u"a-firmware.ztf"_s)));
+        RecordingProject project(m_spec);
+        QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QCOMPARE(project.messages,
+                 named ? QStringList{u"Removing a-firmware.ztf"_s} : QStringList());
+    }
+
+    void cleaningAMissingFolder()
+    {
+        RecordingProject project(m_spec);
+        QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+    }
+
+    void cleaningLeavesDirectoriesAlone()
+    {
+        QVERIFY(QDir().mkpath(firmware(u"a-firmware.ztf"_s)));
+        RecordingProject project(m_spec);
+        QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QVERIFY(QFileInfo(firmware(u"a-firmware.ztf"_s)).isDir());
+    }
+
+    void clearingObsoleteRunsTheScannerInTheTranslationDirectory_data()
+    {
+        QTest::addColumn<int>("verbose");
+        QTest::addColumn<bool>("echoed");
+        QTest::newRow("not set counts as 1") << -1 << true;
+        QTest::newRow("0") << 0 << false;
+        QTest::newRow("1") << 1 << true;
+    }
+    void clearingObsoleteRunsTheScannerInTheTranslationDirectory()
+    {
+        QFETCH(int, verbose);
+        QFETCH(bool, echoed);
+        const QString report = m_world->filePath(u"obj/translations/report.xml"_s);
+        QVERIFY(TestFiles::write(report));
+        m_spec.verbose = verbose;
+        m_spec.languages = {u"de"_s, u"fr"_s};
+        RecordingProject project(m_spec);
+        QVERIFY(!project.run(Project::Operation::ClearObsolete)); // there is no tool here
+        QVERIFY(!QFile::exists(report));
+        const QString line = u"(in %1) ztlupdate --clearobsolete --xml-report ../%2 --ts de.ts "
+                             "--ts fr.ts"_s.arg(m_world->filePath(u"translations"_s), report);
+        QCOMPARE(project.messages, echoed ? QStringList{line} : QStringList());
+    }
+
+private:
+    QString firmware(const QString &name) const { return m_world->filePath(u"firmware/"_s + name); }
+
+    std::unique_ptr<QTemporaryDir> m_world;
+    ProjectSpec m_spec;
+};
+
+QTEST_GUILESS_MAIN(TestOperations)
+#include "tst_operations.moc"

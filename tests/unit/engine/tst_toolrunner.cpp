@@ -1,0 +1,259 @@
+#include "engine/project.h"
+
+#include "testfiles.h"
+
+#include <QRegularExpression>
+
+#include <csignal>
+
+#include <sys/resource.h>
+
+using namespace Qt::StringLiterals;
+
+class TestToolRunner : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_world = std::make_unique<QTemporaryDir>();
+        m_spec = {};
+        m_spec.projectFile = path(u"box.ztp"_s);
+        m_project = std::make_unique<RecordingProject>(m_spec);
+        QVERIFY(QDir().mkpath(path(u"obj"_s)));
+        // Writes its working directory and its arguments, one a line, and an argument file's text.
+        QVERIFY(TestFiles::writeProgram(path(u"record"_s),
+                                        "exec >'" + QFile::encodeName(path(u"log"_s))
+                                                + "'\npwd\nfor a; do printf '%s\\n' \"$a\"; "
+                                                  "case $a in @*) cat \"${a#@}\";; esac; done\n"));
+        QVERIFY(TestFiles::writeProgram(path(u"fail"_s), "exit 2\n"));
+        QVERIFY(TestFiles::writeProgram(path(u"crash"_s), "kill -9 $$\n"));
+    }
+
+    void argumentsAndWorkingDirectoryReachTheProgram()
+    {
+        QVERIFY(QDir().mkpath(path(u"dir"_s)));
+        QVERIFY(run(u"record"_s, {u"a b"_s, u""_s, u"ü"_s}, 0, path(u"dir"_s)));
+        QCOMPARE(log(), QFile::encodeName(path(u"dir"_s)) + "\na b\n\nü\n");
+        QCOMPARE(m_project->messages, QStringList());
+    }
+
+    void emptyWorkingDirectoryIsTheCurrentOne()
+    {
+        QVERIFY(run(u"record"_s, {}, 0));
+        QCOMPARE(log(), QFile::encodeName(QDir::currentPath()) + "\n");
+    }
+
+    void sixteenArgumentsStayOnTheCommandLine()
+    {
+        QVERIFY(run(u"record"_s, numbers(16), 0));
+        QCOMPARE(log().split('\n').mid(1).join(' '), numbers(16).join(u' ').toUtf8() + ' ');
+    }
+
+    void seventeenArgumentsTravelInAResponseFile()
+    {
+        QVERIFY(run(u"record"_s, numbers(17), 0));
+        const QList<QByteArray> lines = log().split('\n');
+        QVERIFY(QString::fromUtf8(lines[1]).startsWith(u'@' + path(u"obj/args."_s)));
+        QCOMPARE(lines[1].size(), QFile::encodeName(path(u"obj/args.XXXXXX"_s)).size() + 1);
+        QVERIFY(!lines[1].contains("XXXXXX"));
+        QCOMPARE(lines.mid(2).join(' '), numbers(17).join(u' ').toUtf8() + ' ');
+        QCOMPARE(QDir(path(u"obj"_s)).entryList(QDir::Files), QStringList());
+    }
+
+    void pathOfTheResponseFileIsAbsolute()
+    {
+        const QString before = QDir::currentPath();
+        QDir::setCurrent(m_world->path());
+        m_spec.projectFile = u"box.ztp"_s;
+        const bool ok = run(u"record"_s, numbers(17), 0, u"obj"_s);
+        QDir::setCurrent(before);
+        QVERIFY(ok);
+        QVERIFY(log().split('\n').at(1).startsWith("@/"));
+    }
+
+    void responseFileIsGoneAfterAFailure()
+    {
+        QVERIFY(!run(u"fail"_s, numbers(17), 0));
+        QCOMPARE(QDir(path(u"obj"_s)).entryList(QDir::Files), QStringList());
+    }
+
+    void nothingRunsWithoutTheResponseFile()
+    {
+        m_spec.objectDirectory = u"missing"_s;
+        QVERIFY(!run(u"record"_s, numbers(17), 1));
+        QCOMPARE(m_project->errorText(), u"Error writing %1: No such file or directory"_s.arg(
+                                                 path(u"missing/args.XXXXXX"_s)));
+        QVERIFY(!QFile::exists(path(u"log"_s)));
+        QCOMPARE(m_project->messages, QStringList());
+    }
+
+    void nothingRunsWithHalfTheResponseFile()
+    {
+        const rlimit unlimited = limitFileSize(4);
+        const bool ok = run(u"record"_s, numbers(17), 0);
+        setrlimit(RLIMIT_FSIZE, &unlimited);
+        QVERIFY(!ok);
+        QVERIFY2(QRegularExpression(u"^Error writing %1\\w{6}: File too large$"_s.arg(
+                                            QRegularExpression::escape(path(u"obj/args."_s))))
+                         .match(m_project->errorText())
+                         .hasMatch(),
+                 qPrintable(m_project->errorText()));
+        QVERIFY(!QFile::exists(path(u"log"_s)));
+        QCOMPARE(QDir(path(u"obj"_s)).entryList(QDir::Files), QStringList());
+    }
+
+    void echo_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("workDir");
+        QTest::addColumn<int>("verbose");
+        QTest::addColumn<QStringList>("expected");
+        const QString twenty = numbers(20).join(u' ');
+        QTest::newRow("level 0") << 2 << u""_s << 0 << QStringList();
+        QTest::newRow("level -1") << 2 << u""_s << -1 << QStringList();
+        QTest::newRow("level 1") << 2 << u""_s << 1 << QStringList{u"shown 1 2"_s};
+        QTest::newRow("level 2") << 2 << u""_s << 2 << QStringList{u"shown 1 2"_s};
+        QTest::newRow("no arguments") << 0 << u""_s << 1 << QStringList{u"shown "_s};
+        QTest::newRow("in a directory") << 1 << u"/"_s << 1 << QStringList{u"(in /) shown 1"_s};
+        QTest::newRow("20") << 20 << u""_s << 1 << QStringList{u"shown "_s + twenty};
+        QTest::newRow("21") << 21 << u""_s << 1 << QStringList{u"shown "_s + twenty + u" ..."_s};
+    }
+    void echo()
+    {
+        QFETCH(int, count);
+        QFETCH(QString, workDir);
+        QFETCH(int, verbose);
+        QVERIFY(run(u"record"_s, numbers(count), verbose, workDir));
+        QTEST(m_project->messages, "expected");
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("missing") << u"missing"_s << u"Command failed to run: "_s;
+        QTest::newRow("directory") << u"obj"_s << u"Command failed to run: "_s;
+        QTest::newRow("crash") << u"crash"_s << u"Command crashed"_s;
+        QTest::newRow("status") << u"fail"_s << u"Command exited with status 2"_s;
+    }
+    void failures()
+    {
+        QFETCH(QString, program);
+        QFETCH(QString, expected);
+        if (expected.endsWith(u' '))
+            expected += path(program);
+        QVERIFY(!run(program, {}, 0));
+        QCOMPARE(m_project->errorText(), expected);
+    }
+
+    void missingWorkingDirectory()
+    {
+        QVERIFY(!run(u"record"_s, {}, 0, path(u"missing"_s)));
+        QCOMPARE(m_project->errorText(), u"Command failed to run: "_s + path(u"record"_s));
+    }
+
+    void toolsAreNamedWithoutTheirPath()
+    {
+        QVERIFY(!m_project->runToolIn(u"/"_s, u"no-such-tool"_s, {u"x"_s}, 1));
+        QCOMPARE(m_project->messages, QStringList{u"(in /) no-such-tool x"_s});
+        QCOMPARE(m_project->errorText(), u"Command failed to run: "_s
+                                                 + QCoreApplication::applicationDirPath()
+                                                 + u"/no-such-tool"_s);
+        QVERIFY(!m_project->runTool(u"no-such-tool"_s, {u"x"_s}, 1));
+        QCOMPARE(m_project->messages.last(), u"no-such-tool x"_s);
+    }
+
+    void revision_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<QStringList>("messages");
+        const QStringList failed{u"Warning: svnversion failed to run."_s};
+        const QStringList unversioned{u"Warning: Unversioned directory."_s};
+        QTest::newRow("revision") << "echo 1234M\n"_ba << u"#1234M"_s << QStringList();
+        QTest::newRow("white space")
+                << "printf ' 1   2\\n\\n3 '\n"_ba << u"#1 2 3"_s << QStringList();
+        QTest::newRow("status does not count") << "echo 7\nexit 1\n"_ba << u"#7"_s << QStringList();
+        QTest::newRow("no output") << "echo oops >&2\n"_ba << u"#?"_s << failed;
+        QTest::newRow("unversioned")
+                << "echo 'Unversioned directory'\n"_ba << u"#?"_s << unversioned;
+        QTest::newRow("unversioned in any case")
+                << "echo UNVERSIONED\n"_ba << u"#?"_s << unversioned;
+        QTest::newRow("does not depend on the language")
+                << "echo \"$LC_ALL\"\n"_ba << u"#C.UTF-8"_s << QStringList();
+        QTest::newRow("no input") << "read x || echo none\n"_ba << u"#none"_s << QStringList();
+        QTest::newRow("argument") << "echo \"$# $(basename \"$1\")\"\n"_ba << u"#1 work dir"_s
+                                  << QStringList();
+    }
+    void revision()
+    {
+        QFETCH(QByteArray, script);
+        QVERIFY(TestFiles::writeProgram(path(u"bin/svnversion"_s), script));
+        m_spec.projectFile = path(u"work dir/box.ztp"_s);
+        const QByteArray searchPath = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(path(u"bin"_s)) + ':' + searchPath);
+        qputenv("LC_ALL", "de_DE.UTF-8");
+        const QString revision = m_project->runSvnversion();
+        qputenv("PATH", searchPath);
+        qputenv("LC_ALL", "C.UTF-8");
+        QTEST(revision, "expected");
+        QTEST(m_project->messages, "messages");
+    }
+
+    void missingSvnversion()
+    {
+        const QByteArray searchPath = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(path(u"obj"_s)));
+        m_spec.version = u"1.0"_s;
+        m_spec.svnversion = {1};
+        const QString version = m_project->generateVersion();
+        qputenv("PATH", searchPath);
+        QCOMPARE(version, u"1.0#?"_s);
+        QCOMPARE(m_project->messages, QStringList{u"Warning: svnversion failed to run."_s});
+    }
+
+    void versionAloneUnlessTheRevisionIsWanted()
+    {
+        m_spec.version = u"1.0"_s;
+        for (const int value : {-1, 0}) {
+            m_spec.svnversion = {value};
+            QCOMPARE(m_project->generateVersion(), u"1.0"_s);
+        }
+        QCOMPARE(m_project->messages, QStringList());
+    }
+
+private:
+    QString path(const QString &name) const { return m_world->filePath(name); }
+    QByteArray log() const { return TestFiles::read(path(u"log"_s)); }
+    static QStringList numbers(int count)
+    {
+        QStringList list;
+        for (int i = 1; i <= count; ++i)
+            list << QString::number(i);
+        return list;
+    }
+    bool run(const QString &program, const QStringList &arguments, int verbose,
+             const QString &workDir = {})
+    {
+        return m_project->runCommand(workDir, u"shown"_s, path(program), arguments, verbose);
+    }
+    /// @return the limit before
+    static rlimit limitFileSize(rlim_t bytes)
+    {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit limited{bytes, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limited);
+        return before;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_world;
+    ProjectSpec m_spec;
+    std::unique_ptr<RecordingProject> m_project;
+};
+
+QTEST_GUILESS_MAIN(TestToolRunner)
+#include "tst_toolrunner.moc"

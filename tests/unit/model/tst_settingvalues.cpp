@@ -1,0 +1,60 @@
+#include "model/settingvalues.h"
+
+#include <QtTest>
+
+using namespace Qt::StringLiterals;
+
+class TestSettingValues : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void tristate_data()
+    {
+        QTest::addColumn<int>("value");
+        QTest::addColumn<bool>("isSet");
+        QTest::addColumn<bool>("isOn");
+        QTest::addColumn<bool>("isNotOff");
+        QTest::newRow("not set") << -1 << false << false << true;
+        QTest::newRow("false") << 0 << true << false << false;
+        QTest::newRow("true") << 1 << true << true << true;
+    }
+    void tristate()
+    {
+        QFETCH(int, value);
+        const Tristate setting{value};
+        QTEST(setting.isSet(), "isSet");
+        QTEST(setting.isOn(), "isOn");
+        QTEST(setting.isNotOff(), "isNotOff");
+        QCOMPARE(setting == Tristate(), value == -1);
+    }
+
+    void defaultAppliesWhileTheValueIsEmpty()
+    {
+        DefaultString text{u"built in"_s, {}};
+        QCOMPARE(text.effectiveValue(), u"built in"_s);
+        text.value = u"own"_s;
+        QCOMPARE(text.effectiveValue(), u"own"_s);
+    }
+
+    void assigningTheDefaultStoresEmpty()
+    {
+        DefaultString text{u"built in"_s, u"own"_s};
+        text.assign(u"built in"_s);
+        QCOMPARE(text.value, QString());
+        text.assign(u"own"_s);
+        QCOMPARE(text.value, u"own"_s);
+    }
+
+    void spellingOutTheDefaultEqualsLeavingItOut()
+    {
+        const DefaultString omitted{u"built in"_s, {}};
+        const DefaultString spelledOut{u"other"_s, u"built in"_s};
+        const DefaultString own{u"built in"_s, u"own"_s};
+        QVERIFY(omitted == spelledOut);
+        QVERIFY(!(omitted == own));
+    }
+};
+
+QTEST_APPLESS_MAIN(TestSettingValues)
+#include "tst_settingvalues.moc"

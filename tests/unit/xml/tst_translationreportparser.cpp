@@ -1,0 +1,153 @@
+#include "xml/translationreportparser.h"
+
+#include "testfiles.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Reading
+{
+    explicit Reading(const QByteArray &text)
+    {
+        path = world.filePath(u"report.xml"_s);
+        TestFiles::write(path, text);
+        ok = parser.parse(path);
+    }
+
+    QString message() const { return parser.errorString().section(u"\n  "_s, 1); }
+
+    QTemporaryDir world;
+    QString path;
+    TranslationReportParser parser;
+    bool ok = false;
+};
+
+constexpr char Head[] = "<?xml version='1.0'?>\n<!-- c -->\n<!DOCTYPE TSREPORT>\n";
+
+} // namespace
+
+class TestTranslationReportParser : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void entriesInDocumentOrder()
+    {
+        const Reading reading(
+                Head
+                + "<TSREPORT sourcelanguage='en'>\n"
+                  "<source filename='de.ts' language='de'>"
+                  "<other><deep/></other><stats total='3' unfinished='2' obsolete='1'/></source>"
+                  "<other/>"
+                  "<source filename='fr.ts' language='fr' sourcelanguage='C'>"
+                  "<stats total='4'/></source>"
+                  "<source filename='it.ts' language='it' sourcelanguage=''/>"
+                  "</TSREPORT>"_ba);
+        QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
+        const QList<TranslationReport> &reports = reading.parser.reports();
+        QCOMPARE(reports.size(), 3);
+        QCOMPARE(reports[0].fileName, u"de.ts"_s);
+        QCOMPARE(reports[0].sourceLanguage, u"en"_s);
+        QCOMPARE(reports[0].language, u"de"_s);
+        QCOMPARE(reports[0].total, 3u);
+        QCOMPARE(reports[0].unfinished, 2u);
+        QCOMPARE(reports[0].obsolete, 1u);
+        QCOMPARE(reports[1].sourceLanguage, u"C"_s);
+        QCOMPARE(reports[1].total, 4u);
+        QCOMPARE(reports[1].unfinished, 0u);
+        QCOMPARE(reports[1].obsolete, 0u);
+        QCOMPARE(reports[2].sourceLanguage, QString()); // empty is not absent
+        QCOMPARE(reports[2].total, 0u);
+    }
+
+    void emptyReport()
+    {
+        const Reading reading(Head + "<TSREPORT/>"_ba);
+        QVERIFY(reading.ok);
+        QVERIFY(reading.parser.reports().isEmpty());
+    }
+
+    void counters_data()
+    {
+        QTest::addColumn<QByteArray>("stats");
+        QTest::addColumn<quint32>("total");
+        QTest::newRow("largest") << "<stats total='4294967295'/>"_ba << 4294967295u;
+        QTest::newRow("too large") << "<stats total='4294967296'/>"_ba << 0u;
+        QTest::newRow("no number") << "<stats total='x'/>"_ba << 0u;
+        QTest::newRow("negative") << "<stats total='-1'/>"_ba << 0u;
+        QTest::newRow("absent") << "<stats/>"_ba << 0u;
+        QTest::newRow("second overwrites") << "<stats total='1'/><stats total='2'/>"_ba << 2u;
+        QTest::newRow("second without overwrites") << "<stats total='1'/><stats/>"_ba << 0u;
+    }
+    void counters()
+    {
+        QFETCH(QByteArray, stats);
+        const Reading reading(Head + "<TSREPORT><source>"_ba + stats + "</source></TSREPORT>");
+        QVERIFY(reading.ok);
+        QTEST(reading.parser.reports().first().total, "total");
+    }
+
+    void errors_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("message");
+        const QString wrongKind = u"This doesn't look like a translation report file."_s;
+        QTest::newRow("no XML") << ""_ba << u"(Invalid) This doesn't look like an XML file."_s;
+        QTest::newRow("no document type") << "<TSREPORT/>"_ba << u"(<TSREPORT>) "_s + wrongKind;
+        QTest::newRow("other document type")
+                << "<!DOCTYPE TS><TSREPORT/>"_ba << u"(DTD) "_s + wrongKind;
+        QTest::newRow("other root") << Head + "<TS/>"_ba << u"(<TS>) "_s + wrongKind;
+        QTest::newRow("text in the root")
+                << Head + "<TSREPORT>x</TSREPORT>"_ba << u"(Characters) Element expected."_s;
+        QTest::newRow("text in a source") << Head + "<TSREPORT><source>x</source></TSREPORT>"_ba
+                                          << u"(Characters) Element expected."_s;
+        QTest::newRow("stats with content")
+                << Head + "<TSREPORT><source><stats><x/></stats></source></TSREPORT>"_ba
+                << u"(<x>) End of <stats> element expected."_s;
+        QTest::newRow("too deep") << Head + "<TSREPORT>"_ba + QByteArray("<n>").repeated(21)
+                                  << u"(<n>) File too deeply nested"_s;
+        QTest::newRow("too deep in a source")
+                << Head + "<TSREPORT><source>"_ba + QByteArray("<n>").repeated(21)
+                << u"(<n>) File too deeply nested"_s;
+    }
+    void errors()
+    {
+        QFETCH(QByteArray, text);
+        const Reading reading(text);
+        QVERIFY(!reading.ok);
+        QTEST(reading.message(), "message");
+    }
+
+    void documentTypeIsComparedWithWhiteSpaceSimplified()
+    {
+        QVERIFY(Reading("<!DOCTYPE\n  TSREPORT>\n<TSREPORT/>").ok);
+    }
+
+    void contentBehindTheRootIsAnError()
+    {
+        QVERIFY(!Reading(Head + "<TSREPORT/><x/>"_ba).ok);
+        QVERIFY(!Reading(Head + "<TSREPORT/></TSREPORT>"_ba).ok);
+        QVERIFY(Reading(Head + "<TSREPORT/><!-- c -->\n"_ba).ok);
+    }
+
+    void entriesBeforeAFailureRemain()
+    {
+        const Reading reading(Head + "<TSREPORT><source filename='a'/>x</TSREPORT>"_ba);
+        QVERIFY(!reading.ok);
+        QCOMPARE(reading.parser.reports().size(), 1);
+    }
+
+    void unreadableFileIsReportedWithTheDevicesText()
+    {
+        TranslationReportParser parser;
+        QVERIFY(!parser.parse(u"/missing/report.xml"_s));
+        QCOMPARE(parser.errorString(),
+                 u"Error reading /missing/report.xml, Line %1, Column %2:\n"
+                 "  (NoToken) No such file or directory"_s.arg(parser.lineNumber())
+                         .arg(parser.columnNumber()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTranslationReportParser)
+#include "tst_translationreportparser.moc"
