@@ -9,23 +9,23 @@
 
 namespace {
 
-constexpr int ClearObsoleteOption = 1001;
-constexpr int CleanFirmwareFolderOption = 666;
+constexpr int clearObsoleteOption = 1001;
+constexpr int cleanFirmwareFolderOption = 666;
 
-constexpr std::array<option, 9> LongOptions{{
+constexpr std::array<option, 9> longOptions{{
         {"all", no_argument, nullptr, 'A'},
         {"verbose", no_argument, nullptr, 'v'},
         {"quiet", no_argument, nullptr, 'q'},
         {"report", no_argument, nullptr, 'R'},
         {"help", no_argument, nullptr, '?'},
-        {"clearobsolete", no_argument, nullptr, ClearObsoleteOption},
-        {"noobsolete", no_argument, nullptr, ClearObsoleteOption},
-        {"cleanfirmwarefolder", no_argument, nullptr, CleanFirmwareFolderOption},
+        {"clearobsolete", no_argument, nullptr, clearObsoleteOption},
+        {"noobsolete", no_argument, nullptr, clearObsoleteOption},
+        {"cleanfirmwarefolder", no_argument, nullptr, cleanFirmwareFolderOption},
         {nullptr, no_argument, nullptr, 0},
 }};
 
 // "D" has no case below and so prints the usage text: deliberate.
-constexpr char ShortOptions[] = "AvDqR?";
+constexpr char shortOptions[] = "AvDqR?";
 
 /// @return false when the usage text is due
 bool applyOption(int code, Options *options)
@@ -43,10 +43,10 @@ bool applyOption(int code, Options *options)
     case 'R':
         options->report = true;
         return true;
-    case ClearObsoleteOption:
+    case clearObsoleteOption:
         options->operation = Project::Operation::ClearObsolete;
         return true;
-    case CleanFirmwareFolderOption:
+    case cleanFirmwareFolderOption:
         options->operation = Project::Operation::CleanFirmwareFolder;
         return true;
     default:
@@ -60,7 +60,7 @@ std::optional<Options> parseOptions(int argc, char *argv[])
 {
     Options options;
     int code;
-    while ((code = getopt_long(argc, argv, ShortOptions, LongOptions.data(), nullptr)) != -1) {
+    while ((code = getopt_long(argc, argv, shortOptions, longOptions.data(), nullptr)) != -1) {
         if (!applyOption(code, &options))
             return {};
     }

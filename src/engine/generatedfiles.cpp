@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr char ScriptTemplate[] = R"lua(local function traceback(msg)
+constexpr char scriptTemplate[] = R"lua(local function traceback(msg)
   if (type(msg) ~= "string") then return msg end
   return debug.traceback(msg, 2)
 end
@@ -39,7 +39,7 @@ QByteArray startupScript(const ProjectSpec &spec)
     // A device without a prompt takes a returning main program for a fault and ends with status 1;
     // an interactive one goes on to its prompt.
     const bool interactive = spec.interactiveAfterStartup();
-    QByteArray script = ScriptTemplate;
+    QByteArray script = scriptTemplate;
     script.replace("~~RESULT~~", interactive ? "OK." : "Application terminated unexpectedly.");
     if (!interactive)
         script += "os.exit(1)\n";

@@ -14,10 +14,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype MinimumResponseFileArguments = 17;
-constexpr qsizetype MaximumEchoedArguments = 20;
-constexpr int SvnversionTimeout = 30'000; // milliseconds
-constexpr int TerminationGrace = 1'000;   // milliseconds
+constexpr qsizetype minimumResponseFileArguments = 17;
+constexpr qsizetype maximumEchoedArguments = 20;
+constexpr int svnversionTimeout = 30'000; // milliseconds
+constexpr int terminationGrace = 1'000;   // milliseconds
 
 QString echoLine(const QString &workDir, const QString &displayName, const QStringList &arguments)
 {
@@ -25,8 +25,8 @@ QString echoLine(const QString &workDir, const QString &displayName, const QStri
     if (!workDir.isEmpty())
         line = u"(in %1) "_s.arg(workDir);
     line += displayName + u' '
-            + arguments.first(std::min(arguments.size(), MaximumEchoedArguments)).join(u' ');
-    if (arguments.size() > MaximumEchoedArguments)
+            + arguments.first(std::min(arguments.size(), maximumEchoedArguments)).join(u' ');
+    if (arguments.size() > maximumEchoedArguments)
         line += u" ..."_s;
     return line;
 }
@@ -79,7 +79,7 @@ bool Project::runCommand(const QString &workDir, const QString &displayName, con
 {
     QTemporaryFile responseFile(m_spec.objectFilePath(u"args.XXXXXX"_s));
     QStringList processArguments = arguments;
-    if (arguments.size() >= MinimumResponseFileArguments) {
+    if (arguments.size() >= minimumResponseFileArguments) {
         QString error;
         if (!writeResponseFile(&responseFile, arguments, &error))
             return raiseError(error);
@@ -127,11 +127,11 @@ QString Project::runSvnversion()
     process.setStandardErrorFile(QProcess::nullDevice());
     process.start(u"svnversion"_s, {QDir::toNativeSeparators(m_spec.projectFilePath({}))});
     QString revision;
-    if (process.waitForFinished(SvnversionTimeout)) {
+    if (process.waitForFinished(svnversionTimeout)) {
         revision = QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
     } else {
         process.terminate();
-        if (!process.waitForFinished(TerminationGrace))
+        if (!process.waitForFinished(terminationGrace))
             process.kill();
     }
 

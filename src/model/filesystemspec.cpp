@@ -2,7 +2,7 @@
 
 void FilesystemSpec::clear()
 {
-    type = NoType;
+    type = noType;
     includeBase = {};
     label.clear();
     merges.clear();

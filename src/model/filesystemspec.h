@@ -20,10 +20,10 @@ struct MergeSpec
 /// One filesystem image.
 struct FilesystemSpec
 {
-    static constexpr int NoType = -1;
-    static constexpr int RomfsType = 0;
+    static constexpr int noType = -1;
+    static constexpr int romfsType = 0;
 
-    int type = NoType;
+    int type = noType;
     Tristate includeBase;
     QString label;
     QList<MergeSpec> merges; ///< in file order

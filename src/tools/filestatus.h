@@ -2,8 +2,6 @@
 
 #include <QString>
 
-#include <compare>
-
 /// A moment as the file system keeps it.
 struct FileTime
 {
@@ -13,7 +11,10 @@ struct FileTime
     /// @return the time cut to whole milliseconds since 1970-01-01 UTC
     qint64 toMilliseconds() const { return seconds * 1000 + nanoseconds / 1'000'000; }
 
-    auto operator<=>(const FileTime &) const = default;
+    bool operator<(const FileTime &other) const
+    {
+        return seconds != other.seconds ? seconds < other.seconds : nanoseconds < other.nanoseconds;
+    }
 };
 
 /// What one stat of a path said; symbolic links are followed.

@@ -3,7 +3,7 @@
 /// The XML namespaces of the two generations of the project file.
 namespace ProjectNamespaces {
 
-inline constexpr char Current[] = "http://zelta.example/Zelta/Project/2009/42";
-inline constexpr char First[] = "http://zelta.example/Zelta/Project/2009";
+inline constexpr char current[] = "http://zelta.example/Zelta/Project/2009/42";
+inline constexpr char first[] = "http://zelta.example/Zelta/Project/2009";
 
 } // namespace ProjectNamespaces

@@ -60,7 +60,7 @@ bool ProjectParser1::fail(const QString &message)
 
 bool ProjectParser1::checkNameSpace(const QString &uri)
 {
-    if (uri == QLatin1StringView(ProjectNamespaces::First))
+    if (uri == QLatin1StringView(ProjectNamespaces::first))
         return true;
     return fail(u"Namespace \"%1\" not supported."_s.arg(uri));
 }
@@ -181,7 +181,7 @@ bool ProjectParser1::enterTarget(const QXmlAttributes &attributes)
 
 bool ProjectParser1::enterFilesystem(const QXmlAttributes &attributes)
 {
-    m_currentFilesystem.type = FilesystemSpec::RomfsType;
+    m_currentFilesystem.type = FilesystemSpec::romfsType;
     m_currentFilesystem.includeBase = {};
     const QString type = attributes.value(u"Type"_s);
     if (attributes.index(u"Type"_s) >= 0 && type != "romfs"_L1)

@@ -23,7 +23,7 @@ bool ProjectParser2::parse()
         return raiseError(u"This doesn't look like an XML file."_s);
     if (readNext() != StartElement || name() != "ZeltaProject"_L1)
         return raiseError(u"This doesn't look like a Zelta Project file."_s);
-    if (namespaceUri() != QLatin1StringView(ProjectNamespaces::Current))
+    if (namespaceUri() != QLatin1StringView(ProjectNamespaces::current))
         return raiseError(u"Namespace \"%1\" not supported."_s.arg(namespaceUri()));
     m_recognised = true;
     readNext();
@@ -97,7 +97,7 @@ bool ProjectParser2::readTarget()
 bool ProjectParser2::readFilesystem()
 {
     FilesystemSpec filesystem;
-    filesystem.type = FilesystemSpec::RomfsType;
+    filesystem.type = FilesystemSpec::romfsType;
     const QString type = stringAttribute("Type");
     if (!type.isEmpty() && type != "romfs"_L1)
         return raiseError(u"\"Type\" attribute value \"%1\" invalid."_s.arg(type));

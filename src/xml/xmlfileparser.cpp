@@ -8,7 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int MaximumNesting = 20;
+constexpr int maximumNesting = 20;
 
 enum class Word { Yes, No, Other };
 
@@ -71,7 +71,7 @@ QString XmlFileParser::readCharacters()
         raiseError(u"Characters for %1 element expected."_s.arg(element));
         return {};
     }
-    const QString characters = text().toString();
+    QString characters = text().toString();
     if (readNext() == EndElement)
         return characters;
     // No angle brackets here, unlike in expectNextEndElement(): deliberate.
@@ -99,7 +99,7 @@ bool XmlFileParser::expectNextEndElement(const char *name)
 
 bool XmlFileParser::skipElement()
 {
-    if (++m_nestingDepth > MaximumNesting)
+    if (++m_nestingDepth > maximumNesting)
         return raiseError(u"File too deeply nested"_s);
     while (true) {
         switch (readNext()) {

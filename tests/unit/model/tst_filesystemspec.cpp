@@ -30,7 +30,7 @@ private slots:
     void clearLeavesProcessAndVerbosity()
     {
         FilesystemSpec spec;
-        spec.type = FilesystemSpec::RomfsType;
+        spec.type = FilesystemSpec::romfsType;
         spec.includeBase = {1};
         spec.label = u"root"_s;
         spec.merges.append(MergeSpec());

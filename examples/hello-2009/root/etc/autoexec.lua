@@ -1,0 +1,2 @@
+-- Projects of the first schema bring their own start-up script.
+dofile("/usr/bin/hello.lua")

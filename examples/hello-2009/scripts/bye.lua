@@ -1,0 +1,2 @@
+-- A script that users of the device may read and change; it is not compiled.
+print("Goodbye")

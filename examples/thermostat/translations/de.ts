@@ -1,0 +1,81 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de" sourcelanguage="en">
+    <context>
+        <name>selftest</name>
+        <message>
+            <location filename="../tools/selftest.lua" line="8"/>
+            <source>FAILED</source>
+            <translation>FEHLER</translation>
+        </message>
+        <message>
+            <location filename="../tools/selftest.lua" line="8"/>
+            <source>passed</source>
+            <translation>bestanden</translation>
+        </message>
+        <message>
+            <location filename="../tools/selftest.lua" line="17"/>
+            <source>Register table</source>
+            <translation>Registertabelle</translation>
+        </message>
+        <message>
+            <location filename="../tools/selftest.lua" line="18"/>
+            <source>Call depth</source>
+            <translation type="unfinished"></translation>
+        </message>
+    </context>
+    <context>
+        <name>thermostat</name>
+        <message>
+            <location filename="../root/usr/bin/thermostat.lua" line="22"/>
+            <source>Thermostat</source>
+            <translation>Thermostat</translation>
+        </message>
+    </context>
+    <context>
+        <name>thermostat/alarm</name>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/alarm.lua" line="20"/>
+            <source>Danger of frost</source>
+            <translation>Frostgefahr</translation>
+        </message>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/alarm.lua" line="23"/>
+            <source>Supply voltage too low</source>
+            <translation type="unfinished">Spannung zu niedrig</translation>
+        </message>
+    </context>
+    <context>
+        <name>thermostat/ui/screen</name>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="12"/>
+            <source>Room</source>
+            <translation>Raum</translation>
+        </message>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="13"/>
+            <source>Heating off</source>
+            <translation>Heizung aus</translation>
+        </message>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="13"/>
+            <source>Heating on</source>
+            <translation>Heizung an</translation>
+        </message>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="13"/>
+            <source>Target</source>
+            <comment>temperature</comment>
+            <translation>Soll</translation>
+        </message>
+        <message>
+            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="24"/>
+            <source>Registers:</source>
+            <translation>Register:</translation>
+        </message>
+        <message>
+            <source>Holiday mode</source>
+            <translation type="vanished">Urlaubsbetrieb</translation>
+        </message>
+    </context>
+</TS>

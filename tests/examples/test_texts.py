@@ -1,0 +1,282 @@
+#!/usr/bin/env python3
+"""The tools for translations: ztlupdate, and what lrelease makes of its files."""
+
+import os
+import unittest
+import xml.etree.ElementTree as xml
+
+from world import BUILD_TIME, World
+
+
+class TranslationWorld(World):
+    """A project directory with sources and a directory for the translations."""
+
+    def setUp(self):
+        super().setUp()
+        (self.dir / "translations").mkdir()
+
+    def update(self, *sources, base="../root/usr/lib/lua"):
+        """Updates de.ts from sources, in the translations' directory as a build does."""
+        return self.tool("ztlupdate", "--xml-report", "../obj/report.xml", "-B", base,
+                         "--source-language", "en", "--target-language", "de", "--ts", "de.ts",
+                         *sources, cwd=self.dir / "translations")
+
+    def scan(self, text, path="root/usr/lib/lua/a.lua"):
+        """The messages of de.ts after an update from one source."""
+        self.write(path, text)
+        self.update("../" + path)
+        return self.messages()
+
+    def messages(self, file="translations/de.ts"):
+        """(context, text, comment, type, translation) of every message of a file, in order."""
+        return [(context.findtext("name"), message.findtext("source"),
+                 message.findtext("comment", ""), message.find("translation").get("type", ""),
+                 message.findtext("translation") or "")
+                for context in xml.fromstring(self.read(file)).iter("context")
+                for message in context.iter("message")]
+
+    def texts(self, source):
+        """The texts found in a source, in order of their places."""
+        return [message[1] for message in self.scan(source)]
+
+    def translate(self, text, translation, state=""):
+        """Does a translator's work on one text of de.ts."""
+        file = self.dir / "translations/de.ts"
+        root = xml.parse(file).getroot()
+        for message in root.iter("message"):
+            if message.findtext("source") == text:
+                message.find("translation").text = translation
+                message.find("translation").attrib = {"type": state} if state else {}
+        self.write("translations/de.ts", xml.tostring(root, encoding="unicode"))
+
+    def report(self):
+        """The statistics in the report: {file: (source language, language, counts)}."""
+        text = self.read("obj/report.xml")
+        self.assertEqual(text.splitlines()[1], "<!DOCTYPE TSREPORT>")
+        root = xml.fromstring(text)
+        self.assertEqual(root.tag, "TSREPORT")
+        return {source.get("filename"):
+                (source.get("sourcelanguage", root.get("sourcelanguage")), source.get("language"),
+                 *(int(source.find("stats").get(name))
+                   for name in ("total", "unfinished", "obsolete")))
+                for source in root.iter("source")}
+
+
+class Scanning(TranslationWorld):
+    """Which texts are found, and where."""
+
+    def test_all_ways_to_write_a_literal_are_found(self):
+        self.assertEqual(self.texts("""print(tr("one"), tr 'two', tr[[
+three]], tr ( [==[four ]] ]==] ), i18n.tr("five", count))
+"""), ["one", "three", "two", "five", "four ]] "])
+
+    def test_other_arguments_and_names_are_not_texts(self):
+        self.assertEqual(self.texts("""
+local function tr(text) return text end
+print(tr(x), tr("a" .. "b"), str("c"), tr, tr2("d")) -- tr("e")
+print("tr('f')", [[tr("g")]])
+--[[ tr("h") ]]
+"""), [])
+
+    def test_escapes_stand_for_what_lua_makes_of_them(self):
+        source = "tr('a\\tb\\\\c\\'d\\n\\65\\195\\164\\\ne')"
+        self.assertEqual(self.texts(source), ["a\tb\\c'd\nA\u00e4\ne"])
+
+    def test_directives_are_passed_over(self):
+        self.assertEqual(self.texts("#include \"a.lh\"\n#define QUOTE it's\ntr('x')\n"), ["x"])
+
+    def test_comment_tells_equal_texts_apart(self):
+        messages = self.scan("tr('Open')\ntr('Open', 'state')\ntr('Open')\n")
+        self.assertEqual([message[:3] for message in messages],
+                         [("a", "Open", ""), ("a", "Open", "state")])
+        self.assertEqual(self.read("translations/de.ts").count("<location "), 3)
+
+    def test_context_is_the_path_below_the_base(self):
+        for path, context in [("root/usr/lib/lua/ui/menu.lua", "ui/menu"),
+                              ("root/usr/bin/main.lua", "main")]:
+            with self.subTest(path):
+                self.write("translations/de.ts", "<TS/>")
+                self.assertEqual(self.scan("tr('x')", path)[0][0], context)
+
+    def test_single_source_as_a_tree_has_its_name_as_context(self):
+        self.write("tools/test.lua", "tr('x')")
+        self.update("../tools/test.lua", base="../tools/test.lua/usr/lib/lua")
+        self.assertEqual(self.messages()[0][0], "test")
+
+    def test_errors_name_file_and_line(self):
+        for source, text in [("\ntr('x\n", "a.lua:2: unterminated string\n"),
+                             ("tr('\\1')", "a.lua:1: control character in a text to translate\n"),
+                             ("\ntr('\\255')", "a.lua:2: string is not UTF-8\n"),
+                             ("tr''", "a.lua:1: empty text to translate\n")]:
+            with self.subTest(source):
+                self.write("a.lua", source)
+                self.assertEqual(self.failing_tool(
+                    "ztlupdate", "--target-language", "de", "--ts", "de.ts", "a.lua"), text)
+
+    def test_missing_source_is_reported(self):
+        self.assertEqual(
+            self.failing_tool("ztlupdate", "--target-language", "de", "--ts", "de.ts", "none.lua"),
+            "ztlupdate: none.lua: No such file or directory\n")
+
+    def test_broken_file_is_reported_and_kept(self):
+        self.write("de.ts", "<TS>\n<context>")
+        self.assertTrue(self.failing_tool("ztlupdate", "--clearobsolete", "--ts", "de.ts")
+                        .startswith("de.ts:2: not well-formed"))
+        self.assertEqual(self.read("de.ts"), "<TS>\n<context>")
+
+
+class Updating(TranslationWorld):
+    """What happens to the messages over several runs."""
+
+    def test_new_texts_are_unfinished(self):
+        self.assertEqual(self.scan("tr('x')"), [("a", "x", "", "unfinished", "")])
+
+    def test_translations_are_kept(self):
+        self.scan("tr('x') tr('y')")
+        self.translate("x", "iks")
+        self.translate("y", "draft", "unfinished")
+        self.assertEqual(self.scan("tr('x')\n\n\ntr('y')"),
+                         [("a", "x", "", "", "iks"), ("a", "y", "", "unfinished", "draft")])
+
+    def test_texts_that_are_gone_are_marked_and_come_back(self):
+        self.scan("tr('x') tr('y')")
+        self.translate("x", "iks")
+        self.assertEqual(self.scan("tr('z')"),
+                         [("a", "z", "", "unfinished", ""), ("a", "x", "", "vanished", "iks"),
+                          ("a", "y", "", "obsolete", "")])
+        self.assertEqual(self.scan("tr('x')\ntr('y')"),
+                         [("a", "x", "", "", "iks"), ("a", "y", "", "unfinished", ""),
+                          ("a", "z", "", "obsolete", "")])
+
+    def test_sources_of_another_tree_keep_their_texts(self):
+        self.write("root/usr/lib/lua/a.lua", "tr('x')")
+        self.write("tools/b.lua", "tr('y')")
+        self.update("../root/usr/lib/lua/a.lua")
+        self.update("../tools/b.lua")
+        self.assertEqual([message[3] for message in self.messages()], ["unfinished", "unfinished"])
+
+    def test_text_in_two_trees_is_gone_only_when_both_have_lost_it(self):
+        for path in ("one/main.lua", "two/main.lua"):
+            self.write(path, "tr('x')")
+            self.update("../" + path)
+        self.write("one/main.lua", "")
+        self.update("../one/main.lua")
+        self.assertEqual(self.messages(), [("main", "x", "", "unfinished", "")])
+        self.write("two/main.lua", "")
+        self.update("../two/main.lua")
+        self.assertEqual(self.messages(), [("main", "x", "", "obsolete", "")])
+
+    def test_texts_of_a_deleted_source_are_gone(self):
+        self.scan("tr('x')")
+        self.write("root/usr/lib/lua/b.lua", "")
+        (self.dir / "root/usr/lib/lua/a.lua").unlink()
+        self.update("../root/usr/lib/lua/b.lua")
+        self.assertEqual(self.messages(), [("a", "x", "", "obsolete", "")])
+
+    def test_unchanged_file_is_not_written(self):
+        self.scan("tr('x') tr('a < b & c') tr(' two\\nlines ')")
+        file = self.dir / "translations/de.ts"
+        os.utime(file, (BUILD_TIME, BUILD_TIME))
+        self.assertEqual(self.update("../root/usr/lib/lua/a.lua"), "")
+        self.assertEqual(file.stat().st_mtime, BUILD_TIME)
+
+    def test_translators_notes_are_kept(self):
+        self.scan("tr('x')")
+        text = self.read("translations/de.ts")
+        note = "<translatorcomment>as in algebra</translatorcomment><translation "
+        self.write("translations/de.ts", text.replace("<translation ", note))
+        self.scan("tr('x') tr('y')")
+        self.assertIn("<translatorcomment>as in algebra</translatorcomment>",
+                      self.read("translations/de.ts"))
+
+    def test_every_language_is_updated_and_reported(self):
+        self.write("a.lua", "tr('x') tr('y')")
+        self.tool("ztlupdate", "--xml-report", "obj/report.xml", "--source-language", "en",
+                  "--target-language", "de", "--ts", "de.ts",
+                  "--target-language", "fr", "--ts", "fr.ts", "a.lua")
+        self.assertEqual(self.report(),
+                         {"de.ts": ("en", "de", 2, 2, 0), "fr.ts": ("en", "fr", 2, 2, 0)})
+        self.assertIn('language="fr" sourcelanguage="en"', self.read("fr.ts"))
+
+    def test_report_counts_obsolete_texts_apart(self):
+        self.scan("tr('x') tr('y') tr('z')")
+        self.translate("x", "iks")
+        self.translate("z", "zet")
+        self.scan("tr('x')\ntr('new')")
+        self.assertEqual(self.report(), {"de.ts": ("en", "de", 2, 1, 2)})
+
+    def test_no_languages_still_gives_a_report(self):
+        self.write("a.lua", "tr('x')")
+        self.tool("ztlupdate", "--xml-report", "obj/report.xml", "--source-language", "C", "a.lua")
+        self.assertEqual(self.report(), {})
+
+    def test_target_language_is_required(self):
+        self.write("a.lua", "")
+        self.assertEqual(self.failing_tool("ztlupdate", "--ts", "de.ts", "a.lua"),
+                         "ztlupdate: --target-language is missing before --ts\n")
+
+    def test_arguments_may_stand_in_a_file(self):
+        self.write("a.lua", "tr('x')")
+        self.write("args", "--target-language\nde\n--ts\nde.ts\na.lua\n")
+        self.tool("ztlupdate", "@args")
+        self.assertEqual(self.messages("de.ts"), [("a", "x", "", "unfinished", "")])
+
+
+class Clearing(TranslationWorld):
+    """ztlupdate --clearobsolete"""
+
+    def clear(self):
+        """Clears de.ts as ztmake --clearobsolete does."""
+        return self.tool("ztlupdate", "--clearobsolete", "--xml-report", "../obj/report.xml",
+                         "--ts", "de.ts", cwd=self.dir / "translations")
+
+    def test_texts_that_are_gone_are_dropped(self):
+        self.scan("tr('x') tr('y') tr('z')")
+        self.translate("x", "iks")
+        self.translate("y", "ypsilon")
+        self.scan("tr('x')")
+        self.assertEqual(self.report(), {"de.ts": ("en", "de", 1, 0, 2)})
+        self.clear()
+        self.assertEqual(self.messages(), [("a", "x", "", "", "iks")])
+        self.assertEqual(self.report(), {"de.ts": ("en", "de", 1, 0, 0)})
+
+    def test_empty_contexts_disappear(self):
+        self.scan("tr('x')")
+        self.scan("")
+        self.clear()
+        self.assertNotIn("<context>", self.read("translations/de.ts"))
+
+    def test_file_without_such_texts_is_not_written(self):
+        self.scan("tr('x')")
+        before = (self.dir / "translations/de.ts").stat()
+        self.assertEqual(self.clear(), "")
+        self.assertEqual((self.dir / "translations/de.ts").stat().st_ino, before.st_ino)
+
+    def test_sources_are_refused(self):
+        self.write("de.ts", "<TS/>")
+        self.assertEqual(self.failing_tool("ztlupdate", "--clearobsolete", "--ts", "de.ts", "a"),
+                         "ztlupdate: --clearobsolete takes no sources\n")
+
+    def test_missing_file_is_reported(self):
+        self.assertEqual(self.failing_tool("ztlupdate", "--clearobsolete", "--ts", "de.ts"),
+                         "ztlupdate: de.ts: No such file or directory\n")
+
+
+class Releasing(TranslationWorld):
+    """lrelease as a build calls it."""
+
+    def test_catalogue_holds_the_finished_texts_that_differ(self):
+        self.scan("tr('done') tr('draft') tr('same') tr('empty') tr('gone')")
+        self.translate("done", "fertig")
+        self.translate("draft", "Entwurf", "unfinished")
+        self.translate("same", "same")
+        self.translate("gone", "weg")
+        self.scan("tr('done') tr('draft') tr('same') tr('empty')")
+        self.assertIn(("a", "gone", "", "vanished", "weg"), self.messages())
+        self.tool("lrelease", "-removeidentical", "-nounfinished", "-silent",
+                  "translations/de.ts", "-qm", "de.qm")
+        self.assertEqual(self.catalogue("de.qm"), {("a", "done"): "fertig"})
+
+
+if __name__ == "__main__":
+    unittest.main()
