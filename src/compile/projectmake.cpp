@@ -1,24 +1,21 @@
 #include "compile/projectmake.h"
 
 #include "engine/project.h"
-#include "tools/directorylisting.h"
 #include "tools/tools.h"
 
 #include <QDir>
 #include <QFile>
-
-#include <algorithm>
+#include <QFileInfo>
+#include <QStringBuilder>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-QString directoryPart(const QString &path)
+QString pathBelow(const QString &directory, const QString &relativePath)
 {
-    const qsizetype separator = path.lastIndexOf(u'/');
-    if (separator < 0)
-        return u"."_s;
-    return separator == 0 ? u"/"_s : path.left(separator);
+    return relativePath.isEmpty() ? directory
+                                  : Tools::ensureDirectorySeparator(directory) + relativePath;
 }
 
 } // namespace
@@ -28,12 +25,7 @@ ProjectMake::ProjectMake(Project *project) : m_project(project) {}
 bool ProjectMake::compile()
 {
     objects.clear();
-    m_createdDirectories.clear();
-    if (!QDir().mkpath(objectDirectory)) {
-        errorString = u"Cannot make directory %1"_s.arg(objectDirectory);
-        return false;
-    }
-    return doCompile({});
+    return makeDirectory(objectDirectory) && doCompile({});
 }
 
 bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output) const
@@ -48,59 +40,69 @@ bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output)
 
 bool ProjectMake::doCompile(const QString &relativePath)
 {
-    QString source = sourceDirectory;
-    QString destination = objectDirectory;
-    if (!relativePath.isEmpty()) {
-        source = Tools::ensureDirectorySeparator(source) + relativePath;
-        destination = Tools::ensureDirectorySeparator(destination) + relativePath;
-    }
+    const QString source = pathBelow(sourceDirectory, relativePath);
     const FileStatus status = FileStatus::of(source);
     if (status.isDirectory())
-        return compileDirectory(source, relativePath);
-    if (!status.isRegularFile() || !isLuaFile(source))
+        return compileDirectory(relativePath);
+    if (!status.isRegularFile() || !isLuaFile(QFile::encodeName(source)))
         return true;
-    return compileFile({source, status}, destination, relativePath);
+
+    const QString destination = pathBelow(objectDirectory, relativePath);
+    const Directory workingDirectory({});
+    return makeDirectory(QFileInfo(destination).path())
+           && compileFile({&workingDirectory, QFile::encodeName(source), status},
+                          {workingDirectory, QFile::encodeName(destination)}, relativePath);
 }
 
-bool ProjectMake::compileDirectory(const QString &source, const QString &relativePath)
+bool ProjectMake::compileDirectory(const QString &relativePath)
 {
+    Directory sources(pathBelow(sourceDirectory, relativePath));
+    Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
-    const QStringList entries = luaFilesAndDirectories(source);
-    return std::all_of(entries.begin(), entries.end(),
-                       [&](const QString &entry) { return doCompile(prefix + entry); });
+    const QList<DirectoryEntry> entries = sources.luaFilesAndDirectories();
+    for (const auto &[name, isDirectory] : entries) {
+        const FileStatus status = isDirectory ? FileStatus() : sources.status(name);
+        const QString entryPath = prefix % QString::fromUtf8(name);
+        if (isDirectory || status.isDirectory()) {
+            // The number of open files must not grow with the depth of the tree.
+            sources.close();
+            outputs.close();
+            if (!compileDirectory(entryPath))
+                return false;
+        } else if (status.isRegularFile() && isLuaFile(name)) {
+            if (!outputs.exists() && !makeDirectory(outputs.path()))
+                return false;
+            if (!compileFile({&sources, name, status}, {outputs, name}, entryPath))
+                return false;
+        }
+    }
+    return true;
 }
 
-bool ProjectMake::compileFile(const File &source, const QString &destination,
+bool ProjectMake::compileFile(const File &source, const Destination &destination,
                               const QString &relativePath)
 {
-    if (!makeOutputDirectory(destination))
-        return false;
-    const bool isCopied = !process.preprocess() && !process.compileLua();
     File file = source;
     if (process.preprocess() && !preprocess(destination, &file))
         return false;
     if (process.compileLua() && !compileLua(destination, &file))
         return false;
+    const bool isCopied = !process.preprocess() && !process.compileLua();
     if (isCopied && !copy(destination, &file))
         return false;
 
-    objects.append({relativePath, file.path});
+    objects.append({relativePath, file.path()});
     if (m_project->spec().lupdateEnabled() && process.lupdateEnabled())
-        lupdateSources.append(source.path);
+        lupdateSources.append(source.path());
     return true;
 }
 
-bool ProjectMake::makeOutputDirectory(const QString &destination)
+bool ProjectMake::makeDirectory(const QString &path)
 {
-    const QString directory = directoryPart(destination);
-    if (m_createdDirectories.contains(directory))
+    if (QDir().mkpath(path))
         return true;
-    if (!QDir().mkpath(directory)) {
-        errorString = u"Cannot make directory %1"_s.arg(directory);
-        return false;
-    }
-    m_createdDirectories.insert(directory);
-    return true;
+    errorString = u"Cannot make directory %1"_s.arg(path);
+    return false;
 }
 
 const QStringList &ProjectMake::preprocessorIncludes()
@@ -114,12 +116,16 @@ const QStringList &ProjectMake::preprocessorIncludes()
     return m_includeArguments;
 }
 
-bool ProjectMake::preprocess(const QString &destination, File *file)
+ProjectMake::File ProjectMake::outputFile(const Destination &destination, const QByteArray &name)
+{
+    return {&destination.directory, name, destination.directory.status(name)};
+}
+
+bool ProjectMake::preprocess(const Destination &destination, File *file)
 {
     const QStringList &includes = preprocessorIncludes();
     const File input = *file;
-    file->path = Tools::replaceExtension(destination, u"lui"_s);
-    file->status = FileStatus::of(file->path);
+    *file = outputFile(destination, Tools::replaceExtension(destination.name, "lui"));
     if (!needRebuild(input.status, file->status))
         return true;
 
@@ -129,50 +135,49 @@ bool ProjectMake::preprocess(const QString &destination, File *file)
     if (process.simplifyWhitespace())
         arguments << u"--trim"_s;
     arguments << includes;
-    arguments << u"--out"_s << QDir::toNativeSeparators(file->path);
+    arguments << u"--out"_s << QDir::toNativeSeparators(file->path());
     // As stored, unlike every other path here: deliberate.
     arguments << u"--root"_s << sourceDirectory;
-    arguments << u"--"_s << QDir::toNativeSeparators(input.path);
+    arguments << u"--"_s << QDir::toNativeSeparators(input.path());
     return runTool(u"ztlpp"_s, arguments, file);
 }
 
-bool ProjectMake::compileLua(const QString &destination, File *file)
+bool ProjectMake::compileLua(const Destination &destination, File *file)
 {
     const File input = *file;
-    file->path = Tools::replaceExtension(destination, u"luo"_s);
-    file->status = FileStatus::of(file->path);
+    *file = outputFile(destination, Tools::replaceExtension(destination.name, "luo"));
     if (!needRebuild(input.status, file->status))
         return true;
 
     QStringList arguments;
     if (process.stripLua())
         arguments << u"-s"_s;
-    arguments << u"-o"_s << QDir::toNativeSeparators(file->path);
-    arguments << u"--"_s << QDir::toNativeSeparators(input.path);
+    arguments << u"-o"_s << QDir::toNativeSeparators(file->path());
+    arguments << u"--"_s << QDir::toNativeSeparators(input.path());
     return runTool(u"ztluac"_s, arguments, file);
 }
 
 bool ProjectMake::runTool(const QString &tool, const QStringList &arguments, File *output)
 {
     if (m_project->runTool(tool, arguments, verbosity)) {
-        output->status = FileStatus::of(output->path);
+        output->status = output->directory->status(output->name);
         return true;
     }
     errorString = m_project->errorText();
-    QFile::remove(output->path);
+    QFile::remove(output->path());
     return false;
 }
 
-bool ProjectMake::copy(const QString &destination, File *file)
+bool ProjectMake::copy(const Destination &destination, File *file)
 {
     const File input = *file;
-    file->path = destination;
-    file->status = FileStatus::of(destination);
+    *file = outputFile(destination, destination.name);
     if (!needRebuild(input.status, file->status))
         return true;
-    if (file->status.exists() && !QFile::remove(destination))
-        return m_project->raiseError(u"Cannot delete %1"_s.arg(destination));
-    if (!QFile::copy(input.path, destination))
-        return m_project->raiseError(u"Cannot write %1"_s.arg(destination));
+    const QString target = file->path();
+    if (file->status.exists() && !QFile::remove(target))
+        return m_project->raiseError(u"Cannot delete %1"_s.arg(target));
+    if (!QFile::copy(input.path(), target))
+        return m_project->raiseError(u"Cannot write %1"_s.arg(target));
     return true;
 }

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "model/processspec.h"
-#include "tools/filestatus.h"
+#include "tools/directory.h"
 
 #include <QDateTime>
 #include <QList>
-#include <QSet>
 
 class Project;
 
@@ -51,23 +50,35 @@ public:
     bool needRebuild(const FileStatus &input, const FileStatus &output) const;
 
 private:
-    /// A file of the chain from the source to the final object, and what is known of it.
+    /// A file of the chain from the source to the final object.
     struct File
     {
-        QString path;
+        const Directory *directory;
+        QByteArray name;
         FileStatus status;
+
+        QString path() const { return directory->filePath(name); }
     };
 
-    bool compileDirectory(const QString &source, const QString &relativePath);
-    bool compileFile(const File &source, const QString &destination, const QString &relativePath);
-    bool makeOutputDirectory(const QString &destination);
-    bool preprocess(const QString &destination, File *file);
-    bool compileLua(const QString &destination, File *file);
-    bool copy(const QString &destination, File *file);
+    /// Where the outputs of a source go: `name` is the source's own, each stage replaces its
+    /// extension.
+    struct Destination
+    {
+        const Directory &directory;
+        QByteArray name;
+    };
+
+    bool compileDirectory(const QString &relativePath);
+    bool compileFile(const File &source, const Destination &destination,
+                     const QString &relativePath);
+    bool makeDirectory(const QString &path);
+    static File outputFile(const Destination &destination, const QByteArray &name);
+    bool preprocess(const Destination &destination, File *file);
+    bool compileLua(const Destination &destination, File *file);
+    bool copy(const Destination &destination, File *file);
     bool runTool(const QString &tool, const QStringList &arguments, File *output);
     const QStringList &preprocessorIncludes();
 
     Project *m_project;
-    QSet<QString> m_createdDirectories; ///< made during the current compile()
-    QStringList m_includeArguments;     ///< built once
+    QStringList m_includeArguments; ///< built once
 };

@@ -56,9 +56,7 @@ bool writeResponseFile(QTemporaryFile *file, const QStringList &arguments, QStri
         *error = message.arg(file->fileTemplate(), file->errorString());
         return false;
     }
-    QByteArray text;
-    for (const QString &argument : arguments)
-        text += argument.toLocal8Bit() + '\n';
+    const QByteArray text = (arguments.join(u'\n') + u'\n').toLocal8Bit();
     if (!writeAll(file->handle(), text)) {
         *error = message.arg(file->fileName(), qt_error_string(errno));
         return false;

@@ -2,13 +2,19 @@
 
 #include <QFile>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 FileStatus FileStatus::of(const QString &path)
 {
+    return of(AT_FDCWD, QFile::encodeName(path));
+}
+
+FileStatus FileStatus::of(int directory, const QByteArray &name)
+{
     FileStatus status;
     struct stat data;
-    if (stat(QFile::encodeName(path).constData(), &data) != 0)
+    if (fstatat(directory, name.constData(), &data, 0) != 0)
         return status;
     if (S_ISDIR(data.st_mode))
         status.m_kind = Kind::Directory;

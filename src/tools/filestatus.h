@@ -30,6 +30,10 @@ public:
     /// exist.
     static FileStatus of(const QString &path);
 
+    /// Asks for @p name, in the file system's encoding, as seen from the open directory
+    /// @p directory or, with AT_FDCWD, from the working directory.
+    static FileStatus of(int directory, const QByteArray &name);
+
     bool exists() const { return m_kind != Kind::Missing; }
     bool isDirectory() const { return m_kind == Kind::Directory; }
     bool isRegularFile() const { return m_kind == Kind::RegularFile; }

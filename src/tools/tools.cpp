@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QStringBuilder>
 #include <QStringList>
 
 #include <array>
@@ -19,6 +20,12 @@ QString replaceExtension(const QString &name, const QString &extension)
 {
     const qsizetype dot = name.lastIndexOf(u'.');
     return (dot < 0 ? name + u'.' : name.left(dot + 1)) + extension;
+}
+
+QByteArray replaceExtension(const QByteArray &name, const char *extension)
+{
+    const qsizetype dot = name.lastIndexOf('.');
+    return QByteArrayView(name).first(dot < 0 ? name.size() : dot) % '.' % extension;
 }
 
 QString safeFileName(const QString &text)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QXmlStreamReader>
 
@@ -13,6 +14,7 @@ QString ensureDirectorySeparator(const QString &path);
 /// The last dot may stand in a directory part ("a.b/box" becomes "a.ztn"): deliberate, file names
 /// of existing projects depend on it.
 QString replaceExtension(const QString &name, const QString &extension);
+QByteArray replaceExtension(const QByteArray &name, const char *extension);
 
 /// @return @p text without the characters ":", "/", "\", "?" and "*"
 QString safeFileName(const QString &text);

@@ -41,6 +41,7 @@ private slots:
     {
         QFETCH(QString, name);
         QTEST(Tools::replaceExtension(name, u"ztn"_s), "expected");
+        QTEST(QString::fromUtf8(Tools::replaceExtension(name.toUtf8(), "ztn")), "expected");
     }
 
     void safeFileName_data()

@@ -1,0 +1,135 @@
+#include "tools/directory.h"
+
+#include "testfiles.h"
+
+using namespace Qt::StringLiterals;
+
+class TestDirectory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void luaSuffixInAnyCase()
+    {
+        QVERIFY(isLuaFile("a/b.lua"));
+        QVERIFY(isLuaFile("X.LUA"));
+        QVERIFY(isLuaFile("a.b.Lua"));
+        QVERIFY(isLuaFile(".lua"));
+        QVERIFY(!isLuaFile("lua"));
+        QVERIFY(!isLuaFile("a.luac"));
+        QVERIFY(!isLuaFile("a.lua.txt"));
+        QVERIFY(!isLuaFile(""));
+    }
+
+    void filesAreAskedForByName()
+    {
+        const QTemporaryDir world;
+        QVERIFY(TestFiles::write(world.filePath(u"a.lua"_s)));
+        QVERIFY(TestFiles::setModified(world.filePath(u"a.lua"_s), {1000, 7}));
+        Directory directory(world.path());
+        QCOMPARE(directory.path(), world.path());
+        QCOMPARE(directory.filePath("a.lua"), world.filePath(u"a.lua"_s));
+        QVERIFY(directory.exists());
+        for (int i = 0; i < 2; ++i) {
+            QVERIFY(directory.status("a.lua").isRegularFile());
+            QCOMPARE(directory.status("a.lua").modified().nanoseconds, 7);
+            QVERIFY(!directory.status("b.lua").exists());
+            directory.close(); // the second round opens it again
+        }
+    }
+
+    void missingDirectoryHasNoFilesUntilItIsMade()
+    {
+        const QTemporaryDir world;
+        const QString path = world.filePath(u"later"_s);
+        const Directory directory(path);
+        QVERIFY(!directory.exists());
+        QVERIFY(!directory.status("a").exists());
+        QVERIFY(TestFiles::write(path + u"/a"_s));
+        QVERIFY(directory.exists());
+        QVERIFY(directory.status("a").exists());
+    }
+
+    void plainFileIsNoDirectory()
+    {
+        const QTemporaryDir world;
+        QVERIFY(TestFiles::write(world.filePath(u"file"_s)));
+        QVERIFY(!Directory(world.filePath(u"file"_s)).exists());
+    }
+
+    void emptyPathIsTheWorkingDirectory()
+    {
+        const QTemporaryDir world;
+        const QByteArray file = QFile::encodeName(world.filePath(u"a"_s));
+        QVERIFY(TestFiles::write(world.filePath(u"a"_s)));
+        Directory directory({});
+        QVERIFY(directory.exists());
+        QVERIFY(directory.status(file).exists());
+        QCOMPARE(directory.filePath(file), world.filePath(u"a"_s));
+        directory.close();
+        QVERIFY(directory.status(file).exists());
+    }
+
+    void luaFilesAndDirectoriesAreListed()
+    {
+        const QTemporaryDir world;
+        for (const QString &name : {u"a.lua"_s, u"B.LUA"_s, u"c.txt"_s, u".hidden.lua"_s,
+                                    u"dir/x"_s, u"dir.lua/x"_s, u".hiddendir/x.lua"_s, u"ü.lua"_s})
+            QVERIFY(TestFiles::write(world.filePath(name)));
+        QVERIFY(QFile::link(u"a.lua"_s, world.filePath(u"link.lua"_s)));
+        QVERIFY(QFile::link(u"dir"_s, world.filePath(u"dirlink"_s)));
+        QStringList names = namesIn(world.path());
+        names.sort();
+        const QStringList expected{u"B.LUA"_s,   u"a.lua"_s,    u"dir.lua/"_s, u"dir/"_s,
+                                   u"dirlink"_s, u"link.lua"_s, u"ü.lua"_s};
+        QCOMPARE(names, expected);
+    }
+
+    void orderIsTheFileSystems()
+    {
+        const QTemporaryDir world;
+        for (int i = 0; i < 50; ++i)
+            QVERIFY(TestFiles::write(world.filePath(u"f%1.lua"_s.arg(i))));
+        QCOMPARE(namesIn(world.path()),
+                 QDir(world.path()).entryList({u"*.lua"_s}, QDir::Files, QDir::Unsorted));
+    }
+
+    void namesThatAreNotUtf8AreLeftOut()
+    {
+        const QTemporaryDir world;
+        const QByteArray name = QFile::encodeName(world.path()) + "/\xff.lua";
+        const int file = open(name.constData(), O_CREAT | O_WRONLY, 0600);
+        QVERIFY(file >= 0);
+        ::close(file);
+        QCOMPARE(namesIn(world.path()), QStringList());
+    }
+
+    void specialFilesAreLeftOut()
+    {
+        const QTemporaryDir world;
+        QCOMPARE(mkfifo(QFile::encodeName(world.filePath(u"pipe.lua"_s)).constData(), 0600), 0);
+        QCOMPARE(namesIn(world.path()), QStringList());
+    }
+
+    void unreadableDirectoryIsEmpty()
+    {
+        const QTemporaryDir world;
+        QVERIFY(TestFiles::write(world.filePath(u"file"_s)));
+        QCOMPARE(namesIn(world.filePath(u"missing"_s)), QStringList());
+        QCOMPARE(namesIn(world.filePath(u"file"_s)), QStringList());
+    }
+
+private:
+    static QStringList namesIn(const QString &path)
+    {
+        QStringList names;
+        const QList<DirectoryEntry> entries = Directory(path).luaFilesAndDirectories();
+        for (const DirectoryEntry &entry : entries) {
+            names.append(QString::fromUtf8(entry.name) + (entry.isDirectory ? u"/"_s : u""_s));
+        }
+        return names;
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDirectory)
+#include "tst_directory.moc"
