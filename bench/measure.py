@@ -1,0 +1,231 @@
+"""Measures ztmake against ninja, make and the floors, and writes the report.
+
+Usage: measure.py PROGRAMS SCRATCH REPORT [SIZE...]
+
+PROGRAMS holds ztmake and the bench_* programs; projects are made in SCRATCH, on the same file
+system; REPORT is the Markdown file, its plot goes beside it. Every ratio is the median of the
+ratios of paired runs: one run of each program after the other, many times over.
+"""
+
+import os
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+
+import generate
+
+DEFAULT_SIZES = [100, 1000, 10000, 50000, 100000]
+FULL_BUILD_SIZES = [100, 1000]
+TRACED_SIZE = 10000
+SLOW_MAKE = 10000  # make needs seconds from here on, so it runs less often
+ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C.UTF-8"}
+NULL_STREAMS = [(os.POSIX_SPAWN_OPEN, stream, "/dev/null", os.O_WRONLY, 0) for stream in (1, 2)]
+
+ZTMAKE = ["sdk/bin/ztmake", "-q"]
+
+
+def seconds(command, expected_status=0):
+    """The wall time of one run."""
+    start = time.perf_counter()
+    process = os.posix_spawn(command[0], command, ENVIRONMENT, file_actions=NULL_STREAMS)
+    _, status = os.waitpid(process, 0)
+    took = time.perf_counter() - start
+    if os.waitstatus_to_exitcode(status) != expected_status:
+        raise SystemExit(f"{' '.join(command)} did not end with {expected_status}")
+    return took
+
+
+def paired_times(commands, rounds, prepare=lambda: None):
+    """A list of times for each command; the runs of a round follow each other."""
+    times = {name: [] for name in commands}
+    for _ in range(rounds):
+        for name, command in commands.items():
+            prepare()
+            times[name].append(seconds(command))
+    return times
+
+
+def ratio(times, name):
+    """The median of ztmake's time over that of another, by pairs."""
+    return statistics.median(a / b for a, b in zip(times["ztmake"], times[name]))
+
+
+def median_ms(times, name):
+    return statistics.median(times[name]) * 1000
+
+
+def peak_memory(command):
+    """The peak resident memory of a run in MiB, as the kernel accounts it to a small parent."""
+    result = subprocess.run(["/usr/bin/time", "-f", "%M", *command], env=ENVIRONMENT, check=True,
+                            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    return int(result.stderr.split()[-1]) / 1024
+
+
+def system_calls(command):
+    """Counts of the process's own system calls by name."""
+    subprocess.run(["strace", "-c", "-o", "strace.txt", *command], env=ENVIRONMENT, check=True,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    calls = {}
+    with open("strace.txt") as file:
+        for line in file:
+            match = re.match(r"\s*[\d.]+\s+[\d.]+\s+\d+\s+(\d+)\s+(?:\d+\s+)?(\w+)$", line)
+            if match and match[2] != "total":
+                calls[match[2]] = int(match[1])
+    return calls
+
+
+def instructions(command):
+    """Executed instructions, without those of the kernel."""
+    result = subprocess.run(
+        ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command],
+        env=ENVIRONMENT, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    return int(re.search(r"Collected : (\d+)", result.stderr)[1])
+
+
+class Report:
+    """Gathers the lines of the report and the data of its plot."""
+
+    def __init__(self):
+        self.lines = []
+        self.plot = []
+
+    def table(self, head, rows):
+        self.lines += ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
+        self.lines += ["| " + " | ".join(row) + " |" for row in rows] + [""]
+
+    def text(self, *lines):
+        self.lines += [*lines, ""]
+
+
+def measure_start(programs, report):
+    """From the start to the usage text."""
+    pairs = []
+    for _ in range(201):
+        usage = seconds([f"{programs}/ztmake", "--help"], expected_status=1)
+        pairs.append(usage / seconds([f"{programs}/bench_empty"]))
+    report.text("## Start", "From the start to the usage text, over an empty Qt Core program: "
+                f"**{statistics.median(pairs):.2f}**.")
+
+
+def measure_no_op(sizes, programs, scratch, report):
+    """Nothing to do, at every size."""
+    rows, memory = [], []
+    for size in sizes:
+        steps = generate.make_project(f"{scratch}/{size}", size, f"{programs}/ztmake",
+                                      f"{programs}/bench_nothing")
+        os.chdir(f"{scratch}/{size}")
+        generate.mark_built(steps)
+        commands = {"ztmake": ZTMAKE, "ninja": [shutil.which("ninja"), "--quiet"],
+                    "walk": [f"{programs}/bench_walk", "src", "obj/root"]}
+        check = subprocess.run(["ninja"], capture_output=True, text=True, check=True)
+        if "no work to do" not in check.stdout:
+            raise SystemExit("ninja found something to do")
+        times = paired_times(commands, max(7, min(101, 200000 // size)))
+        slow = paired_times({"ztmake": ZTMAKE, "make": [shutil.which("make"), "-s"]},
+                            3 if size >= SLOW_MAKE else 21)
+        rows.append([f"{size:,}", f"{ratio(times, 'ninja'):.2f}", f"{ratio(slow, 'make'):.3f}",
+                     f"{ratio(times, 'walk'):.2f}",
+                     f"{statistics.median(times['ztmake']) / size * 1e6:.2f} µs"])
+        memory.append([f"{size:,}"] + [f"{value:.0f} MiB" for value in
+                                       (peak_memory(ZTMAKE), peak_memory(commands["ninja"]))])
+        memory[-1].append(f"{peak_memory(ZTMAKE) / peak_memory(commands['ninja']):.2f}")
+        report.plot.append((size, median_ms(times, "ztmake"), median_ms(times, "ninja"),
+                            median_ms(slow, "make"), median_ms(times, "walk")))
+        if size == TRACED_SIZE:
+            traced = (system_calls(ZTMAKE), instructions(ZTMAKE))
+        os.chdir(scratch)
+        shutil.rmtree(f"{scratch}/{size}")
+    report.text("## Nothing to do")
+    report.table(["Lua files", "ztmake / ninja", "ztmake / make", "ztmake / walk",
+                  "ztmake, a file"], rows)
+    report.text("![Time of a build with nothing to do against the number of files]"
+                "(benchmarks.svg)")
+    report.text("## Peak memory, nothing to do")
+    report.table(["Lua files", "ztmake", "ninja", "ztmake / ninja"], memory)
+    if TRACED_SIZE in sizes:
+        report_trace(report, *traced)
+
+
+def report_trace(report, calls, count):
+    """System calls and instructions of the build with nothing to do."""
+    stats = sum(n for name, n in calls.items() if "stat" in name and "statfs" not in name)
+    report.text(f"## System calls, nothing to do, {TRACED_SIZE:,} files",
+                f"Of the stat family {stats / TRACED_SIZE:.2f} a Lua file. "
+                f"Instructions (callgrind), all in all: {count / 1e6:.1f} million.")
+    most = sorted(calls.items(), key=lambda item: -item[1])[:10]
+    report.table(["Call", "Times"], [[name, f"{n:,}"] for name, n in most])
+
+
+def measure_full_build(programs, scratch, report):
+    """Everything to do, tools that do nothing."""
+    rows = []
+    for size in FULL_BUILD_SIZES:
+        steps = generate.make_project(f"{scratch}/full{size}", size, f"{programs}/ztmake",
+                                      f"{programs}/bench_nothing")
+        os.chdir(f"{scratch}/full{size}")
+        commands = {"ztmake": ZTMAKE, "spawn": [f"{programs}/bench_spawn", "commands.txt"],
+                    "ninja": [shutil.which("ninja"), "-j1", "--quiet"],
+                    "make": [shutil.which("make"), "-s"]}
+        times = paired_times(commands, 11, lambda steps=steps: generate.mark_unbuilt(steps))
+        rows.append([f"{size:,}"] + [f"{ratio(times, name):.2f}"
+                                     for name in ("spawn", "ninja", "make")])
+        os.chdir(scratch)
+        shutil.rmtree(f"{scratch}/full{size}")
+    report.text("## Everything to do")
+    report.table(["Lua files", "ztmake / spawn", "ztmake / ninja -j1", "ztmake / make"], rows)
+
+
+def draw(plot, path):
+    """The plot of the builds with nothing to do."""
+    data = "\n".join(" ".join(f"{value}" for value in row) for row in plot)
+    script = f"""set terminal svg size 720,480 background "white"
+set output "{path}"
+set logscale xy
+set key left top
+set xlabel "Lua files"
+set ylabel "milliseconds, nothing to do"
+$data << EOD
+{data}
+EOD
+plot $data using 1:4 with linespoints title "make", \\
+     $data using 1:3 with linespoints title "ninja", \\
+     $data using 1:2 with linespoints title "ztmake", \\
+     $data using 1:5 with linespoints title "walk (floor)"
+"""
+    subprocess.run(["gnuplot"], input=script, text=True, check=True)
+
+
+HEAD = """# Benchmarks
+
+Written by `scripts/bench`; run it to get the figures of your machine.
+
+The same build, as a project, as a ninja file and as a Makefile: every Lua file is preprocessed and
+compiled, everything is packed and linked, by tools that do nothing. ztmake runs one tool at a time
+and packs and links on every build, so with nothing to do it still starts two tools and writes the
+argument file of the first. The floors are plain C: `walk` lists the folders and asks for three
+times a Lua file, `spawn` starts the commands of a full build with `posix_spawn`.
+
+Ratios are medians over paired runs of whole processes; below 1, ztmake is faster.
+"""
+
+
+def main():
+    programs, scratch, path = (os.path.abspath(argument) for argument in sys.argv[1:4])
+    sizes = [int(size) for size in sys.argv[4:]] or DEFAULT_SIZES
+    shutil.rmtree(scratch, ignore_errors=True)
+    os.makedirs(scratch)
+    report = Report()
+    report.text(HEAD.rstrip())
+    measure_start(programs, report)
+    measure_no_op(sizes, programs, scratch, report)
+    measure_full_build(programs, scratch, report)
+    draw(report.plot, path.removesuffix(".md") + ".svg")
+    with open(path, "w") as file:
+        file.write("\n".join(report.lines).rstrip() + "\n")
+    print("\n".join(report.lines))
+
+
+main()
