@@ -1,0 +1,202 @@
+#include "world.h"
+
+#include <QFile>
+#include <QTest>
+
+namespace {
+
+const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray Packed = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
+                          " -i obj/version.txt -D /etc/autoexec.lua -i obj/autoexec.lua\n";
+
+/// The start-up script with all its places filled in.
+QByteArray script(const char *nilIndex, const char *translations, const char *directory,
+                  const char *main, const char *result, const char *end)
+{
+    return QByteArray("local function traceback(msg)\n"
+                      "  if (type(msg) ~= \"string\") then return msg end\n"
+                      "  return debug.traceback(msg, 2)\n"
+                      "end\n"
+                      "\n"
+                      "if (table._set_allow_nil_index) then\n"
+                      "  table._set_allow_nil_index(")
+           + nilIndex
+           + ")\n"
+             "end\n"
+             "\n"
+           + translations
+           + "\n"
+             "os.chdir(\""
+           + directory
+           + "\")\n"
+             "local code, res, err\n"
+             "code, err = loadfile(\""
+           + main
+           + "\")\n"
+             "if (code) then\n"
+             "  res, err = xpcall(code, traceback)\n"
+             "  if (res) then err = \""
+           + result
+           + "\" end\n"
+             "end\n"
+             "\n"
+             "print(string.format(\"lua: %s\", tostring(err)))\n"
+             "os.syslog(string.format(\"[Lua] %s\", tostring(err)))\n"
+           + end;
+}
+
+const char Unexpected[] = "Application terminated unexpectedly.";
+const char Exit[] = "os.exit(1)\n";
+
+} // namespace
+
+class tst_GeneratedFiles : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void startupScript_data();
+    void startupScript();
+    void startupScriptIsWrittenAfresh();
+    void versionFile_data();
+    void versionFile();
+    void fileThatCannotBeWritten_data();
+    void fileThatCannotBeWritten();
+};
+
+void tst_GeneratedFiles::startupScript_data()
+{
+    QTest::addColumn<QByteArray>("children");
+    QTest::addColumn<QByteArray>("expected");
+
+    const auto row = [](const char *name, const char *children, const QByteArray &expected) {
+        QTest::newRow(name) << QByteArray(children) << expected;
+    };
+    const QByteArray plain = script("true", "", "/usr/bin", "/usr/bin/main.lua", Unexpected, Exit);
+    row("plain", R"(<Startup File="/usr/bin/main.lua"/>)", plain);
+    row("not interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="no"/>)", plain);
+    row("interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="yes"/>)",
+        script("true", "", "/usr/bin", "/usr/bin/main.lua", "OK.", ""));
+    row("no directory", R"(<Startup File="main.lua"/>)",
+        script("true", "", ".", "main.lua", Unexpected, Exit));
+    row("relative", R"(<Startup File="lib/x/main.lua"/>)",
+        script("true", "", "lib/x", "lib/x/main.lua", Unexpected, Exit));
+    row("in the root directory", R"(<Startup File="/main.lua"/>)",
+        script("true", "", "/", "/main.lua", Unexpected, Exit));
+    row("name without an extension", R"(<Startup File="/a.b/main"/>)",
+        script("true", "", "/a.b", "/a.b/main", Unexpected, Exit));
+    row("nothing is escaped", R"(<Startup File="/a&quot;b/c\d$SDK.lua"/>)",
+        script("true", "", "/a\"b", "/a\"b/c\\d$SDK.lua", Unexpected, Exit));
+    row("other languages", R"(<Startup File="/größe/日本.lua"/>)",
+        script("true", "", "/größe", "/größe/日本.lua", Unexpected, Exit));
+    row("strict", R"(<Startup File="main.lua"/>
+                     <Process><Compile Type="Lua" Strict="1"/></Process>)",
+        script("false", "", ".", "main.lua", Unexpected, Exit));
+    row("not strict", R"(<Startup File="main.lua"/>
+                         <Process><Compile Type="Lua" Strict="0"/></Process>)",
+        script("true", "", ".", "main.lua", Unexpected, Exit));
+    row("strict in the filesystem alone", R"(<Startup File="main.lua"/><Filesystem>
+            <Process><Compile Type="Lua" Strict="1"/></Process></Filesystem>)",
+        script("true", "", ".", "main.lua", Unexpected, Exit));
+    row("strict and interactive", R"(<Startup File="main.lua" Interactive="1"/>
+            <Process><Compile Type="Lua" Strict="1"/></Process>)",
+        script("false", "", ".", "main.lua", "OK.", ""));
+    row("translations", R"(<Startup File="main.lua"/>
+                           <Translation Enabled="1" BaseDir="/usr/lib/lua"/>)",
+        script("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua", Unexpected,
+               Exit));
+    row("translations that are off", R"(<Startup File="main.lua" Interactive="1"/>
+                                        <Translation BaseDir="ü&quot;"/>)",
+        script("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua", "OK.", ""));
+    row("translations without a directory", R"(<Startup File="main.lua"/>
+                                               <Translation Enabled="1"/>)",
+        script("true", "", ".", "main.lua", Unexpected, Exit));
+    row("placeholder in a later place is filled", R"(<Startup File="~~MAIN~~/x"/>)",
+        script("true", "", "~~MAIN~~/x", "~~MAIN~~/x", Unexpected, Exit));
+}
+
+void tst_GeneratedFiles::startupScript()
+{
+    QFETCH(QByteArray, children);
+    QFETCH(QByteArray, expected);
+    World world;
+    if (!children.contains("<Filesystem>"))
+        children += "<Filesystem/>";
+    world.project(Demo, children);
+    SAME(world.run({"-q"}).text(), report(0, Packed));
+    SAME(world.read("project/obj/autoexec.lua"), expected);
+}
+
+void tst_GeneratedFiles::startupScriptIsWrittenAfresh()
+{
+    World world;
+    world.write("project/obj/autoexec.lua", QByteArray(5000, 'x'));
+    world.write("project/obj/version.txt", QByteArray(5000, 'x'));
+    world.setTime("project/obj/autoexec.lua", 1000);
+    world.project(Demo, "<Startup File=\"main.lua\"/><Filesystem/>");
+    SAME(world.run({"-q"}).text(), report(0, Packed));
+    SAME(world.read("project/obj/autoexec.lua"),
+         script("true", "", ".", "main.lua", Unexpected, Exit));
+    SAME(world.read("project/obj/version.txt"), "\n");
+    // Without a start-up file an old script is neither written nor packed.
+    world.write("project/obj/autoexec.lua", "old");
+    world.project(Demo, "<Startup Interactive=\"1\"/><Filesystem/>");
+    SAME(world.run({"-q"}).text(),
+         report(0, QByteArray(Packed).replace(" -D /etc/autoexec.lua -i obj/autoexec.lua", "")));
+    SAME(world.read("project/obj/autoexec.lua"), "old");
+}
+
+void tst_GeneratedFiles::versionFile_data()
+{
+    QTest::addColumn<QByteArray>("attributes");
+    QTest::addColumn<QByteArray>("content");
+
+    QTest::newRow("none") << QByteArray() << QByteArray("\n");
+    QTest::newRow("version") << QByteArray(R"(Version=" 1.0 beta ")") << QByteArray(" 1.0 beta \n");
+    QTest::newRow("other languages") << QByteArray(R"(Version="größe")") << QByteArray("größe\n");
+    QTest::newRow("revision") << QByteArray(R"(Version="1.0-" Svnversion="1")")
+                              << QByteArray("1.0-#1234\n");
+    QTest::newRow("revision alone") << QByteArray(R"(Svnversion="1")") << QByteArray("#1234\n");
+    QTest::newRow("no revision") << QByteArray(R"(Version="1" Svnversion="0")")
+                                 << QByteArray("1\n");
+}
+
+void tst_GeneratedFiles::versionFile()
+{
+    QFETCH(QByteArray, attributes);
+    QFETCH(QByteArray, content);
+    World world;
+    world.project(Demo + ' ' + attributes, "");
+    QCOMPARE(world.run({"-q"}).status, 0);
+    SAME(world.read("project/obj/version.txt"), content);
+    SAME(world.tree("project/obj"), "version.txt\n");
+}
+
+void tst_GeneratedFiles::fileThatCannotBeWritten_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("left");
+    QTest::newRow("version file") << QByteArray("obj/version.txt")
+                                  << QByteArray("root/\nversion.txt/\n");
+    QTest::newRow("start-up script")
+            << QByteArray("obj/autoexec.lua") << QByteArray("autoexec.lua/\nroot/\nversion.txt\n");
+}
+
+void tst_GeneratedFiles::fileThatCannotBeWritten()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(QByteArray, left);
+    World world;
+    world.makeDirectory("project/" + name);
+    world.project(Demo, R"(<Startup File="main.lua"/><Target Model="T1"/><Filesystem>
+            <Merge Type="Directory"><Source>root</Source></Merge></Filesystem>)");
+    QFile file(QString::fromUtf8(world.path("project/" + name)));
+    QVERIFY(!file.open(QIODevice::WriteOnly));
+    SAME(world.run({"-q"}).text(),
+         report(1, {},
+                "[ztmake] Error writing " + name + ": " + file.errorString().toUtf8() + '\n'));
+    SAME(world.tree("project/obj"), left);
+}
+
+QTEST_GUILESS_MAIN(tst_GeneratedFiles)
+#include "tst_generatedfiles.moc"
