@@ -182,11 +182,9 @@ void tst_ToolRunner::responseFileThatCannotBeMadeFailsTheBuild()
     const Result result = world.run({"--clearobsolete"});
     QCOMPARE(result.status, 1);
     QVERIFY(result.calls.isEmpty());
-    const QString reason = obstacle.isEmpty() ? QStringLiteral("No such file or directory")
-                                              : QStringLiteral("Not a directory");
-    const QRegularExpression message(
-            QStringLiteral("^\\[ztmake\\] Error writing (obj/args\\.\\w{6})?: %1\n$").arg(reason));
-    QVERIFY2(message.match(QString::fromUtf8(result.err)).hasMatch(), result.err.constData());
+    const QByteArray reason = obstacle.isEmpty() ? "No such file or directory" : "Not a directory";
+    // A file that was never made has no name but the template.
+    SAME(result.err, "[ztmake] Error writing obj/args.XXXXXX: " + reason + "\n");
 }
 
 void tst_ToolRunner::responseFileThatIsCutShortFailsTheBuild()
@@ -196,10 +194,9 @@ void tst_ToolRunner::responseFileThatIsCutShortFailsTheBuild()
     const Result result = world.run({"-q"}, {.fileSizeLimit = 16});
     QCOMPARE(result.status, 1);
     QVERIFY(result.calls.isEmpty());
-    // A write that is only begun leaves no reason behind.
     const QRegularExpression message(
             QStringLiteral("^\\[ztmake\\] Error writing \\S*obj/args\\.\\w{6}:"
-                           " (File too large|Unknown error)\n$"));
+                           " File too large\n$"));
     QVERIFY2(message.match(QString::fromUtf8(result.err)).hasMatch(), result.err.constData());
     SAME(world.tree("project/obj"), "version.txt\n");
 }
