@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStringBuilder>
 
 using namespace Qt::StringLiterals;
 
@@ -62,7 +61,7 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     const QList<DirectoryEntry> entries = sources.luaFilesAndDirectories();
     for (const auto &[name, isDirectory] : entries) {
         const FileStatus status = isDirectory ? FileStatus() : sources.status(name);
-        const QString entryPath = prefix % QString::fromUtf8(name);
+        const QString entryPath = Tools::joinPath(prefix, name);
         if (isDirectory || status.isDirectory()) {
             // The number of open files must not grow with the depth of the tree.
             sources.close();

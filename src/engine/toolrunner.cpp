@@ -33,20 +33,37 @@ QString echoLine(const QString &workDir, const QString &displayName, const QStri
 
 /// QFile reports a write that was cut short (a full disk) without its reason, hence by hand.
 /// @return false with errno set
-bool writeAll(int descriptor, const QByteArray &text)
+bool writeAll(int descriptor, QByteArrayView text)
 {
-    qsizetype written = 0;
-    while (written < text.size()) {
-        const ssize_t count = write(descriptor, text.constData() + written,
-                                    static_cast<size_t>(text.size() - written));
+    while (!text.isEmpty()) {
+        const ssize_t count = write(descriptor, text.data(), static_cast<size_t>(text.size()));
         if (count < 0 && errno != EINTR)
             return false;
-        written += std::max<ssize_t>(count, 0);
+        text = text.sliced(std::max<ssize_t>(count, 0));
     }
     return true;
 }
 
-/// Writes one argument a line, unquoted, and closes the file, which stays until it is destroyed.
+/// Writes one argument a line in the local encoding, piece by piece: an image of a large project
+/// has hundreds of thousands of arguments.
+/// @return false with errno set
+bool writeLines(int descriptor, const QStringList &arguments)
+{
+    constexpr qsizetype pieceSize = 32'768;
+    QString piece;
+    for (const QString &argument : arguments) {
+        piece += argument;
+        piece += u'\n';
+        if (piece.size() >= pieceSize) {
+            if (!writeAll(descriptor, piece.toLocal8Bit()))
+                return false;
+            piece.resize(0);
+        }
+    }
+    return writeAll(descriptor, piece.toLocal8Bit());
+}
+
+/// Writes the arguments, unquoted, and closes the file, which stays until it is destroyed.
 /// @return false with the reason in @p error
 bool writeResponseFile(QTemporaryFile *file, const QStringList &arguments, QString *error)
 {
@@ -56,8 +73,7 @@ bool writeResponseFile(QTemporaryFile *file, const QStringList &arguments, QStri
         *error = message.arg(file->fileTemplate(), file->errorString());
         return false;
     }
-    const QByteArray text = (arguments.join(u'\n') + u'\n').toLocal8Bit();
-    if (!writeAll(file->handle(), text)) {
+    if (!writeLines(file->handle(), arguments)) {
         *error = message.arg(file->fileName(), qt_error_string(errno));
         return false;
     }

@@ -3,7 +3,6 @@
 #include "tools/tools.h"
 
 #include <QFile>
-#include <QStringBuilder>
 
 #include <memory>
 
@@ -30,12 +29,12 @@ Directory::~Directory()
     close();
 }
 
-bool Directory::open() const
+bool Directory::open(int mode) const
 {
     if (m_descriptor == closed) {
         m_descriptor = m_path.isEmpty() ? AT_FDCWD
                                         : ::open(QFile::encodeName(m_path).constData(),
-                                                 O_PATH | O_DIRECTORY | O_CLOEXEC);
+                                                 mode | O_DIRECTORY | O_CLOEXEC);
     }
     return m_descriptor != closed;
 }
@@ -49,24 +48,28 @@ void Directory::close()
 
 QString Directory::filePath(const QByteArray &name) const
 {
-    return m_prefix % QString::fromUtf8(name);
+    return Tools::joinPath(m_prefix, name);
 }
 
 bool Directory::exists() const
 {
-    return open();
+    return open(O_PATH);
 }
 
 FileStatus Directory::status(const QByteArray &name) const
 {
-    return open() ? FileStatus::of(m_descriptor, name) : FileStatus();
+    return open(O_PATH) ? FileStatus::of(m_descriptor, name) : FileStatus();
 }
 
-QList<DirectoryEntry> Directory::luaFilesAndDirectories() const
+QList<DirectoryEntry> Directory::luaFilesAndDirectories()
 {
     QList<DirectoryEntry> entries;
+    close(); // it may have been opened for queries only
+    if (!open(O_RDONLY))
+        return entries;
+    // The stream owns its descriptor; this one stays for the queries that follow.
     const std::unique_ptr<DIR, int (*)(DIR *)> stream(
-            opendir(QFile::encodeName(m_path).constData()), closedir);
+            fdopendir(fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0)), closedir);
     if (!stream)
         return entries;
     while (const dirent *entry = readdir(stream.get())) {

@@ -41,12 +41,12 @@ public:
     ///
     /// Hidden entries are left out, and so are names that are not valid UTF-8. An entry whose kind
     /// the directory itself does not tell (a symbolic link) is listed, for the caller to look at.
-    QList<DirectoryEntry> luaFilesAndDirectories() const;
+    QList<DirectoryEntry> luaFilesAndDirectories();
 
 private:
     static constexpr int closed = -1; // what open(2) returns on failure, too
 
-    bool open() const;
+    bool open(int mode) const;
 
     QString m_path;
     QString m_prefix; ///< the path, ready for a name to be put behind it

@@ -16,6 +16,15 @@ QString ensureDirectorySeparator(const QString &path)
     return path.isEmpty() || path.endsWith(u'/') ? path : path + u'/';
 }
 
+QString joinPath(const QString &prefix, QByteArrayView name)
+{
+    // Plain ASCII, which nearly all names are, needs no decoder and only one allocation.
+    const QLatin1StringView plain(name);
+    if (QtPrivate::isAscii(plain))
+        return prefix % plain;
+    return prefix % QString::fromUtf8(name);
+}
+
 QString replaceExtension(const QString &name, const QString &extension)
 {
     const qsizetype dot = name.lastIndexOf(u'.');

@@ -10,6 +10,9 @@ namespace Tools {
 /// @return @p path ending in "/"; an empty path stays empty
 QString ensureDirectorySeparator(const QString &path);
 
+/// @return @p prefix followed by @p name, which is in the file system's encoding
+QString joinPath(const QString &prefix, QByteArrayView name);
+
 /// Replaces what follows the last "." of @p name by @p extension, or appends "." and the extension.
 /// The last dot may stand in a directory part ("a.b/box" becomes "a.ztn"): deliberate, file names
 /// of existing projects depend on it.
