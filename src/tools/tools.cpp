@@ -57,11 +57,14 @@ QString tokenName(QXmlStreamReader::TokenType type)
 
 QString findProfile(const QString &directory, const QString &extension)
 {
-    const QStringList files =
-            QDir().entryList({u"*."_s + extension}, QDir::Files | QDir::Readable, QDir::Name);
+    // Filtered here, because QDir would start up its regular expressions for it.
+    QStringList files = QDir().entryList(QDir::Files | QDir::Readable, QDir::Name);
+    files.removeIf([suffix = u'.' + extension](const QString &file) {
+        return !file.endsWith(suffix, Qt::CaseInsensitive);
+    });
     const QString directoryName = QFileInfo(QDir(directory).absolutePath()).fileName();
     const QString prefix = ensureDirectorySeparator(directory);
-    for (const QString &file : files) {
+    for (const QString &file : std::as_const(files)) {
         if (QFileInfo(file).baseName() == directoryName)
             return prefix + file;
     }

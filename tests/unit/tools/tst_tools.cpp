@@ -27,6 +27,25 @@ private slots:
         QTEST(Tools::ensureDirectorySeparator(path), "expected");
     }
 
+    void joinPath_data()
+    {
+        QTest::addColumn<QString>("prefix");
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("plain") << u"a/"_s << "b.lua"_ba << u"a/b.lua"_s;
+        QTest::newRow("no prefix") << u""_s << "b.lua"_ba << u"b.lua"_s;
+        QTest::newRow("no name") << u"a/"_s << ""_ba << u"a/"_s;
+        QTest::newRow("neither") << u""_s << ""_ba << u""_s;
+        QTest::newRow("beyond ASCII")
+                << u"ä/"_s << "\xc3\xbc\xf0\x9f\x98\x80.lua"_ba << u"ä/ü\U0001F600.lua"_s;
+    }
+    void joinPath()
+    {
+        QFETCH(QString, prefix);
+        QFETCH(QByteArray, name);
+        QTEST(Tools::joinPath(prefix, name), "expected");
+    }
+
     void replaceExtension_data()
     {
         QTest::addColumn<QString>("name");
@@ -91,6 +110,7 @@ private slots:
                 << QStringList{u"box.v2.ztp"_s, u"box.v1.ztp"_s} << u"box.v1.ztp"_s;
         QTest::newRow("several, none named so")
                 << QStringList{u"other.ztp"_s, u"more.ztp"_s} << u""_s;
+        QTest::newRow("suffix in any case") << QStringList{u"other.ZTP"_s} << u"other.ZTP"_s;
         QTest::newRow("hidden files do not count")
                 << QStringList{u".hidden.ztp"_s, u"other.ztp"_s} << u"other.ztp"_s;
         QTest::newRow("directories do not count")
