@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
@@ -46,6 +47,9 @@ bool Project::cleanFirmwareFolder()
     const int verbosity = operationVerbosity(m_spec);
     const QString safeName = Tools::safeFileName(m_spec.name);
     const QString prefix = safeName.isEmpty() ? QString() : u"*-"_s + safeName;
+    // A name that makes no valid wildcard ("D[") matches nothing; Qt would complain for each file.
+    if (!QRegularExpression::fromWildcard(prefix).isValid())
+        return true;
     const QDir folder(m_spec.outputFilePath({}));
     const QStringList files =
             folder.entryList({prefix + u"*-firmware.ztf"_s, prefix + u"*-install.ztf"_s},

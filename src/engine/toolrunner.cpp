@@ -145,8 +145,10 @@ QString Project::runSvnversion()
         revision = QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
     } else {
         process.terminate();
-        if (!process.waitForFinished(terminationGrace))
+        if (!process.waitForFinished(terminationGrace)) {
             process.kill();
+            process.waitForFinished();
+        }
     }
 
     if (revision.isEmpty()) {

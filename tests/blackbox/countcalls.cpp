@@ -41,6 +41,8 @@ Function *real(const char *name)
 
 } // namespace
 
+// The C library calls its parameters by names of its own.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 int stat(const char *path, struct stat *data) noexcept
@@ -115,3 +117,4 @@ int mkdir(const char *path, mode_t mode) noexcept
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -4,7 +4,7 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 
 QByteArray merge(const QByteArray &type, const QByteArray &source,
                  const QByteArray &destination = {}, const QByteArray &process = {})
@@ -36,7 +36,7 @@ private slots:
 void tst_BuildFiles::directoriesAreMade()
 {
     World world;
-    world.project(Demo + R"( ObjectDirectory="a/b/c" OutputDirectory="x/y")",
+    world.project(demo + R"( ObjectDirectory="a/b/c" OutputDirectory="x/y")",
                   "<Translation Enabled=\"1\"/>");
     SAME(world.run({"-q"}).text(), report(0, {}));
     SAME(world.tree("project"), "a/\na/b/\na/b/c/\na/b/c/translations/\na/b/c/version.txt\n"
@@ -73,7 +73,7 @@ void tst_BuildFiles::directoryThatCannotBeMade()
     QFETCH(QByteArray, calls);
     QFETCH(QByteArray, left);
     World world;
-    world.project(Demo + R"( Svnversion="1" ObjectDirectory="a/obj")",
+    world.project(demo + R"( Svnversion="1" ObjectDirectory="a/obj")",
                   "<Translation Enabled=\"1\"/><Filesystem>" + merge("Directory", "root")
                           + "</Filesystem>");
     world.write("project/root/m.lua");
@@ -86,7 +86,7 @@ void tst_BuildFiles::directoryThatCannotBeMade()
 void tst_BuildFiles::reservedImages()
 {
     World world;
-    world.project(Demo, R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
+    world.project(demo, R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
     world.write("project/obj/root.romfs", "old");
     world.write("project/obj/installer.romfs", "old");
     world.plan("ztmkromfs", "* probe obj/root.romfs\n* probe obj/installer.romfs\n");
@@ -105,7 +105,7 @@ void tst_BuildFiles::reservedImages()
     QCOMPARE(result.calls[3].probes, installer);
     SAME(world.tree("project/obj"), "installer.romfs\nversion.txt\n");
 
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     QCOMPARE(world.run({"-q"}).status, 0);
     SAME(world.tree("project/obj"), "version.txt\n");
 
@@ -128,7 +128,7 @@ void tst_BuildFiles::reservedImageThatIsNoFile()
     QFETCH(QByteArray, name);
     QFETCH(int, calls);
     World world;
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     world.makeDirectory("project/" + name);
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 1);
@@ -140,7 +140,7 @@ void tst_BuildFiles::reservedImageThatIsNoFile()
 void tst_BuildFiles::reservedImageThatCannotBeRemoved()
 {
     World world;
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     world.write("project/obj/root.romfs");
     world.setMode("project/obj", 0555);
     SAME(world.run({"-q"}, {.ordinaryUser = true}).text(),
@@ -151,7 +151,7 @@ void tst_BuildFiles::reservedImageThatCannotBeRemoved()
 void tst_BuildFiles::versionIsFoundOnce()
 {
     World world;
-    world.project(Demo + R"( Svnversion="1" BuildInstaller="1")",
+    world.project(demo + R"( Svnversion="1" BuildInstaller="1")",
                   R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
     world.plan("svnversion", "1 out 1\n2 out 2\n");
     const Result result = world.run({"-q"});
@@ -221,7 +221,7 @@ void tst_BuildFiles::oldFirmwareIsRemovedBetweenPackingAndLinking()
 {
     World world;
     const QByteArray old = "firmware/T0-Demo-0.1-firmware.ztf";
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     world.write("project/" + old, "old");
     world.plan("ztmkromfs", "* probe " + old + '\n');
     world.plan("ztlink", "* probe " + old + '\n');

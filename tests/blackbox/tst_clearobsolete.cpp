@@ -4,7 +4,7 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 
 QByteArray languages(const QByteArrayList &names)
 {
@@ -61,7 +61,7 @@ void tst_ClearObsolete::callOfTheOperation()
     QFETCH(QByteArray, children);
     QFETCH(QByteArray, options);
     World world;
-    world.project(Demo, children);
+    world.project(demo, children);
     world.makeDirectory("project/translations/sub");
     SAME(world.run({"-q", "--clearobsolete"}).text(),
          report(0, "(in $W/project/translations) ztlupdate --clearobsolete"
@@ -117,7 +117,7 @@ void tst_ClearObsolete::pathsOfTheReport()
 void tst_ClearObsolete::nothingElseIsDone()
 {
     World world;
-    world.project(Demo + R"( Svnversion="1")",
+    world.project(demo + R"( Svnversion="1")",
                   languages({"de"})
                           + R"(<Target Model="T1"/><MTD16 Enabled="1"/><Startup File="a.lua"/>
                                <Filesystem><Merge Type="Directory"><Source>root</Source></Merge>
@@ -134,7 +134,7 @@ void tst_ClearObsolete::nothingElseIsDone()
 void tst_ClearObsolete::oldReportIsRemovedFirst()
 {
     World world;
-    world.project(Demo, languages({"de"}));
+    world.project(demo, languages({"de"}));
     world.makeDirectory("project/translations");
     world.write("project/obj/translations/report.xml", "old");
     world.plan("ztlupdate", "* probe ../obj/translations/report.xml\n");
@@ -169,7 +169,7 @@ void tst_ClearObsolete::failures()
     QFETCH(QByteArray, plan);
     QFETCH(QByteArray, error);
     World world;
-    world.project(Demo, languages({"de"}));
+    world.project(demo, languages({"de"}));
     if (plan != "directory")
         world.makeDirectory("project/translations");
     if (plan == "tool")
@@ -185,7 +185,7 @@ void tst_ClearObsolete::failures()
 void tst_ClearObsolete::manyLanguagesTravelInAFile()
 {
     World world;
-    world.project(Demo, languages({"a", "b", "c", "d", "e", "f", "g"}));
+    world.project(demo, languages({"a", "b", "c", "d", "e", "f", "g"}));
     world.makeDirectory("project/translations");
     world.makeDirectory("project/obj");
     const Result result = world.run({"-q", "--clearobsolete"});
@@ -211,7 +211,7 @@ void tst_ClearObsolete::verbosity()
     QFETCH(QByteArray, option);
     QFETCH(bool, echoed);
     World world;
-    world.project(Demo + R"( Verbose="0")", languages({"de"}));
+    world.project(demo + R"( Verbose="0")", languages({"de"}));
     world.makeDirectory("project/translations");
     SAME(world.run({option, "--clearobsolete"}).err,
          echoed ? "[ztmake] (in translations) ztlupdate --clearobsolete"

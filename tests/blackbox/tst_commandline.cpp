@@ -4,17 +4,17 @@
 
 namespace {
 
-const QByteArray Usage = "\nUsage: ztmake [--all] [--clearobsolete] <projectfile>\n";
+const QByteArray usage = "\nUsage: ztmake [--all] [--clearobsolete] <projectfile>\n";
 
-const QByteArray PackAndLink =
+const QByteArray packAndLink =
         "ztmkromfs -x .svn -o obj/root.romfs --label root -i root -D a.lua -i obj/root/a.luo"
         " -D /etc/version -i obj/version.txt\n"
         "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data obj/root.romfs"
         " --output firmware/T1-Demo-firmware.ztf --name Demo\n";
-const QByteArray CompileAll = "ztlpp --strip --trim -I ../sdk/usr/include --out obj/root/a.lui "
+const QByteArray compileAll = "ztlpp --strip --trim -I ../sdk/usr/include --out obj/root/a.lui "
                               "--root root -- root/a.lua\n"
                               "ztluac -o obj/root/a.luo -- obj/root/a.lui\n";
-const QByteArray ClearObsolete = "(in $W/project/translations) ztlupdate --clearobsolete"
+const QByteArray clearObsolete = "(in $W/project/translations) ztlupdate --clearobsolete"
                                  " --xml-report ../obj/translations/report.xml --ts de.ts\n";
 
 /// A project of one Lua file, built and up to date.
@@ -68,13 +68,13 @@ void tst_CommandLine::optionsChooseTheOperation_data()
     QTest::addColumn<bool>("oldFirmwareStays");
 
     const auto build = [](const char *name, const QByteArrayList &arguments) {
-        QTest::newRow(name) << arguments << PackAndLink << false;
+        QTest::newRow(name) << arguments << packAndLink << false;
     };
     const auto buildAll = [](const char *name, const QByteArrayList &arguments) {
-        QTest::newRow(name) << arguments << CompileAll + PackAndLink << false;
+        QTest::newRow(name) << arguments << compileAll + packAndLink << false;
     };
     const auto clear = [](const char *name, const QByteArrayList &arguments) {
-        QTest::newRow(name) << arguments << ClearObsolete << true;
+        QTest::newRow(name) << arguments << clearObsolete << true;
     };
     const auto clean = [](const char *name, const QByteArrayList &arguments) {
         QTest::newRow(name) << arguments << QByteArray() << false;
@@ -135,7 +135,7 @@ void tst_CommandLine::optionsChooseTheVerbosity()
     World world;
     writeBuiltProject(world);
 
-    QByteArray calls = PackAndLink;
+    QByteArray calls = packAndLink;
     if (level > 1) // the seventeenth argument
         calls.replace("ztmkromfs ", "ztmkromfs@ -" + QByteArray(level - 1, 'v') + ' ');
     QByteArray err = level > 0 ? echoOf(calls) : QByteArray();
@@ -165,7 +165,7 @@ void tst_CommandLine::usageIsShown()
     QFETCH(QByteArrayList, arguments);
     World world;
     writeBuiltProject(world);
-    SAME(world.run(arguments).text(), report(1, {}, Usage));
+    SAME(world.run(arguments).text(), report(1, {}, usage));
     QVERIFY(world.exists("project/firmware/T9-Demo-0.1-firmware.ztf"));
 }
 
@@ -196,7 +196,7 @@ void tst_CommandLine::optionParserComplainsFirst()
     const QByteArray complaint = result.err.left(result.err.indexOf('\n') + 1);
     QVERIFY2(complaint.startsWith("$W/sdk/bin/ztmake: "), complaint.constData());
     QVERIFY2(complaint.contains(named), complaint.constData());
-    SAME(result.err.mid(complaint.size()), Usage);
+    SAME(result.err.mid(complaint.size()), usage);
 }
 
 void tst_CommandLine::verboseAttributeOfTheProjectHasNoEffect_data()

@@ -4,8 +4,8 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray NoProject = "[ztmake] demo.ztp: This is not a ZeltaManager project file.\n";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray noProject = "[ztmake] demo.ztp: This is not a ZeltaManager project file.\n";
 
 QByteArray pack(const QByteArray &merges = {})
 {
@@ -53,30 +53,30 @@ private:
 void tst_FirstSchema::projectRows()
 {
     const QByteArray minimal = "<Target Model=\"T1\"/>\n<Filesystem/>\n";
-    addRow("least", Demo, minimal, pack() + linkTo("T1", "T1-Demo"));
+    addRow("least", demo, minimal, pack() + linkTo("T1", "T1-Demo"));
     addRow("no name", R"(SDK="../sdk")", minimal, pack() + linkTo("T1", "T1", ""));
     addRow("no name but a version", R"(SDK="../sdk" Name="" Version="1.0")", minimal,
            pack() + linkTo("T1", "T1-1.0", " --version 1.0"));
-    addRow("Version", Demo + R"( Version="2.0")", minimal,
+    addRow("Version", demo + R"( Version="2.0")", minimal,
            pack() + linkTo("T1", "T1-Demo-2.0", " --name Demo --version 2.0"));
-    addRow("Svnversion", Demo + R"( Svnversion="TRUE")", minimal,
+    addRow("Svnversion", demo + R"( Svnversion="TRUE")", minimal,
            "svnversion ''\n" + pack()
                    + linkTo("T1", "T1-Demo-#1234", " --name Demo --version #1234"));
-    addRow("Svnversion off", Demo + R"( Svnversion="No")", minimal,
+    addRow("Svnversion off", demo + R"( Svnversion="No")", minimal,
            pack() + linkTo("T1", "T1-Demo"));
-    addRow("directories", Demo + R"( ProjectDirectory="." ObjectDirectory="o" OutputDirectory="f")",
+    addRow("directories", demo + R"( ProjectDirectory="." ObjectDirectory="o" OutputDirectory="f")",
            minimal,
            QByteArray(pack() + linkTo("T1", "T1-Demo"))
                    .replace(" obj/", " ./o/")
                    .replace(" firmware/", " ./f/")
                    .replace("../sdk", "./../sdk"));
-    addRow("KeyFile", Demo + R"( KeyFile="$SDK/a.key")", minimal,
+    addRow("KeyFile", demo + R"( KeyFile="$SDK/a.key")", minimal,
            pack() + linkTo("T1", "T1-Demo", " -C ../sdk/a.key --name Demo"));
-    addRow("TagMap and StateFile", Demo + R"( TagMap="t" StateFile="s")", minimal,
+    addRow("TagMap and StateFile", demo + R"( TagMap="t" StateFile="s")", minimal,
            pack() + linkTo("T1", "T1-Demo"));
-    addRow("unknown attributes", Demo + R"( EncryptInstaller="perhaps" Colour="x")", minimal,
+    addRow("unknown attributes", demo + R"( EncryptInstaller="perhaps" Colour="x")", minimal,
            pack() + linkTo("T1", "T1-Demo"));
-    addRow("blank text everywhere", Demo,
+    addRow("blank text everywhere", demo,
            " \n\t<Target Model=\"T1\"> \n</Target> <Filesystem>\n"
            "</Filesystem><!-- text --> ",
            pack() + linkTo("T1", "T1-Demo"));
@@ -87,22 +87,22 @@ void tst_FirstSchema::projectRows()
             " --destination /usr/share/mbr.bin --in ../sdk/kernel/T1-boot.bin\n"
             "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data obj/installer.romfs"
             " --output firmware/T1-Demo-install.ztf --name 'Demo [Installer]'\n";
-    addRow("BuildInstaller and IncludeMBR", Demo + R"( BuildInstaller="1" IncludeMBR="yes")",
+    addRow("BuildInstaller and IncludeMBR", demo + R"( BuildInstaller="1" IncludeMBR="yes")",
            minimal, pack() + linkTo("T1", "T1-Demo") + installer);
-    addRow("BuildInstaller and IncludeMBR of the target", Demo,
+    addRow("BuildInstaller and IncludeMBR of the target", demo,
            R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="yes"/><Filesystem/>)",
            pack() + linkTo("T1", "T1-Demo") + installer);
-    addRow("no installer for the target", Demo + R"( BuildInstaller="1")",
+    addRow("no installer for the target", demo + R"( BuildInstaller="1")",
            R"(<Target Model="T1" BuildInstaller="no"/><Filesystem/>)",
            pack() + linkTo("T1", "T1-Demo"));
 }
 
 void tst_FirstSchema::targetRows()
 {
-    addRow("two targets", Demo, "<Target Model=\"B\"/><Filesystem/><Target Model=\"A\"/>",
+    addRow("two targets", demo, "<Target Model=\"B\"/><Filesystem/><Target Model=\"A\"/>",
            pack() + linkTo("B", "B-Demo") + linkTo("A", "A-Demo"));
-    addRow("empty model", Demo, "<Target Model=\"\"/><Filesystem/>", pack() + linkTo("", "-Demo"));
-    addRow("settings of a target end with it", Demo,
+    addRow("empty model", demo, "<Target Model=\"\"/><Filesystem/>", pack() + linkTo("", "-Demo"));
+    addRow("settings of a target end with it", demo,
            R"(<Target Model="B" BuildInstaller="0" IncludeMBR="0"/><Filesystem/><Target Model="A"/>)",
            pack() + linkTo("B", "B-Demo") + linkTo("A", "A-Demo"));
 }
@@ -112,27 +112,27 @@ void tst_FirstSchema::mergeRows()
     const auto filesystem = [](const QByteArray &attributes, const QByteArray &merges) {
         return "<Filesystem " + attributes + ">" + merges + "</Filesystem>";
     };
-    addRow("filesystem attributes", Demo,
+    addRow("filesystem attributes", demo,
            filesystem(R"(Type="romfs" Label="root" IncludeBase="yes" Verbose="0")", ""),
            pack("--merge ../sdk/kernel/base.romfs "));
-    addRow("base off", Demo, filesystem(R"(IncludeBase="0")", ""), pack());
-    addRow("file", Demo,
+    addRow("base off", demo, filesystem(R"(IncludeBase="0")", ""), pack());
+    addRow("file", demo,
            filesystem("", R"(<Merge Type="File" Destination="/etc">data/x.cfg</Merge>)"),
            pack("-D /etc -i data/x.cfg "));
-    addRow("source keeps its blanks", Demo,
+    addRow("source keeps its blanks", demo,
            filesystem("", "<Merge Type=\"File\"> data/x.cfg\n</Merge>"),
            pack("-i ' data/x.cfg\\n' "));
-    addRow("empty source", Demo, filesystem("", "<Merge Type=\"File\"/>"), pack("-i '' "));
-    addRow("only the last piece of a source counts", Demo,
+    addRow("empty source", demo, filesystem("", "<Merge Type=\"File\"/>"), pack("-i '' "));
+    addRow("only the last piece of a source counts", demo,
            filesystem("", "<Merge Type=\"File\">one<![CDATA[two]]></Merge>"), pack("-i two "));
-    addRow("archive", Demo,
+    addRow("archive", demo,
            filesystem("", R"(<Merge Type="Archive" Destination="/a">$SDK/a.romfs</Merge>)"),
            pack("-D /a --merge ../sdk/a.romfs "));
-    addRow("one destination for two", Demo,
+    addRow("one destination for two", demo,
            filesystem("", R"(<Merge Type="File" Destination="/a">b</Merge>
                              <Merge Type="File" Destination="/a">c</Merge>)"),
            pack("-D /a -i b -i c "));
-    addRow("destination ends with its merge", Demo,
+    addRow("destination ends with its merge", demo,
            filesystem("", R"(<Merge Type="File" Destination="/a">b</Merge>
                              <Merge Type="File">c</Merge>)"),
            pack("-D /a -i b -D / -i c ").replace("ztmkromfs", "ztmkromfs@"));
@@ -187,7 +187,7 @@ void tst_FirstSchema::luaIsCompiledOnlyWhereItIsAskedFor()
     World world;
     world.write("project/root/a.lua", "source\n");
     world.write("project/more/b.lua", "source\n");
-    world.firstSchemaProject(Demo + project, "<Filesystem" + filesystem
+    world.firstSchemaProject(demo + project, "<Filesystem" + filesystem
                                                      + "><Merge Type=\"Directory\"" + merge
                                                      + ">root</Merge></Filesystem>");
     const QByteArray object = compiled ? "obj/root/a.luo" : "obj/root/a.lua";
@@ -200,7 +200,7 @@ void tst_FirstSchema::luaIsCompiledOnlyWhereItIsAskedFor()
         SAME(world.read("project/obj/root/a.lua"), "source\n");
 
     // What one merge says does not hold for the next.
-    world.firstSchemaProject(Demo,
+    world.firstSchemaProject(demo,
                              R"(<Filesystem><Merge Type="Directory" CompileLua="1">root</Merge>
                                       <Merge Type="Directory">more</Merge></Filesystem>)");
     world.run({"-q", "-A"});
@@ -227,7 +227,7 @@ void tst_FirstSchema::verboseIsRead()
     QFETCH(QByteArray, verbose);
     QFETCH(QByteArray, letters);
     World world;
-    world.firstSchemaProject(Demo + " Verbose=\"x\"", "<Target Model=\"T1\" " + verbose
+    world.firstSchemaProject(demo + " Verbose=\"x\"", "<Target Model=\"T1\" " + verbose
                                                               + " BuildInstaller=\"1\"/>"
                                                                 "<Filesystem "
                                                               + verbose + "/>");
@@ -246,14 +246,14 @@ void tst_FirstSchema::nothingElseIsAccepted_data()
     QTest::addColumn<QByteArray>("children");
 
     const auto child = [](const char *name, const QByteArray &children) {
-        QTest::newRow(name) << Demo << children;
+        QTest::newRow(name) << demo << children;
     };
     const auto attribute = [](const QByteArray &text) {
-        QTest::newRow(text.constData()) << Demo + ' ' + text << QByteArray("<Filesystem/>");
+        QTest::newRow(text.constData()) << demo + ' ' + text << QByteArray("<Filesystem/>");
     };
     for (const char *name :
          {"Startup", "Process", "Translation", "MTD16", "Merge", "Project", "Other", "filesystem"})
-        QTest::newRow(name) << Demo << '<' + QByteArray(name) + " Type=\"File\"/>";
+        QTest::newRow(name) << demo << '<' + QByteArray(name) + " Type=\"File\"/>";
     child("element in Target", "<Target Model=\"x\"><Target Model=\"y\"/></Target>");
     child("element in Filesystem", "<Filesystem><Process/></Filesystem>");
     child("element in Merge",
@@ -290,7 +290,7 @@ void tst_FirstSchema::nothingElseIsAccepted()
     QFETCH(QByteArray, children);
     World world;
     world.firstSchemaProject(attributes, children);
-    SAME(world.run({"demo.ztp"}).text(), report(1, {}, NoProject));
+    SAME(world.run({"demo.ztp"}).text(), report(1, {}, noProject));
     QVERIFY(!world.exists("project/obj"));
 }
 
@@ -312,7 +312,7 @@ void tst_FirstSchema::pathsFollowTheProjectFile()
 void tst_FirstSchema::otherOperationsWork()
 {
     World world;
-    world.firstSchemaProject(Demo, "<Filesystem/>");
+    world.firstSchemaProject(demo, "<Filesystem/>");
     world.makeDirectory("project/translations");
     world.write("project/firmware/T1-Demo-1-install.ztf");
     SAME(world.run({"-q", "--clearobsolete"}).text(),

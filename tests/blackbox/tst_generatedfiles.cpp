@@ -5,8 +5,8 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray Packed = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray packed = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
                           " -i obj/version.txt -D /etc/autoexec.lua -i obj/autoexec.lua\n";
 
 /// The start-up script with all its places filled in.
@@ -45,8 +45,8 @@ QByteArray script(const char *nilIndex, const char *translations, const char *di
            + end;
 }
 
-const char Unexpected[] = "Application terminated unexpectedly.";
-const char Exit[] = "os.exit(1)\n";
+const char unexpected[] = "Application terminated unexpectedly.";
+const char lastLine[] = "os.exit(1)\n";
 
 } // namespace
 
@@ -72,47 +72,48 @@ void tst_GeneratedFiles::startupScript_data()
     const auto row = [](const char *name, const char *children, const QByteArray &expected) {
         QTest::newRow(name) << QByteArray(children) << expected;
     };
-    const QByteArray plain = script("true", "", "/usr/bin", "/usr/bin/main.lua", Unexpected, Exit);
+    const QByteArray plain =
+            script("true", "", "/usr/bin", "/usr/bin/main.lua", unexpected, lastLine);
     row("plain", R"(<Startup File="/usr/bin/main.lua"/>)", plain);
     row("not interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="no"/>)", plain);
     row("interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="yes"/>)",
         script("true", "", "/usr/bin", "/usr/bin/main.lua", "OK.", ""));
     row("no directory", R"(<Startup File="main.lua"/>)",
-        script("true", "", ".", "main.lua", Unexpected, Exit));
+        script("true", "", ".", "main.lua", unexpected, lastLine));
     row("relative", R"(<Startup File="lib/x/main.lua"/>)",
-        script("true", "", "lib/x", "lib/x/main.lua", Unexpected, Exit));
+        script("true", "", "lib/x", "lib/x/main.lua", unexpected, lastLine));
     row("in the root directory", R"(<Startup File="/main.lua"/>)",
-        script("true", "", "/", "/main.lua", Unexpected, Exit));
+        script("true", "", "/", "/main.lua", unexpected, lastLine));
     row("name without an extension", R"(<Startup File="/a.b/main"/>)",
-        script("true", "", "/a.b", "/a.b/main", Unexpected, Exit));
+        script("true", "", "/a.b", "/a.b/main", unexpected, lastLine));
     row("nothing is escaped", R"(<Startup File="/a&quot;b/c\d$SDK.lua"/>)",
-        script("true", "", "/a\"b", "/a\"b/c\\d$SDK.lua", Unexpected, Exit));
+        script("true", "", "/a\"b", "/a\"b/c\\d$SDK.lua", unexpected, lastLine));
     row("other languages", R"(<Startup File="/größe/日本.lua"/>)",
-        script("true", "", "/größe", "/größe/日本.lua", Unexpected, Exit));
+        script("true", "", "/größe", "/größe/日本.lua", unexpected, lastLine));
     row("strict", R"(<Startup File="main.lua"/>
                      <Process><Compile Type="Lua" Strict="1"/></Process>)",
-        script("false", "", ".", "main.lua", Unexpected, Exit));
+        script("false", "", ".", "main.lua", unexpected, lastLine));
     row("not strict", R"(<Startup File="main.lua"/>
                          <Process><Compile Type="Lua" Strict="0"/></Process>)",
-        script("true", "", ".", "main.lua", Unexpected, Exit));
+        script("true", "", ".", "main.lua", unexpected, lastLine));
     row("strict in the filesystem alone", R"(<Startup File="main.lua"/><Filesystem>
             <Process><Compile Type="Lua" Strict="1"/></Process></Filesystem>)",
-        script("true", "", ".", "main.lua", Unexpected, Exit));
+        script("true", "", ".", "main.lua", unexpected, lastLine));
     row("strict and interactive", R"(<Startup File="main.lua" Interactive="1"/>
             <Process><Compile Type="Lua" Strict="1"/></Process>)",
         script("false", "", ".", "main.lua", "OK.", ""));
     row("translations", R"(<Startup File="main.lua"/>
                            <Translation Enabled="1" BaseDir="/usr/lib/lua"/>)",
-        script("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua", Unexpected,
-               Exit));
+        script("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua", unexpected,
+               lastLine));
     row("translations that are off", R"(<Startup File="main.lua" Interactive="1"/>
                                         <Translation BaseDir="ü&quot;"/>)",
         script("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua", "OK.", ""));
     row("translations without a directory", R"(<Startup File="main.lua"/>
                                                <Translation Enabled="1"/>)",
-        script("true", "", ".", "main.lua", Unexpected, Exit));
+        script("true", "", ".", "main.lua", unexpected, lastLine));
     row("placeholder in a later place is filled", R"(<Startup File="~~MAIN~~/x"/>)",
-        script("true", "", "~~MAIN~~/x", "~~MAIN~~/x", Unexpected, Exit));
+        script("true", "", "~~MAIN~~/x", "~~MAIN~~/x", unexpected, lastLine));
 }
 
 void tst_GeneratedFiles::startupScript()
@@ -122,8 +123,8 @@ void tst_GeneratedFiles::startupScript()
     World world;
     if (!children.contains("<Filesystem>"))
         children += "<Filesystem/>";
-    world.project(Demo, children);
-    SAME(world.run({"-q"}).text(), report(0, Packed));
+    world.project(demo, children);
+    SAME(world.run({"-q"}).text(), report(0, packed));
     SAME(world.read("project/obj/autoexec.lua"), expected);
 }
 
@@ -133,16 +134,16 @@ void tst_GeneratedFiles::startupScriptIsWrittenAfresh()
     world.write("project/obj/autoexec.lua", QByteArray(5000, 'x'));
     world.write("project/obj/version.txt", QByteArray(5000, 'x'));
     world.setTime("project/obj/autoexec.lua", 1000);
-    world.project(Demo, "<Startup File=\"main.lua\"/><Filesystem/>");
-    SAME(world.run({"-q"}).text(), report(0, Packed));
+    world.project(demo, "<Startup File=\"main.lua\"/><Filesystem/>");
+    SAME(world.run({"-q"}).text(), report(0, packed));
     SAME(world.read("project/obj/autoexec.lua"),
-         script("true", "", ".", "main.lua", Unexpected, Exit));
+         script("true", "", ".", "main.lua", unexpected, lastLine));
     SAME(world.read("project/obj/version.txt"), "\n");
     // Without a start-up file an old script is neither written nor packed.
     world.write("project/obj/autoexec.lua", "old");
-    world.project(Demo, "<Startup Interactive=\"1\"/><Filesystem/>");
+    world.project(demo, "<Startup Interactive=\"1\"/><Filesystem/>");
     SAME(world.run({"-q"}).text(),
-         report(0, QByteArray(Packed).replace(" -D /etc/autoexec.lua -i obj/autoexec.lua", "")));
+         report(0, QByteArray(packed).replace(" -D /etc/autoexec.lua -i obj/autoexec.lua", "")));
     SAME(world.read("project/obj/autoexec.lua"), "old");
 }
 
@@ -166,7 +167,7 @@ void tst_GeneratedFiles::versionFile()
     QFETCH(QByteArray, attributes);
     QFETCH(QByteArray, content);
     World world;
-    world.project(Demo + ' ' + attributes, "");
+    world.project(demo + ' ' + attributes, "");
     QCOMPARE(world.run({"-q"}).status, 0);
     SAME(world.read("project/obj/version.txt"), content);
     SAME(world.tree("project/obj"), "version.txt\n");
@@ -188,7 +189,7 @@ void tst_GeneratedFiles::fileThatCannotBeWritten()
     QFETCH(QByteArray, left);
     World world;
     world.makeDirectory("project/" + name);
-    world.project(Demo, R"(<Startup File="main.lua"/><Target Model="T1"/><Filesystem>
+    world.project(demo, R"(<Startup File="main.lua"/><Target Model="T1"/><Filesystem>
             <Merge Type="Directory"><Source>root</Source></Merge></Filesystem>)");
     QFile file(QString::fromUtf8(world.path("project/" + name)));
     QVERIFY(!file.open(QIODevice::WriteOnly));

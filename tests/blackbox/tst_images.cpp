@@ -4,7 +4,7 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 
 QByteArray pack(const QByteArray &letters = {})
 {
@@ -112,7 +112,7 @@ void tst_Images::installers()
     QFETCH(QByteArray, installers);
     World world;
     world.write("sdk/kernel/T1-boot.bin");
-    world.project(Demo + ' ' + attributes, targets + "<Filesystem/>");
+    world.project(demo + ' ' + attributes, targets + "<Filesystem/>");
     SAME(world.run({"-q"}).text(), report(0, pack() + linkTo("T1", "--name Demo")
                                                      + linkTo("T2", "--name Demo") + installers));
 }
@@ -141,7 +141,7 @@ void tst_Images::keyFiles()
     QFETCH(QByteArray, firmware);
     QFETCH(QByteArray, installer);
     World world;
-    world.project(Demo + ' ' + attributes,
+    world.project(demo + ' ' + attributes,
                   R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
     SAME(world.run({"-q"}).text(),
          report(0, pack() + linkTo("T1", firmware + "--name Demo")
@@ -163,7 +163,7 @@ void tst_Images::refusedInstallers()
     QFETCH(QByteArray, attributes);
     World world;
     world.write("sdk/kernel/T1-boot.bin");
-    world.project(Demo + ' ' + attributes, "<Target Model=\"T2\"/>");
+    world.project(demo + ' ' + attributes, "<Target Model=\"T2\"/>");
     SAME(world.run({}).text(),
          report(1, {}, "[ztmake] Refusing to build an installer that installs nothing.\n"));
     SAME(world.tree("project/obj"), "version.txt\n");
@@ -173,7 +173,7 @@ void tst_Images::installerWithoutFilesystem()
 {
     World world;
     world.write("sdk/kernel/T1-boot.bin");
-    world.project(Demo + R"( Version="1" BuildInstaller="1" IncludeMBR="1" KeyFile="k"
+    world.project(demo + R"( Version="1" BuildInstaller="1" IncludeMBR="1" KeyFile="k"
                             EncryptInstaller="1")",
                   "<Target Model=\"T1\"/>");
     SAME(world.run({"-q"}).text(),
@@ -192,7 +192,7 @@ void tst_Images::bootBlockMustBeAFile()
     world.link("missing", "sdk/kernel/T2-boot.bin");
     world.write("sdk/kernel/real.bin");
     world.link("real.bin", "sdk/kernel/T3-boot.bin");
-    world.project(Demo + R"( BuildInstaller="1" IncludeMBR="1")",
+    world.project(demo + R"( BuildInstaller="1" IncludeMBR="1")",
                   R"(<Target Model="T1"/><Target Model="T2"/><Target Model="T3"/><Filesystem/>)");
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 0);
@@ -220,7 +220,7 @@ void tst_Images::failingInstallerStopsTheNext()
     QFETCH(QByteArray, plan);
     QFETCH(QByteArray, installers);
     World world;
-    world.project(Demo + R"( BuildInstaller="1")",
+    world.project(demo + R"( BuildInstaller="1")",
                   R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
     world.plan(tool, plan);
     SAME(world.run({"-q"}).text(),
@@ -261,7 +261,7 @@ void tst_Images::verbosityOfTheRootImage()
     QFETCH(bool, echoed);
     World world;
     world.write("project/root/a.lua");
-    world.project(Demo, "<Filesystem " + filesystem
+    world.project(demo, "<Filesystem " + filesystem
                                 + R"(><Merge Type="Directory"><Source>root</Source></Merge>
                                      <Process><Preprocess Type="Ztlpp" Enabled="0"/></Process>
                                      </Filesystem>)");
@@ -310,7 +310,7 @@ void tst_Images::verbosityOfTargetsAndInstallers()
     QFETCH(QByteArray, letters);
     QFETCH(bool, installerEchoed);
     World world;
-    world.project(Demo, "<Target Model=\"T1\" BuildInstaller=\"1\" " + target
+    world.project(demo, "<Target Model=\"T1\" BuildInstaller=\"1\" " + target
                                 + "/><Filesystem Verbose=\"0\"/>");
     const Result result = world.run({option});
     SAME(result.callText(), pack() + linkTo("T1", "--name Demo")
@@ -328,12 +328,12 @@ void tst_Images::verbosityOfAnInstallerWithoutFilesystem()
 {
     World world;
     world.write("sdk/kernel/T1-boot.bin");
-    world.project(Demo, R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="1" Verbose="3"/>)");
+    world.project(demo, R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="1" Verbose="3"/>)");
     SAME(world.run({"-q"}).text(),
          report(0, packInstaller(carriedBoot("T1"), "-vv ") + linkInstaller("T1"),
                 echoOf(packInstaller(carriedBoot("T1"), "-vv ")
                        + linkInstaller("T1", "--name Demo [Installer]"))));
-    world.project(Demo, R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="1" Verbose="1"/>)");
+    world.project(demo, R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="1" Verbose="1"/>)");
     SAME(world.run({"-q"}).err,
          echoOf(packInstaller(carriedBoot("T1")) + linkInstaller("T1", "--name Demo [Installer]")));
 }

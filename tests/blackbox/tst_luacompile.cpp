@@ -6,20 +6,20 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray NoPreprocess = R"(<Preprocess Type="Ztlpp" Enabled="0"/>)";
-const QByteArray NoCompile = R"(<Compile Type="Lua" Enabled="0"/>)";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray noPreprocess = R"(<Preprocess Type="Ztlpp" Enabled="0"/>)";
+const QByteArray noCompile = R"(<Compile Type="Lua" Enabled="0"/>)";
 
-constexpr qint64 Millisecond = 1000000;
+constexpr qint64 millisecond = 1000000;
 
 /// A project that merges one source tree (or file) with some processing options.
 void writeProject(World &world, const QByteArray &process, const QByteArray &source = "root",
-                  const QByteArray &attributes = Demo)
+                  const QByteArray &attributes = demo)
 {
     world.project(attributes, "<Filesystem><Merge Type=\"Directory\"><Source>" + source
                                       + "</Source></Merge></Filesystem><Process>" + process
                                       + "</Process>");
-    world.setTime("project/demo.ztp", -1000 * Millisecond);
+    world.setTime("project/demo.ztp", -1000 * millisecond);
 }
 
 QByteArray preprocess(const QByteArray &name)
@@ -74,7 +74,7 @@ private slots:
 void tst_LuaCompile::treeIsWalkedInTheOrderOfTheFileSystem()
 {
     World world;
-    writeProject(world, NoPreprocess);
+    writeProject(world, noPreprocess);
     for (const char *name : {"m", "a", "z", "b", "y", "q", "sub1/c", "sub1/deep/d", "sub2/e"})
         world.write("project/root/" + QByteArray(name) + ".lua");
     world.write("project/root/not.txt");
@@ -201,13 +201,13 @@ void tst_LuaCompile::stagesOfAnEntry_data()
 
     QTest::newRow("both") << QByteArray() << preprocess("a") + compile("a") << QByteArray("a.luo")
                           << QByteArray("root/\nroot/a.lui\nroot/a.luo\nversion.txt\n");
-    QTest::newRow("preprocessing") << NoCompile << preprocess("a") << QByteArray("a.lui")
+    QTest::newRow("preprocessing") << noCompile << preprocess("a") << QByteArray("a.lui")
                                    << QByteArray("root/\nroot/a.lui\nversion.txt\n");
-    QTest::newRow("compiling") << NoPreprocess
+    QTest::newRow("compiling") << noPreprocess
                                << QByteArray("ztluac -o obj/root/a.luo -- root/a.lua\n")
                                << QByteArray("a.luo")
                                << QByteArray("root/\nroot/a.luo\nversion.txt\n");
-    QTest::newRow("neither") << NoPreprocess + NoCompile << QByteArray() << QByteArray("a.lua")
+    QTest::newRow("neither") << noPreprocess + noCompile << QByteArray() << QByteArray("a.lua")
                              << QByteArray("root/\nroot/a.lua\nversion.txt\n");
 }
 
@@ -240,15 +240,15 @@ void tst_LuaCompile::sourceThatIsAFile_data()
                                      + "obj/root.lui --root src/a.lua -- src/a.lua\n"
                                        "ztluac -o obj/root.luo -- obj/root.lui\n"
                           << QByteArray("obj/root.luo");
-    QTest::newRow("preprocessing") << QByteArray("obj") << NoCompile
+    QTest::newRow("preprocessing") << QByteArray("obj") << noCompile
                                    << options + "obj/root.lui --root src/a.lua -- src/a.lua\n"
                                    << QByteArray("obj/root.lui");
-    QTest::newRow("compiling") << QByteArray("obj") << NoPreprocess
+    QTest::newRow("compiling") << QByteArray("obj") << noPreprocess
                                << QByteArray("ztluac -o obj/root.luo -- src/a.lua\n")
                                << QByteArray("obj/root.luo");
     // The last dot of the whole path counts.
     QTest::newRow("dot in the directory")
-            << QByteArray("out.d/obj") << NoPreprocess
+            << QByteArray("out.d/obj") << noPreprocess
             << QByteArray("ztluac -o out.luo -- src/a.lua\n") << QByteArray("out.luo");
 }
 
@@ -259,7 +259,7 @@ void tst_LuaCompile::sourceThatIsAFile()
     QFETCH(QByteArray, calls);
     QFETCH(QByteArray, object);
     World world;
-    writeProject(world, process, "src/a.lua", Demo + " ObjectDirectory=\"" + objectDirectory + '"');
+    writeProject(world, process, "src/a.lua", demo + " ObjectDirectory=\"" + objectDirectory + '"');
     world.write("project/src/a.lua");
     const Result result = world.run({"-q"});
     SAME(compilerCalls(result), calls);

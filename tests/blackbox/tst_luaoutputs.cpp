@@ -4,19 +4,19 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray NoPreprocess = R"(<Preprocess Type="Ztlpp" Enabled="0"/>)";
-const QByteArray NoCompile = R"(<Compile Type="Lua" Enabled="0"/>)";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray noPreprocess = R"(<Preprocess Type="Ztlpp" Enabled="0"/>)";
+const QByteArray noCompile = R"(<Compile Type="Lua" Enabled="0"/>)";
 
-constexpr qint64 Millisecond = 1000000;
+constexpr qint64 millisecond = 1000000;
 
 /// A project that merges one source tree (or file) with some processing options.
 void writeProject(World &world, const QByteArray &process, const QByteArray &source = "root")
 {
-    world.project(Demo, "<Filesystem><Merge Type=\"Directory\"><Source>" + source
+    world.project(demo, "<Filesystem><Merge Type=\"Directory\"><Source>" + source
                                 + "</Source></Merge></Filesystem><Process>" + process
                                 + "</Process>");
-    world.setTime("project/demo.ztp", -1000 * Millisecond);
+    world.setTime("project/demo.ztp", -1000 * millisecond);
 }
 
 QByteArray preprocess(const QByteArray &name)
@@ -86,7 +86,7 @@ void tst_LuaOutputs::copiesAreReplacedWhenOutOfDate()
     QFETCH(bool, forced);
     QFETCH(bool, copied);
     World world;
-    writeProject(world, NoPreprocess + NoCompile);
+    writeProject(world, noPreprocess + noCompile);
     world.write("project/root/sub/X.LUA", QByteArray("new\0\xff", 5), 5);
     if (copy)
         world.write("project/obj/root/sub/X.LUA", "old and longer", copy);
@@ -101,7 +101,7 @@ void tst_LuaOutputs::copiesAreReplacedWhenOutOfDate()
 void tst_LuaOutputs::copyThatCannotBeReplaced()
 {
     World world;
-    writeProject(world, NoPreprocess + NoCompile);
+    writeProject(world, noPreprocess + noCompile);
     world.write("project/root/a.lua");
     world.makeDirectory("project/obj/root/a.lua");
     world.setTime("project/obj/root/a.lua", -1);
@@ -113,7 +113,7 @@ void tst_LuaOutputs::copyThatCannotBeReplaced()
 void tst_LuaOutputs::copyThatCannotBeWritten()
 {
     World world;
-    writeProject(world, NoPreprocess + NoCompile);
+    writeProject(world, noPreprocess + noCompile);
     world.write("project/root/a.lua");
     world.makeDirectory("project/obj/root");
     world.setMode("project/obj/root", 0555);
@@ -179,7 +179,7 @@ void tst_LuaOutputs::failingToolLeavesNoOutput()
 void tst_LuaOutputs::firstFailureEndsTheWalk()
 {
     World world;
-    world.project(Demo, R"(<Filesystem><Merge Type="Directory"><Source>root</Source></Merge>
+    world.project(demo, R"(<Filesystem><Merge Type="Directory"><Source>root</Source></Merge>
             <Merge Type="Directory"><Source>more</Source></Merge></Filesystem>)");
     for (const char *name : {"root/a.lua", "root/b.lua", "root/c.lua", "more/d.lua"})
         world.write(QByteArray("project/") + name);
@@ -210,7 +210,7 @@ void tst_LuaOutputs::directoryOfObjectsThatCannotBeMade()
 void tst_LuaOutputs::copyOfASourceThatIsAFile()
 {
     World world;
-    writeProject(world, NoPreprocess + NoCompile, "src/a.lua");
+    writeProject(world, noPreprocess + noCompile, "src/a.lua");
     world.write("project/src/a.lua");
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 0);
@@ -224,7 +224,7 @@ void tst_LuaOutputs::timesAreComparedInNanoseconds_data()
     QTest::addColumn<qint64>("output");
     QTest::addColumn<bool>("rebuilt");
 
-    const qint64 second = 1000 * Millisecond;
+    const qint64 second = 1000 * millisecond;
     QTest::newRow("a nanosecond older") << qint64(5) << qint64(4) << true;
     QTest::newRow("equal") << qint64(5) << qint64(5) << false;
     QTest::newRow("a nanosecond newer") << qint64(5) << qint64(6) << false;
@@ -240,8 +240,8 @@ void tst_LuaOutputs::timesAreComparedInNanoseconds()
     QFETCH(qint64, output);
     QFETCH(bool, rebuilt);
     World world;
-    writeProject(world, NoPreprocess);
-    world.setTime("project/demo.ztp", -3000000000 * 1000 * Millisecond);
+    writeProject(world, noPreprocess);
+    world.setTime("project/demo.ztp", -3000000000 * 1000 * millisecond);
     world.write("project/root/a.lua", "x\n", source);
     world.write("project/obj/root/a.luo", "x\n", output);
     if (world.time("project/root/a.lua") != source
@@ -258,13 +258,13 @@ void tst_LuaOutputs::projectFileMakesOutputsStale_data()
     QTest::addColumn<bool>("rebuilt");
 
     // The project file's time counts in milliseconds only, and so does an output beside it.
-    QTest::newRow("a millisecond older") << 5 * Millisecond << 4 * Millisecond << true;
+    QTest::newRow("a millisecond older") << 5 * millisecond << 4 * millisecond << true;
     QTest::newRow("a nanosecond older, another millisecond")
-            << 5 * Millisecond << 5 * Millisecond - 1 << true;
+            << 5 * millisecond << 5 * millisecond - 1 << true;
     QTest::newRow("older within the millisecond")
-            << 5 * Millisecond + 900000 << 5 * Millisecond + 1 << false;
-    QTest::newRow("equal") << 5 * Millisecond << 5 * Millisecond << false;
-    QTest::newRow("newer") << 5 * Millisecond << 6 * Millisecond << false;
+            << 5 * millisecond + 900000 << 5 * millisecond + 1 << false;
+    QTest::newRow("equal") << 5 * millisecond << 5 * millisecond << false;
+    QTest::newRow("newer") << 5 * millisecond << 6 * millisecond << false;
 }
 
 void tst_LuaOutputs::projectFileMakesOutputsStale()
@@ -272,11 +272,11 @@ void tst_LuaOutputs::projectFileMakesOutputsStale()
     QFETCH(qint64, project);
     QFETCH(qint64, output);
     QFETCH(bool, rebuilt);
-    for (const QByteArray &process : {NoPreprocess, NoCompile, NoPreprocess + NoCompile}) {
+    for (const QByteArray &process : {noPreprocess, noCompile, noPreprocess + noCompile}) {
         World world;
         writeProject(world, process);
-        const QByteArray object = process == NoPreprocess ? "project/obj/root/a.luo"
-                                  : process == NoCompile  ? "project/obj/root/a.lui"
+        const QByteArray object = process == noPreprocess ? "project/obj/root/a.luo"
+                                  : process == noCompile  ? "project/obj/root/a.lui"
                                                           : "project/obj/root/a.lua";
         world.write("project/root/a.lua", "new", 0);
         world.write(object, "old", output);

@@ -4,15 +4,15 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray Header = "include/mtd16.lh";
-const QByteArray Lua = "root/usr/lib/lua/mtd16.lua";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray headerFile = "include/mtd16.lh";
+const QByteArray luaFile = "root/usr/lib/lua/mtd16.lua";
 
 /// A project that does nothing but compile its definitions.
 void writeProject(World &world, const QByteArray &mtd16 = R"(<MTD16 Enabled="1"/>)",
                   const QByteArray &name = "project/demo.ztp")
 {
-    world.project(Demo, mtd16, name);
+    world.project(demo, mtd16, name);
     world.makeDirectory("project/include");
     world.makeDirectory("project/root/usr/lib/lua");
 }
@@ -60,9 +60,9 @@ void tst_Mtd16::definitionsAreOffUnlessSwitchedOn()
     writeProject(world, element);
     world.write("project/demo.mtdef");
     SAME(world.run({"-q"}).text(),
-         report(0, on ? "ztmkmtd --header " + Header + " --lua " + Lua + " demo.mtdef\n"
+         report(0, on ? "ztmkmtd --header " + headerFile + " --lua " + luaFile + " demo.mtdef\n"
                       : QByteArray()));
-    QCOMPARE(world.exists("project/" + Header), on);
+    QCOMPARE(world.exists("project/" + headerFile), on);
 }
 
 void tst_Mtd16::filesOfTheDefinitions_data()
@@ -70,7 +70,7 @@ void tst_Mtd16::filesOfTheDefinitions_data()
     QTest::addColumn<QByteArray>("children");
     QTest::addColumn<QByteArray>("arguments");
 
-    const QByteArray both = "--header " + Header + " --lua " + Lua + ' ';
+    const QByteArray both = "--header " + headerFile + " --lua " + luaFile + ' ';
     QTest::newRow("default") << QByteArray() << both + "demo.mtdef";
     QTest::newRow("definitions") << QByteArray("<Source>defs/a.def</Source>")
                                  << both + "defs/a.def";
@@ -78,15 +78,16 @@ void tst_Mtd16::filesOfTheDefinitions_data()
             << QByteArray("<Source>demo.mtdef</Source>") << both + "demo.mtdef";
     QTest::newRow("empty definitions") << QByteArray("<Source/>") << both + "demo.mtdef";
     QTest::newRow("header") << QByteArray("<Header>a.lh</Header>")
-                            << "--header a.lh --lua " + Lua + " demo.mtdef";
+                            << "--header a.lh --lua " + luaFile + " demo.mtdef";
     QTest::newRow("module") << QByteArray("<Lua>root/a.lua</Lua>")
-                            << "--header " + Header + " --lua root/a.lua demo.mtdef";
+                            << "--header " + headerFile + " --lua root/a.lua demo.mtdef";
     QTest::newRow("defaults spelled out")
-            << "<Lua>" + Lua + "</Lua><Header>" + Header + "</Header>" << both + "demo.mtdef";
+            << "<Lua>" + luaFile + "</Lua><Header>" + headerFile + "</Header>"
+            << both + "demo.mtdef";
     QTest::newRow("empty names mean the defaults")
             << QByteArray("<Header></Header><Lua/>") << both + "demo.mtdef";
     QTest::newRow("later names win") << QByteArray("<Header>a</Header><Header>b</Header>")
-                                     << "--header b --lua " + Lua + " demo.mtdef";
+                                     << "--header b --lua " + luaFile + " demo.mtdef";
     QTest::newRow("names as written")
             << QByteArray("<Header>./include/../a b</Header><Lua>root//x</Lua>")
             << QByteArray("--header './include/../a b' --lua root//x demo.mtdef");
@@ -142,7 +143,7 @@ void tst_Mtd16::filesOfAProjectElsewhere()
     const Result result = world.run({"-q", project});
     QCOMPARE(result.status, 0);
     QCOMPARE(result.calls.size(), 1);
-    const QByteArrayList expected{"--header", Header, "--lua", Lua, definitions};
+    const QByteArrayList expected{"--header", headerFile, "--lua", luaFile, definitions};
     QCOMPARE(result.calls[0].arguments, expected);
     QCOMPARE(result.calls[0].directory, world.path("project"));
 }
@@ -154,8 +155,8 @@ void tst_Mtd16::outputsOutOfDateAreAskedFor_data()
     QTest::addColumn<bool>("forced");
     QTest::addColumn<QByteArray>("asked");
 
-    const QByteArray header = "--header " + Header + ' ';
-    const QByteArray lua = "--lua " + Lua + ' ';
+    const QByteArray header = "--header " + headerFile + ' ';
+    const QByteArray lua = "--lua " + luaFile + ' ';
     const auto row = [](int headerTime, int luaTime, bool forced, const QByteArray &asked) {
         QTest::addRow("header %d, module %d%s", headerTime, luaTime, forced ? ", forced" : "")
                 << headerTime << luaTime << forced << asked;
@@ -191,9 +192,9 @@ void tst_Mtd16::outputsOutOfDateAreAskedFor()
     writeProject(world);
     world.write("project/demo.mtdef", "x\n", 5);
     if (header)
-        world.write("project/" + Header, "x\n", header);
+        world.write("project/" + headerFile, "x\n", header);
     if (lua)
-        world.write("project/" + Lua, "x\n", lua);
+        world.write("project/" + luaFile, "x\n", lua);
     SAME(world.run({"-q", forced ? "-A" : "-R"}).text(),
          report(0, asked.isEmpty() ? QByteArray() : "ztmkmtd " + asked + "demo.mtdef\n"));
 }
@@ -203,8 +204,8 @@ void tst_Mtd16::timeOfTheProjectFileDoesNotMatter()
     World world;
     writeProject(world);
     world.write("project/demo.mtdef", "x\n", 5);
-    world.write("project/" + Header, "x\n", 5);
-    world.write("project/" + Lua, "x\n", 5);
+    world.write("project/" + headerFile, "x\n", 5);
+    world.write("project/" + luaFile, "x\n", 5);
     world.setTime("project/demo.ztp", 1000000000);
     SAME(world.run({"-q"}).text(), report(0, {}));
 }
@@ -223,12 +224,12 @@ void tst_Mtd16::missingDefinitions()
     QFETCH(QByteArray, name);
     World world;
     writeProject(world, "<MTD16 Enabled=\"1\">" + children + "</MTD16><Filesystem/>");
-    world.write("project/" + Header);
-    world.write("project/" + Lua);
+    world.write("project/" + headerFile);
+    world.write("project/" + luaFile);
     SAME(world.run({}).text(),
          report(1, {}, "[ztmake] MTD16 input file \"" + name + "\" not found.\n"));
     SAME(world.tree("project/obj"), "");
-    QVERIFY(world.exists("project/" + Header));
+    QVERIFY(world.exists("project/" + headerFile));
 }
 
 void tst_Mtd16::failedToolLeavesNoOutput_data()
@@ -265,8 +266,8 @@ void tst_Mtd16::failedToolLeavesNoOutput()
     World world;
     writeProject(world);
     world.write("project/demo.mtdef", "x\n", 5);
-    world.write("project/" + Header, "old\n", header);
-    world.write("project/" + Lua, "old\n", lua);
+    world.write("project/" + headerFile, "old\n", header);
+    world.write("project/" + luaFile, "old\n", lua);
     if (plan.isEmpty())
         world.remove("sdk/bin/ztmkmtd");
     else
@@ -274,31 +275,33 @@ void tst_Mtd16::failedToolLeavesNoOutput()
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 1);
     SAME(result.err, "[ztmake] " + error + '\n');
-    QCOMPARE(world.exists("project/" + Header), headerStays);
-    QCOMPARE(world.exists("project/" + Lua), luaStays);
+    QCOMPARE(world.exists("project/" + headerFile), headerStays);
+    QCOMPARE(world.exists("project/" + luaFile), luaStays);
     SAME(world.tree("project/obj"), "");
 }
 
 void tst_Mtd16::definitionsComeFirst()
 {
     World world;
-    world.project(Demo + R"( Svnversion="1")",
+    world.project(demo + R"( Svnversion="1")",
                   R"(<MTD16 Enabled="1"/><Filesystem Label="wrong"/>)");
     world.makeDirectory("project/include");
     world.makeDirectory("project/root/usr/lib/lua");
     world.write("project/demo.mtdef");
     SAME(world.run({"-q"}).text(),
-         report(1, "svnversion ''\nztmkmtd --header " + Header + " --lua " + Lua + " demo.mtdef\n",
+         report(1,
+                "svnversion ''\nztmkmtd --header " + headerFile + " --lua " + luaFile
+                        + " demo.mtdef\n",
                 "[ztmake] Project must contain exactly one filesystem, labelled \"root\".\n"));
 
     // What they make is compiled in the same build.
-    world.remove("project/" + Lua);
-    world.project(Demo, R"(<MTD16 Enabled="1"/><Filesystem><Merge Type="Directory">
+    world.remove("project/" + luaFile);
+    world.project(demo, R"(<MTD16 Enabled="1"/><Filesystem><Merge Type="Directory">
             <Source>root</Source></Merge><Process><Preprocess Type="Ztlpp" Enabled="0"/></Process>
             </Filesystem>)");
     const QByteArray calls = world.run({"-q"}).callText();
     SAME(calls.left(calls.indexOf("ztmkromfs")),
-         "ztmkmtd --lua " + Lua
+         "ztmkmtd --lua " + luaFile
                  + " demo.mtdef\n"
                    "ztluac -o obj/root/usr/lib/lua/mtd16.luo -- root/usr/lib/lua/mtd16.lua\n");
 }
@@ -319,7 +322,8 @@ void tst_Mtd16::verbosityIsTheProjects()
     World world;
     writeProject(world);
     world.write("project/demo.mtdef");
-    const QByteArray call = "ztmkmtd --header " + Header + " --lua " + Lua + " demo.mtdef\n";
+    const QByteArray call =
+            "ztmkmtd --header " + headerFile + " --lua " + luaFile + " demo.mtdef\n";
     SAME(world.run({option}).text(), report(0, call, echoed ? echoOf(call) : QByteArray()));
 }
 

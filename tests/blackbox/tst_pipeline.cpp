@@ -4,8 +4,8 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray OneFilesystem =
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray oneFilesystem =
         "[ztmake] Project must contain exactly one filesystem, labelled \"root\".\n";
 
 QByteArray merge(const QByteArray &type, const QByteArray &source,
@@ -167,7 +167,7 @@ void tst_Pipeline::wholeBuild()
 void tst_Pipeline::secondBuildPacksAndLinksAgain()
 {
     World world;
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem>" + merge("Directory", "root")
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem>" + merge("Directory", "root")
                                 + "</Filesystem>");
     world.write("project/root/a.lua");
     const QByteArray images = pack("-i root -D a.lua -i obj/root/a.luo ")
@@ -210,7 +210,7 @@ void tst_Pipeline::destinationsAreGivenWhenTheyChange()
     QFETCH(QByteArray, merges);
     QFETCH(QByteArray, arguments);
     World world;
-    world.project(Demo, "<Filesystem>" + merges + "</Filesystem>");
+    world.project(demo, "<Filesystem>" + merges + "</Filesystem>");
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 0);
     SAME(callsOf(result), pack(arguments));
@@ -240,7 +240,7 @@ void tst_Pipeline::compiledEntriesAreCounted()
         calls += compiled(tree, "a", objects);
         arguments += "-i " + tree + " -D a.lua -i obj/" + objects + "/a.luo ";
     }
-    world.project(Demo, "<Filesystem>" + merges + "</Filesystem>");
+    world.project(demo, "<Filesystem>" + merges + "</Filesystem>");
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 0);
     SAME(callsOf(result), calls + pack(arguments));
@@ -251,7 +251,7 @@ void tst_Pipeline::compiledEntriesAreCounted()
 void tst_Pipeline::compiledObjectsFollowTheirEntry()
 {
     World world;
-    world.project(Demo, "<Filesystem>" + merge("Directory", "a", "/x")
+    world.project(demo, "<Filesystem>" + merge("Directory", "a", "/x")
                                 + merge("Directory", "b", "/x") + merge("File", "c", "/y")
                                 + "</Filesystem>");
     world.write("project/a/sub/m.lua");
@@ -330,7 +330,7 @@ void tst_Pipeline::processingOptionsAreLayered()
     World world;
     world.write("project/a/m.lua");
     world.write("project/b/m.lua");
-    world.project(Demo, "<Process>" + project + "</Process><Filesystem><Process>" + filesystem
+    world.project(demo, "<Process>" + project + "</Process><Filesystem><Process>" + filesystem
                                 + "</Process>" + merge("Directory", "a", {}, entry)
                                 + "</Filesystem>");
     const Result result = world.run({"-q"});
@@ -339,7 +339,7 @@ void tst_Pipeline::processingOptionsAreLayered()
     SAME(all.left(all.indexOf("ztmkromfs")), calls);
 
     // An entry's options end with it.
-    world.project(Demo, "<Process>" + project + "</Process><Filesystem><Process>" + filesystem
+    world.project(demo, "<Process>" + project + "</Process><Filesystem><Process>" + filesystem
                                 + "</Process>"
                                 + merge("Directory", "b", {},
                                         "<Compile Type=\"Lua\" Strip=\"1\"/>"
@@ -376,9 +376,9 @@ void tst_Pipeline::filesystemIsTheOneNamedRoot()
     World world;
     world.write("project/obj/root.romfs");
     world.write("project/firmware/T1-Demo-firmware.ztf");
-    world.project(Demo + R"( Svnversion="1")", filesystems);
+    world.project(demo + R"( Svnversion="1")", filesystems);
     SAME(world.run({"-q"}).text(), accepted ? report(0, "svnversion ''\n" + pack({}))
-                                            : report(1, "svnversion ''\n", OneFilesystem));
+                                            : report(1, "svnversion ''\n", oneFilesystem));
     if (!accepted)
         SAME(world.tree("project"), "demo.ztp\nfirmware/\nfirmware/T1-Demo-firmware.ztf\nobj/\n"
                                     "obj/root.romfs\n");
@@ -389,7 +389,7 @@ void tst_Pipeline::projectWithoutFilesystem()
     World world;
     world.write("project/obj/root.romfs");
     world.write("project/firmware/T1-Demo-firmware.ztf");
-    world.project(Demo + R"( Version="3")", "<Startup File=\"a.lua\"/><Target Model=\"T1\"/>");
+    world.project(demo + R"( Version="3")", "<Startup File=\"a.lua\"/><Target Model=\"T1\"/>");
     SAME(world.run({}).text(), report(0, {}));
     SAME(world.tree("project"), "demo.ztp\nfirmware/\nobj/\nobj/autoexec.lua\nobj/version.txt\n");
     SAME(world.read("project/obj/version.txt"), "3\n");

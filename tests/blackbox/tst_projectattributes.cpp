@@ -23,8 +23,8 @@ QByteArray pack(const QByteArray &merges)
            + "-D /etc/version -i obj/version.txt\n";
 }
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray Minimal = "<Target Model=\"T1\"/><Filesystem/>\n";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray minimal = "<Target Model=\"T1\"/><Filesystem/>\n";
 
 void addRow(const char *name, const QByteArray &attributes, const QByteArray &children,
             const QByteArray &calls)
@@ -58,29 +58,29 @@ private:
 
 void tst_ProjectAttributes::projectRows()
 {
-    addRow("least", Demo, Minimal, packAndLink());
-    addRow("Version", Demo + R"( Version="1.2")", Minimal,
+    addRow("least", demo, minimal, packAndLink());
+    addRow("Version", demo + R"( Version="1.2")", minimal,
            packAndLink({}, "--name Demo --version 1.2", "T1-Demo-1.2"));
-    addRow("Svnversion on", Demo + R"( Version="1.2-" Svnversion="yes")", Minimal,
+    addRow("Svnversion on", demo + R"( Version="1.2-" Svnversion="yes")", minimal,
            "svnversion ''\n"
                    + packAndLink({}, "--name Demo --version 1.2-#1234", "T1-Demo-1.2-#1234"));
-    addRow("Svnversion off", Demo + R"( Svnversion="no")", Minimal, packAndLink());
-    addRow("Svnversion empty", Demo + R"( Svnversion="")", Minimal, packAndLink());
-    addRow("KeyFile", Demo + R"( KeyFile="keys/a.key")", Minimal,
+    addRow("Svnversion off", demo + R"( Svnversion="no")", minimal, packAndLink());
+    addRow("Svnversion empty", demo + R"( Svnversion="")", minimal, packAndLink());
+    addRow("KeyFile", demo + R"( KeyFile="keys/a.key")", minimal,
            packAndLink({}, "-C keys/a.key --name Demo"));
-    addRow("TagMap and StateFile", Demo + R"( TagMap="tags" StateFile="state")", Minimal,
+    addRow("TagMap and StateFile", demo + R"( TagMap="tags" StateFile="state")", minimal,
            packAndLink());
-    addRow("EncryptInstaller alone", Demo + R"( EncryptInstaller="1")", Minimal, packAndLink());
-    addRow("IncludeMBR alone", Demo + R"( IncludeMBR="1")", Minimal, packAndLink());
-    addRow("unknown attributes", Demo + R"( name="x" Colour="blue")", Minimal, packAndLink());
-    addRow("blanks in the name", R"(Name="My Box" SDK="../sdk")", Minimal,
+    addRow("EncryptInstaller alone", demo + R"( EncryptInstaller="1")", minimal, packAndLink());
+    addRow("IncludeMBR alone", demo + R"( IncludeMBR="1")", minimal, packAndLink());
+    addRow("unknown attributes", demo + R"( name="x" Colour="blue")", minimal, packAndLink());
+    addRow("blanks in the name", R"(Name="My Box" SDK="../sdk")", minimal,
            packAndLink({}, "--name 'My Box'")
                    .replace("firmware/T1-Demo-firmware.ztf", "'firmware/T1-My Box-firmware.ztf'"));
-    addRow("Startup", Demo, "<Startup File=\"/usr/a.lua\"/>" + Minimal,
+    addRow("Startup", demo, "<Startup File=\"/usr/a.lua\"/>" + minimal,
            packAndLink("").replace(
                    "-i obj/version.txt\n",
                    "-i obj/version.txt -D /etc/autoexec.lua -i obj/autoexec.lua\n"));
-    addRow("Startup without a file", Demo, "<Startup Interactive=\"true\"/>" + Minimal,
+    addRow("Startup without a file", demo, "<Startup Interactive=\"true\"/>" + minimal,
            packAndLink());
 }
 
@@ -89,35 +89,35 @@ void tst_ProjectAttributes::directoryRows()
     const auto moved = [](QByteArray calls, const char *from, const char *to) {
         return calls.replace(from, to);
     };
-    addRow("ObjectDirectory", Demo + R"( ObjectDirectory="build/out")", Minimal,
+    addRow("ObjectDirectory", demo + R"( ObjectDirectory="build/out")", minimal,
            moved(packAndLink(), " obj/", " build/out/"));
-    addRow("ObjectDirectory with a slash", Demo + R"( ObjectDirectory="build/")", Minimal,
+    addRow("ObjectDirectory with a slash", demo + R"( ObjectDirectory="build/")", minimal,
            moved(packAndLink(), " obj/", " build/"));
-    addRow("ObjectDirectory in the SDK", Demo + R"( ObjectDirectory="$SDK/build")", Minimal,
+    addRow("ObjectDirectory in the SDK", demo + R"( ObjectDirectory="$SDK/build")", minimal,
            moved(packAndLink(), " obj/", " ../sdk/build/"));
-    addRow("OutputDirectory", Demo + R"( OutputDirectory="../out")", Minimal,
+    addRow("OutputDirectory", demo + R"( OutputDirectory="../out")", minimal,
            moved(packAndLink(), " firmware/", " ../out/"));
-    addRow("OutputDirectory in the SDK", Demo + R"( OutputDirectory="$SDK")", Minimal,
+    addRow("OutputDirectory in the SDK", demo + R"( OutputDirectory="$SDK")", minimal,
            moved(packAndLink(), " firmware/", " ../sdk/"));
-    addRow("ProjectDirectory", Demo + R"( ProjectDirectory="../sdk/../project/")",
+    addRow("ProjectDirectory", demo + R"( ProjectDirectory="../sdk/../project/")",
            merge("Archive", "<Source>a.romfs</Source>"),
            "ztmkromfs -x .svn -o ../sdk/../project/obj/root.romfs --label root"
            " --merge ../sdk/../project/a.romfs -D /etc/version"
            " -i ../sdk/../project/obj/version.txt\n");
     addRow("ProjectDirectory, all three",
-           Demo + R"( ProjectDirectory="." KeyFile="k")"
+           demo + R"( ProjectDirectory="." KeyFile="k")"
                    + R"( ObjectDirectory="o" OutputDirectory="f")",
-           Minimal,
+           minimal,
            "ztmkromfs -x .svn -o ./o/root.romfs --label root -D /etc/version -i ./o/version.txt\n"
            "ztlink --kernel ./../sdk/kernel/T1-kernel.bin --data ./o/root.romfs"
            " --output ./f/T1-Demo-firmware.ztf -C ./k --name Demo\n");
-    addRow("KeyFile in the SDK", Demo + R"( KeyFile="$SDK/keys/a.key")", Minimal,
+    addRow("KeyFile in the SDK", demo + R"( KeyFile="$SDK/keys/a.key")", minimal,
            packAndLink({}, "-C ../sdk/keys/a.key --name Demo"));
-    addRow("absolute KeyFile", Demo + R"( KeyFile="/keys/a.key")", Minimal,
+    addRow("absolute KeyFile", demo + R"( KeyFile="/keys/a.key")", minimal,
            packAndLink({}, "-C /keys/a.key --name Demo"));
-    addRow("KeyFile that only looks like the SDK", Demo + R"( KeyFile="$SDKS/a.key")", Minimal,
+    addRow("KeyFile that only looks like the SDK", demo + R"( KeyFile="$SDKS/a.key")", minimal,
            packAndLink({}, "-C '$SDKS/a.key' --name Demo"));
-    addRow("KeyFile in lower-case sdk", Demo + R"( KeyFile="$sdk/a.key")", Minimal,
+    addRow("KeyFile in lower-case sdk", demo + R"( KeyFile="$sdk/a.key")", minimal,
            packAndLink({}, "-C '$sdk/a.key' --name Demo"));
 }
 
@@ -127,45 +127,45 @@ void tst_ProjectAttributes::targetRows()
         return "ztlink --kernel ../sdk/kernel/" + model + "-kernel.bin --data obj/root.romfs"
                + " --output firmware/" + model + "-Demo-firmware.ztf --name Demo\n";
     };
-    addRow("no target", Demo, "<Filesystem/>", pack(""));
-    addRow("two targets", Demo, "<Target Model=\"B\"/><Filesystem/><Target Model=\"A\"/>",
+    addRow("no target", demo, "<Filesystem/>", pack(""));
+    addRow("two targets", demo, "<Target Model=\"B\"/><Filesystem/><Target Model=\"A\"/>",
            pack("") + link("B") + link("A"));
-    addRow("the same target twice", Demo, "<Target Model=\"B\"/><Filesystem/><Target Model=\"B\"/>",
+    addRow("the same target twice", demo, "<Target Model=\"B\"/><Filesystem/><Target Model=\"B\"/>",
            pack("") + link("B") + link("B"));
-    addRow("empty model", Demo, "<Target Model=\"\"/><Filesystem/>", pack("") + link(""));
-    addRow("other attributes but no model", Demo, "<Target IncludeMBR=\"1\"/><Filesystem/>",
+    addRow("empty model", demo, "<Target Model=\"\"/><Filesystem/>", pack("") + link(""));
+    addRow("other attributes but no model", demo, "<Target IncludeMBR=\"1\"/><Filesystem/>",
            pack("")
                    + "ztlink --kernel ../sdk/kernel/-kernel.bin --data obj/root.romfs"
                      " --output firmware/-Demo-firmware.ztf --name Demo\n");
-    addRow("comment in Target", Demo, "<Target Model=\"T1\"> <!-- c -->\n</Target><Filesystem/>",
+    addRow("comment in Target", demo, "<Target Model=\"T1\"> <!-- c -->\n</Target><Filesystem/>",
            packAndLink());
 }
 
 void tst_ProjectAttributes::filesystemRows()
 {
-    addRow("filesystem type", Demo, "<Filesystem Type=\"romfs\" Label=\"root\"/>", pack(""));
-    addRow("empty filesystem type", Demo, "<Filesystem Type=\"\" Label=\"\"/>", pack(""));
-    addRow("archive", Demo, merge("Archive", "<Source>a.romfs</Source>"), pack("--merge a.romfs "));
-    addRow("archive with a destination", Demo,
+    addRow("filesystem type", demo, "<Filesystem Type=\"romfs\" Label=\"root\"/>", pack(""));
+    addRow("empty filesystem type", demo, "<Filesystem Type=\"\" Label=\"\"/>", pack(""));
+    addRow("archive", demo, merge("Archive", "<Source>a.romfs</Source>"), pack("--merge a.romfs "));
+    addRow("archive with a destination", demo,
            merge("Archive", "<Source>a.romfs</Source><Destination>/b</Destination>"),
            pack("-D /b --merge a.romfs "));
-    addRow("file", Demo, merge("File", "<Source>a.txt</Source><Destination>/etc/b</Destination>"),
+    addRow("file", demo, merge("File", "<Source>a.txt</Source><Destination>/etc/b</Destination>"),
            pack("-D /etc/b -i a.txt "));
-    addRow("directory", Demo, merge("Directory", "<Destination>x</Destination><Source>a</Source>"),
+    addRow("directory", demo, merge("Directory", "<Destination>x</Destination><Source>a</Source>"),
            pack("-D x -i a "));
-    addRow("no source", Demo, merge("File", ""), pack("-i '' "));
-    addRow("empty sources", Demo, merge("File", "<Source/><Destination></Destination>"),
+    addRow("no source", demo, merge("File", ""), pack("-i '' "));
+    addRow("empty sources", demo, merge("File", "<Source/><Destination></Destination>"),
            pack("-i '' "));
-    addRow("blanks in the source are kept", Demo, merge("File", "<Source> a b </Source>"),
+    addRow("blanks in the source are kept", demo, merge("File", "<Source> a b </Source>"),
            pack("-i ' a b ' "));
-    addRow("comment after the source", Demo, merge("File", "<Source>a<!-- c --></Source>"),
+    addRow("comment after the source", demo, merge("File", "<Source>a<!-- c --></Source>"),
            pack("-i a "));
-    addRow("source in the SDK", Demo, merge("File", "<Source>$SDK/share/a</Source>"),
+    addRow("source in the SDK", demo, merge("File", "<Source>$SDK/share/a</Source>"),
            pack("-i ../sdk/share/a "));
-    addRow("the SDK itself as the source", Demo, merge("Archive", "<Source>$SDK</Source>"),
+    addRow("the SDK itself as the source", demo, merge("Archive", "<Source>$SDK</Source>"),
            pack("--merge ../sdk/ "));
-    addRow("absolute source", Demo, merge("File", "<Source>/a</Source>"), pack("-i /a "));
-    addRow("second source wins", Demo, merge("File", "<Source>a</Source><Source>b</Source>"),
+    addRow("absolute source", demo, merge("File", "<Source>/a</Source>"), pack("-i /a "));
+    addRow("second source wins", demo, merge("File", "<Source>a</Source><Source>b</Source>"),
            pack("-i b "));
 }
 
@@ -180,24 +180,24 @@ void tst_ProjectAttributes::processRows()
     const auto packed = [](const char *object) {
         return pack("-i root -D a.lua -i obj/root/" + QByteArray(object) + ' ');
     };
-    addRow("processing by default", Demo, project(""), preprocess + compile + packed("a.luo"));
-    addRow("Preprocess off", Demo, project(R"(<Preprocess Type="Ztlpp" Enabled="no"/>)"),
+    addRow("processing by default", demo, project(""), preprocess + compile + packed("a.luo"));
+    addRow("Preprocess off", demo, project(R"(<Preprocess Type="Ztlpp" Enabled="no"/>)"),
            "ztluac -o obj/root/a.luo -- root/a.lua\n" + packed("a.luo"));
-    addRow("Compile off", Demo, project(R"(<Compile Type="Lua" Enabled="no"/>)"),
+    addRow("Compile off", demo, project(R"(<Compile Type="Lua" Enabled="no"/>)"),
            preprocess + packed("a.lui"));
-    addRow("both off", Demo,
+    addRow("both off", demo,
            project(R"(<Compile Type="Lua" Enabled="0"/><Preprocess Type="Ztlpp" Enabled="0"/>)"),
            packed("a.lua"));
-    addRow("RemoveComments off", Demo, project(R"(<Preprocess Type="Ztlpp" RemoveComments="no"/>)"),
+    addRow("RemoveComments off", demo, project(R"(<Preprocess Type="Ztlpp" RemoveComments="no"/>)"),
            QByteArray(preprocess).replace("--strip ", "") + compile + packed("a.luo"));
-    addRow("SimplifyWhitespace off", Demo,
+    addRow("SimplifyWhitespace off", demo,
            project(R"(<Preprocess Type="Ztlpp" SimplifyWhitespace="no"/>)"),
            QByteArray(preprocess).replace("--trim ", "") + compile + packed("a.luo"));
-    addRow("Strip on", Demo, project(R"(<Compile Type="Lua" Strip="yes"/>)"),
+    addRow("Strip on", demo, project(R"(<Compile Type="Lua" Strip="yes"/>)"),
            preprocess + QByteArray(compile).replace("-o", "-s -o") + packed("a.luo"));
-    addRow("Strict on", Demo, project(R"(<Compile Type="Lua" Strict="yes"/>)"),
+    addRow("Strict on", demo, project(R"(<Compile Type="Lua" Strict="yes"/>)"),
            preprocess + compile + packed("a.luo"));
-    addRow("Include", Demo,
+    addRow("Include", demo,
            project("<Preprocess Type=\"Ztlpp\"><Include>b</Include><Include>$SDK/a</Include>"
                    "<Include> </Include><Include/></Preprocess>"),
            QByteArray(preprocess).replace("--out", "-I b -I '$SDK/a' -I ' ' -I '' --out") + compile
@@ -206,9 +206,9 @@ void tst_ProjectAttributes::processRows()
 
 void tst_ProjectAttributes::repeatedRows()
 {
-    addRow("second Startup wins", Demo,
-           "<Startup File=\"/usr/a.lua\"/><Startup File=\"\"/>" + Minimal, packAndLink());
-    addRow("second Process adds", Demo,
+    addRow("second Startup wins", demo,
+           "<Startup File=\"/usr/a.lua\"/><Startup File=\"\"/>" + minimal, packAndLink());
+    addRow("second Process adds", demo,
            merge("Directory", "<Source>root</Source>")
                    + R"(<Process><Preprocess Type="Ztlpp" RemoveComments="no">
                        <Include>a</Include></Preprocess></Process>
@@ -217,12 +217,12 @@ void tst_ProjectAttributes::repeatedRows()
            "ztlpp --strip --trim -I ../sdk/usr/include -I a -I b --out obj/root/a.lui --root root"
            " -- root/a.lua\nztluac -s -o obj/root/a.luo -- obj/root/a.lui\n"
                    + pack("-i root -D a.lua -i obj/root/a.luo "));
-    addRow("second MTD16 wins", Demo,
-           "<MTD16 Enabled=\"1\"><Source>a.mtdef</Source></MTD16><MTD16/>" + Minimal,
+    addRow("second MTD16 wins", demo,
+           "<MTD16 Enabled=\"1\"><Source>a.mtdef</Source></MTD16><MTD16/>" + minimal,
            packAndLink());
-    addRow("second Translation wins", Demo,
+    addRow("second Translation wins", demo,
            "<Translation Enabled=\"1\"><Language>de</Language></Translation><Translation/>"
-                   + Minimal,
+                   + minimal,
            packAndLink());
 }
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-const QByteArray NoProfile = "[ztmake] Cannot find a unique profile in current directory.\n";
+const QByteArray noProfile = "[ztmake] Cannot find a unique profile in current directory.\n";
 
 void writeMinimalProject(World &world, const QByteArray &name, const QByteArray &project)
 {
@@ -77,7 +77,7 @@ void tst_ProjectChoice::projectIsChosenInWorkingDirectory()
 
     const Result result = world.run(QByteArrayList{"-q"} + arguments, {.directory = "box"});
     if (chosen.isEmpty()) {
-        SAME(result.text(), report(1, {}, NoProfile));
+        SAME(result.text(), report(1, {}, noProfile));
     } else {
         QCOMPARE(result.calls.size(), 2);
         QCOMPARE(result.calls[1].arguments.last(), chosen);

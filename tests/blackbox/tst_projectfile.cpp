@@ -4,14 +4,14 @@
 
 namespace {
 
-const QByteArray Head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                         "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2009/42\">\n";
-const QByteArray Tail = "</Project>\n</ZeltaProject>\n";
+const QByteArray tail = "</Project>\n</ZeltaProject>\n";
 
 /// The document around some children of Project.
 QByteArray around(const QByteArray &children)
 {
-    return Head + "<Project Name=\"Demo\" SDK=\"../sdk\">\n" + children + '\n' + Tail;
+    return head + "<Project Name=\"Demo\" SDK=\"../sdk\">\n" + children + '\n' + tail;
 }
 
 /// Adds a row for a document in which reading stops at the mark "^" with a message.
@@ -77,21 +77,21 @@ private:
 
 void tst_ProjectFile::structureErrors()
 {
-    addError("no Project", Head + "</ZeltaProject>^\n", "(</ZeltaProject>) <Project> expected.");
-    addError("other element for Project", Head + "<project Name=\"x\">^</project></ZeltaProject>\n",
+    addError("no Project", head + "</ZeltaProject>^\n", "(</ZeltaProject>) <Project> expected.");
+    addError("other element for Project", head + "<project Name=\"x\">^</project></ZeltaProject>\n",
              "(<project>) <Project> expected.");
-    addError("text for Project", Head.trimmed() + "text<^Project/></ZeltaProject>\n",
+    addError("text for Project", head.trimmed() + "text<^Project/></ZeltaProject>\n",
              "(Characters) <Project> expected.");
-    addError("no name", Head + "<Project SDK=\"../sdk\">^\n" + Tail,
+    addError("no name", head + "<Project SDK=\"../sdk\">^\n" + tail,
              "(<Project>) Project name missing or empty.");
-    addError("empty name", Head + "<Project Name=\"\" SDK=\"../sdk\">^\n" + Tail,
+    addError("empty name", head + "<Project Name=\"\" SDK=\"../sdk\">^\n" + tail,
              "(<Project>) Project name missing or empty.");
     addError("second Project",
-             Head
+             head
                      + "<Project Name=\"x\">\n</Project>\n<Project "
                        "Name=\"y\">^</Project></ZeltaProject>",
              "(<Project>) End of <ZeltaProject> expected.");
-    addError("text after Project", Head + "<Project Name=\"x\"></Project>x<^/ZeltaProject>",
+    addError("text after Project", head + "<Project Name=\"x\"></Project>x<^/ZeltaProject>",
              "(Characters) End of <ZeltaProject> expected.");
     addChildError("text<^Startup/>", "(Characters) Element expected.");
     addChildError("<Target Model=\"x\"/>text<^Target/>", "(Characters) Element expected.");
@@ -163,9 +163,9 @@ void tst_ProjectFile::typeErrors()
 void tst_ProjectFile::booleanErrors()
 {
     for (const char *attribute : {"Svnversion", "BuildInstaller", "EncryptInstaller", "IncludeMBR"})
-        addError(attribute, Head + "<Project Name=\"Demo\" " + attribute + "=\"On\">^\n" + Tail,
+        addError(attribute, head + "<Project Name=\"Demo\" " + attribute + "=\"On\">^\n" + tail,
                  notABoolean("Project", attribute, "on"));
-    addError("before the name is missed", Head + "<Project IncludeMBR=\"2\">^\n" + Tail,
+    addError("before the name is missed", head + "<Project IncludeMBR=\"2\">^\n" + tail,
              notABoolean("Project", "IncludeMBR", "2"));
     const auto add = [](const QByteArray &before, const QByteArray &start, const char *attribute,
                         const QByteArray &after) {
@@ -196,7 +196,7 @@ void tst_ProjectFile::numberErrors()
 {
     for (const char *value : {"0x10", "abc", "1.5", "1 2", "99999999999", "High"})
         addError("Project " + QByteArray(value),
-                 Head + "<Project Name=\"Demo\" Verbose=\"" + value + "\">^\n" + Tail,
+                 head + "<Project Name=\"Demo\" Verbose=\"" + value + "\">^\n" + tail,
                  notANumber("Project", "Verbose", value));
     addChildError("<Target Model=\"x\" Verbose=\"0x10\">^</Target>",
                   notANumber("Target", "Verbose", "0x10"));
@@ -244,10 +244,10 @@ void tst_ProjectFile::malformedDocumentIsReported_data()
             << around("") + "<x/>" << QByteArray("(Invalid) End of document expected");
     QTest::newRow("text after the document")
             << around("") + "x" << QByteArray("(Invalid) End of document expected");
-    QTest::newRow("cut in the root") << Head << QByteArray("(Invalid) <Project> expected.");
+    QTest::newRow("cut in the root") << head << QByteArray("(Invalid) <Project> expected.");
     QTest::newRow("cut in Project")
-            << Head + "<Project Name=\"x\">" << QByteArray("(Invalid) Element expected.");
-    QTest::newRow("cut after Project") << Head + "<Project Name=\"x\"></Project>"
+            << head + "<Project Name=\"x\">" << QByteArray("(Invalid) Element expected.");
+    QTest::newRow("cut after Project") << head + "<Project Name=\"x\"></Project>"
                                        << QByteArray("(Invalid) End of <ZeltaProject> expected.");
     QTest::newRow("wrong end tag in Target") << around("<Target Model=\"x\"></Targe>")
                                              << QByteArray("(Invalid) End of <Target> expected.");
@@ -386,7 +386,7 @@ void tst_ProjectFile::unknownElementsAreNotNestedDeeperThanTwentyLevels()
     QFETCH(QByteArray, after);
     World world;
     world.write("project/demo.ztp", around(before + nested(21) + after));
-    const qsizetype column = before.size() + 21 * qstrlen("<other>");
+    const qsizetype column = before.size() + 21 * QByteArray("<other>").size();
     SAME(world.run({}).text(),
          report(1, {},
                 "[Debug] <other> element ignored\n"

@@ -4,8 +4,8 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray File = "project/obj/translations/report.xml";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray file = "project/obj/translations/report.xml";
 
 QByteArray document(const QByteArray &sources, const QByteArray &attributes = {})
 {
@@ -16,8 +16,8 @@ QByteArray document(const QByteArray &sources, const QByteArray &attributes = {}
 /// Shows a report after the shortest of operations.
 Result show(World &world, const QByteArray &content)
 {
-    world.project(Demo, "");
-    world.write(File, content);
+    world.project(demo, "");
+    world.write(file, content);
     return world.run({"--report", "--cleanfirmwarefolder"});
 }
 
@@ -145,7 +145,7 @@ void tst_Report::reportIsShownAfterEveryOperation()
     QFETCH(QByteArrayList, arguments);
     World world;
     const QByteArray text = document("<source filename=\"a\"/>").replace("\n", "\\n");
-    world.project(Demo + R"( ObjectDirectory="build")", "");
+    world.project(demo + R"( ObjectDirectory="build")", "");
     world.write("project/build/translations/report.xml", document("<source filename=\"a\"/>"));
     world.makeDirectory("project/translations");
     // The tool makes the report anew when the operation asks for it.
@@ -159,20 +159,20 @@ void tst_Report::reportIsShownAfterEveryOperation()
 void tst_Report::reportIsShownOnlyWhenAskedFor()
 {
     World world;
-    world.project(Demo, "");
-    world.write(File, document("<source/>"));
+    world.project(demo, "");
+    world.write(file, document("<source/>"));
     SAME(world.run({"--cleanfirmwarefolder"}).text(), report(0, {}));
-    world.write(File, "broken");
+    world.write(file, "broken");
     SAME(world.run({"--cleanfirmwarefolder"}).text(), report(0, {}));
 }
 
 void tst_Report::reportOfTheBuildItselfIsShown()
 {
     World world;
-    world.project(Demo, R"(<Filesystem><Merge Type="Directory"><Source>root</Source></Merge>
+    world.project(demo, R"(<Filesystem><Merge Type="Directory"><Source>root</Source></Merge>
             </Filesystem><Translation Enabled="1"><Language>de</Language></Translation>)");
     world.write("project/root/a.lua");
-    world.write(File, document("<source filename=\"old\"/>"));
+    world.write(file, document("<source filename=\"old\"/>"));
     const QByteArray text =
             document(R"(<source filename="de.ts" language="de"><stats total="2" unfinished="1"/>)"
                      "</source>",
@@ -187,7 +187,7 @@ void tst_Report::reportOfTheBuildItselfIsShown()
 void tst_Report::missingReportIsNoError()
 {
     World world;
-    world.project(Demo, "");
+    world.project(demo, "");
     SAME(world.run({"-R"}).text(), report(0, {}));
     SAME(world.run({"-R", "--cleanfirmwarefolder"}).text(), report(0, {}));
 }
@@ -195,8 +195,8 @@ void tst_Report::missingReportIsNoError()
 void tst_Report::failedOperationShowsNoReport()
 {
     World world;
-    world.project(Demo, "<Filesystem/>");
-    world.write(File, document("<source/>"));
+    world.project(demo, "<Filesystem/>");
+    world.write(file, document("<source/>"));
     world.plan("ztmkromfs", "* exit 1\n");
     const Result result = world.run({"-q", "-R"});
     QCOMPARE(result.status, 1);
@@ -296,9 +296,9 @@ void tst_Report::malformedReport()
 void tst_Report::unreadableReport()
 {
     World world;
-    world.project(Demo, "");
-    world.write(File, document("<source/>"));
-    world.setMode(File, 0);
+    world.project(demo, "");
+    world.write(file, document("<source/>"));
+    world.setMode(file, 0);
     SAME(world.run({"-R", "--cleanfirmwarefolder"}, {.ordinaryUser = true}).text(),
          report(0, {},
                 "[ztmake] Error reading obj/translations/report.xml, Line 1, Column 0:\n"

@@ -7,11 +7,11 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 
 void writeVersionedProject(World &world)
 {
-    world.project(Demo + R"( Version="1." Svnversion="1")", "<Target Model=\"T1\"/>");
+    world.project(demo + R"( Version="1." Svnversion="1")", "<Target Model=\"T1\"/>");
 }
 
 } // namespace
@@ -90,7 +90,6 @@ void tst_Revision::revisionIsAskedForInTheProjectDirectory_data()
     QTest::addColumn<QByteArray>("argument");
     QTest::addColumn<QByteArray>("asked");
 
-    const QByteArray demo = Demo;
     QTest::newRow("working directory") << demo << QByteArray("demo.ztp") << QByteArray("''");
     QTest::newRow("other directory")
             << demo << QByteArray("../project/demo.ztp") << QByteArray("../project");

@@ -4,7 +4,7 @@
 
 namespace {
 
-const QByteArray NoSdk = "[ztmake] Cannot find SDK directory.\n";
+const QByteArray noSdk = "[ztmake] Cannot find SDK directory.\n";
 
 /// The SDK that a build uses, as the link names it; the error when there is none.
 QByteArray usedSdk(World &world, const QByteArrayList &arguments = {}, const Start &start = {})
@@ -74,7 +74,7 @@ void tst_SdkSearch::namedSdkIsSearchedInOrder()
     world.remove("home/ZeltaSDK/sdk-2.1");
     world.makeDirectory("home/ZeltaSDK/2.1");
     world.makeDirectory("home/ZeltaSDK/sdk-2");
-    SAME(usedSdk(world), "1 " + NoSdk);
+    SAME(usedSdk(world), "1 " + noSdk);
 }
 
 void tst_SdkSearch::repositoryIsSearchedInOrder()
@@ -94,7 +94,7 @@ void tst_SdkSearch::repositoryIsSearchedInOrder()
     setVariable(world, "ZELTASDK", "");
     SAME(usedSdk(world), "$W/home/ZeltaSDK/sdk-2.1");
     world.remove("home/ZeltaSDK");
-    SAME(usedSdk(world), "1 " + NoSdk);
+    SAME(usedSdk(world), "1 " + noSdk);
 }
 
 void tst_SdkSearch::repositoryIsChosenBeforeTheSdkIn_data()
@@ -121,7 +121,7 @@ void tst_SdkSearch::repositoryIsChosenBeforeTheSdkIn()
     }
     if (variable)
         setVariable(world, "ZELTASDK", world.path("empty"));
-    SAME(usedSdk(world), "1 " + NoSdk);
+    SAME(usedSdk(world), "1 " + noSdk);
     world.makeDirectory("empty/sdk-2.1");
     SAME(usedSdk(world), "$W/empty/sdk-2.1");
 }
@@ -146,7 +146,7 @@ void tst_SdkSearch::settingIsReadWhereItIsKept()
 
     world.environment().insert(QStringLiteral("XDG_CONFIG_HOME"),
                                QString::fromUtf8(world.path("config")));
-    SAME(usedSdk(world), "1 " + NoSdk);
+    SAME(usedSdk(world), "1 " + noSdk);
     writeSetting(world, world.path("setting"), QByteArray(file).replace("home/.config", "config"));
     SAME(usedSdk(world), "$W/setting/sdk-2.1");
 }
@@ -164,7 +164,7 @@ void tst_SdkSearch::filesAreNoSdkDirectories()
     SAME(usedSdk(world), "$W/home/ZeltaSDK/sdk-2.1");
     world.remove("home/ZeltaSDK/sdk-2.1");
     world.write("home/ZeltaSDK/sdk-2.1");
-    SAME(usedSdk(world), "1 " + NoSdk);
+    SAME(usedSdk(world), "1 " + noSdk);
     setVariable(world, "ZELTASDK", world.path("home/ZeltaSDK") + "//");
     world.remove("home/ZeltaSDK/sdk-2.1");
     world.makeDirectory("home/ZeltaSDK/sdk-2.1");
@@ -176,14 +176,14 @@ void tst_SdkSearch::defaultSdk_data()
     QTest::addColumn<QByteArray>("variable");
     QTest::addColumn<QByteArray>("used");
 
-    QTest::newRow("unset") << QByteArray() << "1 " + NoSdk;
+    QTest::newRow("unset") << QByteArray() << "1 " + noSdk;
     QTest::newRow("tree") << QByteArray("$W/tree") << QByteArray("$W/tree/src/sdk");
     QTest::newRow("tree with a slash") << QByteArray("$W/tree/") << QByteArray("$W/tree/src/sdk");
     QTest::newRow("relative") << QByteArray("../tree") << QByteArray("../tree/src/sdk");
-    QTest::newRow("without an SDK") << QByteArray("$W/home") << "1 " + NoSdk;
-    QTest::newRow("the SDK itself") << QByteArray("$W/tree/src/sdk") << "1 " + NoSdk;
-    QTest::newRow("a file for the SDK") << QByteArray("$W/file") << "1 " + NoSdk;
-    QTest::newRow("missing") << QByteArray("$W/missing") << "1 " + NoSdk;
+    QTest::newRow("without an SDK") << QByteArray("$W/home") << "1 " + noSdk;
+    QTest::newRow("the SDK itself") << QByteArray("$W/tree/src/sdk") << "1 " + noSdk;
+    QTest::newRow("a file for the SDK") << QByteArray("$W/file") << "1 " + noSdk;
+    QTest::newRow("missing") << QByteArray("$W/missing") << "1 " + noSdk;
 }
 
 void tst_SdkSearch::defaultSdk()
@@ -227,7 +227,7 @@ void tst_SdkSearch::searchFollowsTheProjectDirectory()
     World world;
     writeProject(world, "2.1", "project/sub/demo.ztp");
     world.makeDirectory("project/sdk-2.1");
-    SAME(usedSdk(world, {"sub/demo.ztp"}), "1 " + NoSdk);
+    SAME(usedSdk(world, {"sub/demo.ztp"}), "1 " + noSdk);
     world.makeDirectory("project/sub/2.1");
     SAME(usedSdk(world, {"sub/demo.ztp"}), "sub/2.1");
     world.makeDirectory("project/sub/sdk-2.1");
@@ -253,7 +253,7 @@ void tst_SdkSearch::everyOperationNeedsTheSdk()
     world.makeDirectory("project/translations");
     writeProject(world, "2.1");
     const QByteArray before = world.tree("project");
-    SAME(world.run({operation}).text(), report(1, {}, NoSdk));
+    SAME(world.run({operation}).text(), report(1, {}, noSdk));
     writeProject(world, "/no/sdk");
     SAME(world.run({operation}).text(), report(1, {}, "[ztmake] SDK /no/sdk does not exist.\n"));
     writeProject(world, "/dev/null");

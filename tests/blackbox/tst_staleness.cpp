@@ -10,17 +10,17 @@
 
 namespace {
 
-const QByteArray Heading = "source preprocessed | compiled -  1  2  3\n";
+const QByteArray heading = "source preprocessed | compiled -  1  2  3\n";
 
 // Without a source nothing runs, whatever is left of it.
-const QByteArray WithoutSource = "-      -            |          .  .  .  .\n"
+const QByteArray withoutSource = "-      -            |          .  .  .  .\n"
                                  "-      1            |          .  .  .  .\n"
                                  "-      2            |          .  .  .  .\n"
                                  "-      3            |          .  .  .  .\n";
 
-// Both stages. A preprocessed file that is missing or older than its source is made again, and then
+// both stages. A preprocessed file that is missing or older than its source is made again, and then
 // the compiled file is; one that stays as it is is compiled when the compiled file is older.
-const QByteArray Both = Heading + WithoutSource
+const QByteArray both = heading + withoutSource
                         + "1      -            |          PC PC PC PC\n"
                           "1      1            |          C  .  .  .\n"
                           "1      2            |          C  C  .  .\n"
@@ -35,7 +35,7 @@ const QByteArray Both = Heading + WithoutSource
                           "3      3            |          C  C  C  .\n";
 
 // The same with a project file of time 2: outputs of time 1 are stale whatever their source.
-const QByteArray BothProject2 = Heading + WithoutSource
+const QByteArray bothProject2 = heading + withoutSource
                                 + "1      -            |          PC PC PC PC\n"
                                   "1      1            |          PC PC PC PC\n"
                                   "1      2            |          C  C  .  .\n"
@@ -50,7 +50,7 @@ const QByteArray BothProject2 = Heading + WithoutSource
                                   "3      3            |          C  C  C  .\n";
 
 // A project file of time 3: outputs of time 1 and 2 are stale.
-const QByteArray BothProject3 = Heading + WithoutSource
+const QByteArray bothProject3 = heading + withoutSource
                                 + "1      -            |          PC PC PC PC\n"
                                   "1      1            |          PC PC PC PC\n"
                                   "1      2            |          PC PC PC PC\n"
@@ -65,21 +65,21 @@ const QByteArray BothProject3 = Heading + WithoutSource
                                   "3      3            |          C  C  C  .\n";
 
 // Preprocessing alone: the compiled file does not matter.
-const QByteArray Preprocess = Heading + WithoutSource
-                              + "1      -            |          P  P  P  P\n"
-                                "1      1            |          .  .  .  .\n"
-                                "1      2            |          .  .  .  .\n"
-                                "1      3            |          .  .  .  .\n"
-                                "2      -            |          P  P  P  P\n"
-                                "2      1            |          P  P  P  P\n"
-                                "2      2            |          .  .  .  .\n"
-                                "2      3            |          .  .  .  .\n"
-                                "3      -            |          P  P  P  P\n"
-                                "3      1            |          P  P  P  P\n"
-                                "3      2            |          P  P  P  P\n"
-                                "3      3            |          .  .  .  .\n";
+const QByteArray preprocessOnly = heading + withoutSource
+                                  + "1      -            |          P  P  P  P\n"
+                                    "1      1            |          .  .  .  .\n"
+                                    "1      2            |          .  .  .  .\n"
+                                    "1      3            |          .  .  .  .\n"
+                                    "2      -            |          P  P  P  P\n"
+                                    "2      1            |          P  P  P  P\n"
+                                    "2      2            |          .  .  .  .\n"
+                                    "2      3            |          .  .  .  .\n"
+                                    "3      -            |          P  P  P  P\n"
+                                    "3      1            |          P  P  P  P\n"
+                                    "3      2            |          P  P  P  P\n"
+                                    "3      3            |          .  .  .  .\n";
 
-const QByteArray PreprocessProject2 = Heading + WithoutSource
+const QByteArray preprocessProject2 = heading + withoutSource
                                       + "1      -            |          P  P  P  P\n"
                                         "1      1            |          P  P  P  P\n"
                                         "1      2            |          .  .  .  .\n"
@@ -93,7 +93,7 @@ const QByteArray PreprocessProject2 = Heading + WithoutSource
                                         "3      2            |          P  P  P  P\n"
                                         "3      3            |          .  .  .  .\n";
 
-const QByteArray PreprocessProject3 = Heading + WithoutSource
+const QByteArray preprocessProject3 = heading + withoutSource
                                       + "1      -            |          P  P  P  P\n"
                                         "1      1            |          P  P  P  P\n"
                                         "1      2            |          P  P  P  P\n"
@@ -109,21 +109,21 @@ const QByteArray PreprocessProject3 = Heading + WithoutSource
 
 // Compiling alone: the compiled file is compared with the source, the preprocessed file is not
 // used.
-const QByteArray Compile = Heading + WithoutSource
-                           + "1      -            |          C  .  .  .\n"
-                             "1      1            |          C  .  .  .\n"
-                             "1      2            |          C  .  .  .\n"
-                             "1      3            |          C  .  .  .\n"
-                             "2      -            |          C  C  .  .\n"
-                             "2      1            |          C  C  .  .\n"
-                             "2      2            |          C  C  .  .\n"
-                             "2      3            |          C  C  .  .\n"
-                             "3      -            |          C  C  C  .\n"
-                             "3      1            |          C  C  C  .\n"
-                             "3      2            |          C  C  C  .\n"
-                             "3      3            |          C  C  C  .\n";
+const QByteArray compileOnly = heading + withoutSource
+                               + "1      -            |          C  .  .  .\n"
+                                 "1      1            |          C  .  .  .\n"
+                                 "1      2            |          C  .  .  .\n"
+                                 "1      3            |          C  .  .  .\n"
+                                 "2      -            |          C  C  .  .\n"
+                                 "2      1            |          C  C  .  .\n"
+                                 "2      2            |          C  C  .  .\n"
+                                 "2      3            |          C  C  .  .\n"
+                                 "3      -            |          C  C  C  .\n"
+                                 "3      1            |          C  C  C  .\n"
+                                 "3      2            |          C  C  C  .\n"
+                                 "3      3            |          C  C  C  .\n";
 
-const QByteArray CompileProject2 = Heading + WithoutSource
+const QByteArray compileProject2 = heading + withoutSource
                                    + "1      -            |          C  C  .  .\n"
                                      "1      1            |          C  C  .  .\n"
                                      "1      2            |          C  C  .  .\n"
@@ -137,7 +137,7 @@ const QByteArray CompileProject2 = Heading + WithoutSource
                                      "3      2            |          C  C  C  .\n"
                                      "3      3            |          C  C  C  .\n";
 
-const QByteArray CompileProject3 = Heading + WithoutSource
+const QByteArray compileProject3 = heading + withoutSource
                                    + "1      -            |          C  C  C  .\n"
                                      "1      1            |          C  C  C  .\n"
                                      "1      2            |          C  C  C  .\n"
@@ -154,7 +154,7 @@ const QByteArray CompileProject3 = Heading + WithoutSource
 /// Every stage that is on runs for every source: forced, or the project file is younger than all.
 QByteArray always(const QByteArray &stages)
 {
-    QByteArray table = Heading + WithoutSource;
+    QByteArray table = heading + withoutSource;
     const QByteArray cell = stages.leftJustified(3);
     for (const char *source : {"1", "2", "3"}) {
         for (const char *preprocessed : {"-", "1", "2", "3"})
@@ -166,29 +166,29 @@ QByteArray always(const QByteArray &stages)
 
 // Neither stage: the source is copied when its copy is missing, older than it, or older than the
 // project file. The letter of a copy is K.
-const QByteArray CopyHeading = "source | copy -  1  2  3\n";
-const QByteArray Copy = CopyHeading
+const QByteArray copyHeading = "source | copy -  1  2  3\n";
+const QByteArray copy = copyHeading
                         + "-      |      .  .  .  .\n"
                           "1      |      K  .  .  .\n"
                           "2      |      K  K  .  .\n"
                           "3      |      K  K  K  .\n";
-const QByteArray CopyProject2 = CopyHeading
+const QByteArray copyProject2 = copyHeading
                                 + "-      |      .  .  .  .\n"
                                   "1      |      K  K  .  .\n"
                                   "2      |      K  K  .  .\n"
                                   "3      |      K  K  K  .\n";
-const QByteArray CopyProject3 = CopyHeading
+const QByteArray copyProject3 = copyHeading
                                 + "-      |      .  .  .  .\n"
                                   "1      |      K  K  K  .\n"
                                   "2      |      K  K  K  .\n"
                                   "3      |      K  K  K  .\n";
-const QByteArray CopyAlways = CopyHeading
+const QByteArray copyAlways = copyHeading
                               + "-      |      .  .  .  .\n"
                                 "1      |      K  K  K  K\n"
                                 "2      |      K  K  K  K\n"
                                 "3      |      K  K  K  K\n";
 
-constexpr qint64 Unit = 1000000000;
+constexpr qint64 unit = 1000000000;
 
 /// The name of a file with the times of its source and two outputs, 0 for a missing one.
 QByteArray nameOf(int source, int first, int second)
@@ -200,7 +200,7 @@ QByteArray nameOf(int source, int first, int second)
 void writeAt(World &world, const QByteArray &name, const QByteArray &content, int time)
 {
     if (time > 0)
-        world.write(name, content, time * Unit);
+        world.write(name, content, time * unit);
 }
 
 void writeProject(World &world, bool preprocess, bool compile, int time)
@@ -213,7 +213,7 @@ void writeProject(World &world, bool preprocess, bool compile, int time)
                      <Process><Preprocess Type="Ztlpp")"
                           + enabled(preprocess) + R"(<Compile Type="Lua")" + enabled(compile)
                           + "</Process>");
-    world.setTime("project/demo.ztp", time * Unit);
+    world.setTime("project/demo.ztp", time * unit);
     world.makeDirectory("project/root");
 }
 
@@ -243,20 +243,20 @@ void tst_Staleness::tools_data()
     QTest::addColumn<bool>("forced");
     QTest::addColumn<QByteArray>("table");
 
-    QTest::newRow("both, project 0") << true << true << 0 << false << Both;
-    QTest::newRow("both, project 1") << true << true << 1 << false << Both;
-    QTest::newRow("both, project 2") << true << true << 2 << false << BothProject2;
-    QTest::newRow("both, project 3") << true << true << 3 << false << BothProject3;
+    QTest::newRow("both, project 0") << true << true << 0 << false << both;
+    QTest::newRow("both, project 1") << true << true << 1 << false << both;
+    QTest::newRow("both, project 2") << true << true << 2 << false << bothProject2;
+    QTest::newRow("both, project 3") << true << true << 3 << false << bothProject3;
     QTest::newRow("both, project 4") << true << true << 4 << false << always("PC");
-    QTest::newRow("preprocess, project 0") << true << false << 0 << false << Preprocess;
-    QTest::newRow("preprocess, project 1") << true << false << 1 << false << Preprocess;
-    QTest::newRow("preprocess, project 2") << true << false << 2 << false << PreprocessProject2;
-    QTest::newRow("preprocess, project 3") << true << false << 3 << false << PreprocessProject3;
+    QTest::newRow("preprocess, project 0") << true << false << 0 << false << preprocessOnly;
+    QTest::newRow("preprocess, project 1") << true << false << 1 << false << preprocessOnly;
+    QTest::newRow("preprocess, project 2") << true << false << 2 << false << preprocessProject2;
+    QTest::newRow("preprocess, project 3") << true << false << 3 << false << preprocessProject3;
     QTest::newRow("preprocess, project 4") << true << false << 4 << false << always("P");
-    QTest::newRow("compile, project 0") << false << true << 0 << false << Compile;
-    QTest::newRow("compile, project 1") << false << true << 1 << false << Compile;
-    QTest::newRow("compile, project 2") << false << true << 2 << false << CompileProject2;
-    QTest::newRow("compile, project 3") << false << true << 3 << false << CompileProject3;
+    QTest::newRow("compile, project 0") << false << true << 0 << false << compileOnly;
+    QTest::newRow("compile, project 1") << false << true << 1 << false << compileOnly;
+    QTest::newRow("compile, project 2") << false << true << 2 << false << compileProject2;
+    QTest::newRow("compile, project 3") << false << true << 3 << false << compileProject3;
     QTest::newRow("compile, project 4") << false << true << 4 << false << always("C");
     for (const int time : {0, 2, 4}) {
         const QByteArray suffix = ", project " + QByteArray::number(time) + ", forced";
@@ -291,7 +291,7 @@ void tst_Staleness::tools()
         const QByteArray input = call.arguments.last();
         runs[input.mid(input.lastIndexOf('/') + 1).chopped(4)] += call.name == "ztlpp" ? 'P' : 'C';
     }
-    QByteArray actual = Heading;
+    QByteArray actual = heading;
     for (int i = 0; i < 64; ++i) {
         if (i % 4 == 0)
             actual += shown(i / 16) + "      " + shown(i / 4 % 4) + "            |          ";
@@ -307,14 +307,14 @@ void tst_Staleness::copies_data()
     QTest::addColumn<bool>("forced");
     QTest::addColumn<QByteArray>("table");
 
-    QTest::newRow("project 0") << 0 << false << Copy;
-    QTest::newRow("project 1") << 1 << false << Copy;
-    QTest::newRow("project 2") << 2 << false << CopyProject2;
-    QTest::newRow("project 3") << 3 << false << CopyProject3;
-    QTest::newRow("project 4") << 4 << false << CopyAlways;
+    QTest::newRow("project 0") << 0 << false << copy;
+    QTest::newRow("project 1") << 1 << false << copy;
+    QTest::newRow("project 2") << 2 << false << copyProject2;
+    QTest::newRow("project 3") << 3 << false << copyProject3;
+    QTest::newRow("project 4") << 4 << false << copyAlways;
     for (const int time : {0, 2, 4})
         QTest::newRow("project " + QByteArray::number(time) + ", forced")
-                << time << true << CopyAlways;
+                << time << true << copyAlways;
 }
 
 void tst_Staleness::copies()
@@ -333,7 +333,7 @@ void tst_Staleness::copies()
     const Result result = world.run({"-q", forced ? "-A" : "-R"});
     QCOMPARE(result.status, 0);
     QCOMPARE(result.calls.size(), 1);
-    QByteArray actual = CopyHeading;
+    QByteArray actual = copyHeading;
     for (int i = 0; i < 16; ++i) {
         if (i % 4 == 0)
             actual += shown(i / 4) + "      |      ";

@@ -5,9 +5,9 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray Link = "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data obj/root.romfs"
-                        " --output firmware/T1-Demo-firmware.ztf --name Demo\n";
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray linkCalls = "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data obj/root.romfs"
+                             " --output firmware/T1-Demo-firmware.ztf --name Demo\n";
 
 /// A project whose image takes 10 arguments and two more for each file.
 void writeProjectOfFiles(World &world, int files)
@@ -16,7 +16,7 @@ void writeProjectOfFiles(World &world, int files)
     for (int i = 0; i < files; ++i)
         merges +=
                 "<Merge Type=\"Archive\"><Source>f" + QByteArray::number(i) + "</Source></Merge>\n";
-    world.project(Demo, "<Filesystem>" + merges + "</Filesystem>\n");
+    world.project(demo, "<Filesystem>" + merges + "</Filesystem>\n");
 }
 
 QByteArrayList imageArguments(int files, const QByteArray &letters)
@@ -43,7 +43,7 @@ QByteArrayList imageArguments(int files, const QByteArray &letters)
 void writeProjectOfAllTools(World &world)
 {
     world.project(
-            Demo + R"( Version="1" Svnversion="1")",
+            demo + R"( Version="1" Svnversion="1")",
             "<Target Model=\"T1\"/>\n"
             "<Filesystem><Merge Type=\"Directory\"><Source>root</Source></Merge></Filesystem>\n"
             "<Translation Enabled=\"1\"><Language>de</Language></Translation>\n"
@@ -116,7 +116,7 @@ void tst_ToolRunner::seventeenArgumentsTravelInAFile()
 void tst_ToolRunner::responseFileHoldsOneArgumentALine()
 {
     World world;
-    world.project(Demo, "<Filesystem><Merge Type=\"Archive\"><Source>a 'b' \"c\" \\d @e ü"
+    world.project(demo, "<Filesystem><Merge Type=\"Archive\"><Source>a 'b' \"c\" \\d @e ü"
                         "</Source><Destination>-x</Destination></Merge>"
                         "<Merge Type=\"Archive\"><Source/><Destination>/</Destination></Merge>"
                         "</Filesystem>");
@@ -175,7 +175,7 @@ void tst_ToolRunner::responseFileThatCannotBeMadeFailsTheBuild()
     QByteArray languages;
     for (const char *language : {"a", "b", "c", "d", "e", "f", "g"})
         languages += "<Language>" + QByteArray(language) + "</Language>";
-    world.project(Demo, "<Translation>" + languages + "</Translation>");
+    world.project(demo, "<Translation>" + languages + "</Translation>");
     world.makeDirectory("project/translations");
     if (!obstacle.isEmpty())
         world.write(obstacle);
@@ -243,7 +243,7 @@ void tst_ToolRunner::echoNamesTheOtherDirectory()
 void tst_ToolRunner::quietBuildsShowTheToolsAlone()
 {
     World world;
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     world.plan("ztmkromfs", "* out packed\\n\n* err with a warning\\n\n");
     world.plan("ztlink", "* out linked\\n\n");
     const Result result = world.run({"-q"});
@@ -254,13 +254,13 @@ void tst_ToolRunner::quietBuildsShowTheToolsAlone()
 void tst_ToolRunner::outputIsForwardedInOrder()
 {
     World world;
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     world.plan("ztmkromfs", "* err packing\\n\n");
     world.plan("ztlink", "* err linking\\n\n* exit 1\n");
     SAME(world.run({}).err,
          "[ztmake] ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
          " -i obj/version.txt\npacking\n[ztmake] "
-                 + Link
+                 + linkCalls
                  + "linking\n"
                    "[ztmake] Command exited with status 1\n");
 }
@@ -310,7 +310,7 @@ void tst_ToolRunner::failedTool()
     QFETCH(QByteArray, plan);
     QFETCH(QByteArray, error);
     World world;
-    world.project(Demo, "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
     if (plan.startsWith('*')) {
         world.plan("ztmkromfs", plan);
     } else {
@@ -329,7 +329,7 @@ void tst_ToolRunner::failedTool()
 void tst_ToolRunner::inputIsLeftToTheTools()
 {
     World world;
-    world.project(Demo + R"( Svnversion="1")", "<Target Model=\"T1\"/><Filesystem/>");
+    world.project(demo + R"( Svnversion="1")", "<Target Model=\"T1\"/><Filesystem/>");
     world.plan("svnversion", "* read\n* out 7\\n\n");
     world.plan("ztmkromfs", "* exit 0\n");
     world.plan("ztlink", "* read\n");

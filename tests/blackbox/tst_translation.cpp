@@ -4,8 +4,8 @@
 
 namespace {
 
-const QByteArray Demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray NoLua = R"(<Process><Preprocess Type="Ztlpp" Enabled="0"/>
+const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
+const QByteArray noLua = R"(<Process><Preprocess Type="Ztlpp" Enabled="0"/>
                             <Compile Type="Lua" Enabled="0"/></Process>)";
 
 QByteArray directory(const QByteArray &source)
@@ -89,7 +89,7 @@ void tst_Translation::translationsAreOffUnlessSwitchedOn()
     QFETCH(bool, on);
     World world;
     world.write("project/root/a.lua");
-    world.project(Demo, NoLua + "<Filesystem>" + directory("root") + "</Filesystem><Translation "
+    world.project(demo, noLua + "<Filesystem>" + directory("root") + "</Filesystem><Translation "
                                 + attribute + ">" + languages({"de"}) + "</Translation>");
     const QByteArray merges = "-i root -D a.lua -i obj/root/a.lua ";
     SAME(textOf(world.run({"-q"})),
@@ -144,7 +144,7 @@ void tst_Translation::optionsOfTheUpdate()
     QFETCH(QByteArray, options);
     World world;
     world.write("project/root/a.lua");
-    world.project(Demo, NoLua + "<Filesystem>" + directory(source) + "</Filesystem><Translation "
+    world.project(demo, noLua + "<Filesystem>" + directory(source) + "</Filesystem><Translation "
                                 + translation + " Enabled=\"1\">" + children + "</Translation>");
     const Result result = world.run({"-q"});
     QCOMPARE(result.status, 0);
@@ -157,7 +157,7 @@ void tst_Translation::everyEntryIsUpdatedInTurn()
     World world;
     world.write("project/one/sub/a.lua");
     world.write("project/two/b.lua");
-    world.project(Demo, "<Filesystem>" + directory("one") + directory("two") + directory("one")
+    world.project(demo, "<Filesystem>" + directory("one") + directory("two") + directory("one")
                                 + "</Filesystem><Translation Enabled=\"1\" BaseDir=\"/l\">"
                                 + languages({"de", "fr"}) + "</Translation>");
     world.write("project/obj/root/sub/a.luo", "x\n", 2);
@@ -193,7 +193,7 @@ void tst_Translation::pathsOfAProjectElsewhere()
     QFETCH(QByteArray, prefix);
     World world;
     world.write("project/root/a.lua");
-    world.project(Demo, NoLua + "<Filesystem>" + directory("root")
+    world.project(demo, noLua + "<Filesystem>" + directory("root")
                                 + "</Filesystem><Translation Enabled=\"1\" BaseDir=\"/l\">"
                                 + languages({"de"}) + "</Translation>");
     if (argument == "/")
@@ -214,7 +214,7 @@ void tst_Translation::entriesWithoutSourcesAreSkipped()
     World world;
     world.write("project/root/a.txt");
     world.write("project/obj/translations/report.xml");
-    world.project(Demo, "<Filesystem>" + directory("root") + directory("missing")
+    world.project(demo, "<Filesystem>" + directory("root") + directory("missing")
                                 + "<Merge Type=\"Archive\"><Source>a.lua</Source></Merge>"
                                   "</Filesystem><Translation Enabled=\"1\">"
                                 + languages({"de", "fr"}) + "</Translation>");
@@ -230,7 +230,7 @@ void tst_Translation::singleFileIsASource()
 {
     World world;
     world.write("project/src/a.lua");
-    world.project(Demo, R"(<Filesystem><Merge Type="File"><Source>src/a.lua</Source>
+    world.project(demo, R"(<Filesystem><Merge Type="File"><Source>src/a.lua</Source>
                            <Destination>/a.lua</Destination></Merge></Filesystem>
                            <Translation Enabled="1" BaseDir="/l"/>)");
     SAME(textOf(world.run({"-q"})),
@@ -246,7 +246,7 @@ void tst_Translation::oldReportIsRemovedBeforeEachUpdate()
     world.write("project/one/a.lua");
     world.write("project/two/b.lua");
     world.write("project/obj/translations/report.xml", "old");
-    world.project(Demo, NoLua + "<Filesystem>" + directory("one") + directory("two")
+    world.project(demo, noLua + "<Filesystem>" + directory("one") + directory("two")
                                 + "</Filesystem><Translation Enabled=\"1\"/>");
     world.plan("ztlupdate", "* probe ../obj/translations/report.xml\n");
     const Result result = world.run({"-q"});
@@ -265,7 +265,7 @@ void tst_Translation::longUpdateTravelsInAFile()
 {
     World world;
     world.write("project/root/a.lua");
-    world.project(Demo, NoLua + "<Filesystem>" + directory("root")
+    world.project(demo, noLua + "<Filesystem>" + directory("root")
                                 + "</Filesystem><Translation Enabled=\"1\">"
                                 + languages({"de", "fr", "it"}) + "</Translation>");
     const Result result = world.run({"-q"});
@@ -306,7 +306,7 @@ void tst_Translation::cataloguesAreReleasedWhenOutOfDate()
     QFETCH(bool, forced);
     QFETCH(bool, released);
     World world;
-    world.project(Demo, "<Filesystem/><Translation Enabled=\"1\">" + languages({"de"})
+    world.project(demo, "<Filesystem/><Translation Enabled=\"1\">" + languages({"de"})
                                 + "</Translation>");
     world.setTime("project/demo.ztp", 1000);
     if (source)
@@ -322,7 +322,7 @@ void tst_Translation::failedUpdateEndsTheBuild()
     World world;
     world.write("project/one/a.lua");
     world.write("project/two/b.lua");
-    world.project(Demo, NoLua + "<Filesystem>" + directory("one") + directory("two")
+    world.project(demo, noLua + "<Filesystem>" + directory("one") + directory("two")
                                 + "</Filesystem><Translation Enabled=\"1\">" + languages({"de"})
                                 + "</Translation>");
     world.plan("ztlupdate", "2 exit 4\n");
@@ -336,7 +336,7 @@ void tst_Translation::failedUpdateEndsTheBuild()
 void tst_Translation::failedReleaseEndsTheBuild()
 {
     World world;
-    world.project(Demo, "<Filesystem/><Translation Enabled=\"1\">" + languages({"de", "fr"})
+    world.project(demo, "<Filesystem/><Translation Enabled=\"1\">" + languages({"de", "fr"})
                                 + "</Translation>");
     world.plan("lrelease", "1 partial\n1 exit 1\n");
     SAME(world.run({"-q"}).text(),
@@ -348,7 +348,7 @@ void tst_Translation::verbosityIsTheProjects()
 {
     World world;
     world.write("project/root/a.lua");
-    world.project(Demo, NoLua + "<Filesystem Verbose=\"0\">" + directory("root")
+    world.project(demo, noLua + "<Filesystem Verbose=\"0\">" + directory("root")
                                 + "</Filesystem><Translation Enabled=\"1\">" + languages({"de"})
                                 + "</Translation>");
     SAME(world.run({}).err,

@@ -18,9 +18,9 @@
 
 namespace {
 
-constexpr qint64 SecondsOf2020 = 1577836800;
-constexpr qint64 NanosecondsPerSecond = 1000000000;
-constexpr unsigned Nobody = 65534;
+constexpr qint64 secondsOf2020 = 1577836800;
+constexpr qint64 nanosecondsPerSecond = 1000000000;
+constexpr unsigned nobody = 65534;
 
 QString decoded(const QByteArray &path)
 {
@@ -58,7 +58,7 @@ QByteArray takeField(QByteArray &log)
     const qsizetype colon = log.indexOf(':');
     const qsizetype length = log.left(colon).toLongLong();
     require(colon > 0 && log.size() > colon + 1 + length, "read the log:", log);
-    const QByteArray field = log.mid(colon + 1, length);
+    QByteArray field = log.mid(colon + 1, length);
     log.remove(0, colon + 1 + length + 1);
     return field;
 }
@@ -93,7 +93,7 @@ void giveUpRights()
 {
     if (geteuid() != 0)
         return;
-    if (setgroups(0, nullptr) != 0 || setgid(Nobody) != 0 || setuid(Nobody) != 0)
+    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
         _exit(126);
 }
 
@@ -252,10 +252,10 @@ void World::setMode(const QByteArray &name, unsigned mode)
 
 void World::setTime(const QByteArray &name, qint64 time)
 {
-    qint64 seconds = SecondsOf2020 + time / NanosecondsPerSecond;
-    qint64 nanoseconds = time % NanosecondsPerSecond;
+    qint64 seconds = secondsOf2020 + time / nanosecondsPerSecond;
+    qint64 nanoseconds = time % nanosecondsPerSecond;
     if (nanoseconds < 0) {
-        nanoseconds += NanosecondsPerSecond;
+        nanoseconds += nanosecondsPerSecond;
         --seconds;
     }
     const timespec both[2] = {{time_t(seconds), long(nanoseconds)},
@@ -269,7 +269,7 @@ qint64 World::time(const QByteArray &name) const
     {
     };
     require(::stat(path(name).constData(), &status) == 0, "stat", name);
-    return (status.st_mtim.tv_sec - SecondsOf2020) * NanosecondsPerSecond + status.st_mtim.tv_nsec;
+    return (status.st_mtim.tv_sec - secondsOf2020) * nanosecondsPerSecond + status.st_mtim.tv_nsec;
 }
 
 bool World::exists(const QByteArray &name) const
@@ -353,7 +353,7 @@ void World::handOver()
         const bool isProgram =
                 (name.startsWith("sdk/bin/") || name.startsWith("path/")) && !name.endsWith('/');
         if (!isProgram)
-            require(::lchown(path(name).constData(), Nobody, Nobody) == 0, "hand over", name);
+            require(::lchown(path(name).constData(), nobody, nobody) == 0, "hand over", name);
     }
 }
 

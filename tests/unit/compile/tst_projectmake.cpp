@@ -232,7 +232,7 @@ private:
     {
         if (milliseconds >= 0) {
             TestFiles::write(path(name));
-            TestFiles::setModified(path(name), {1000, milliseconds * 1'000'000});
+            TestFiles::setModified(path(name), {1000, qint64(milliseconds) * 1'000'000});
         }
         return FileStatus::of(path(name));
     }

@@ -2,6 +2,8 @@
 
 #include "testfiles.h"
 
+#include <QRegularExpression>
+
 using namespace Qt::StringLiterals;
 
 /// The operations that need no tool; builds are covered by the black-box tests.
@@ -37,6 +39,8 @@ private slots:
         QTest::newRow("wildcards in the name act")
                 << u"D[ae]mo"_s << QStringList{u"x-Damo-firmware.ztf"_s, u"x-Demo-firmware.ztf"_s}
                 << QStringList{u"x-Dimo-firmware.ztf"_s};
+        QTest::newRow("invalid wildcard matches nothing")
+                << u"D["_s << QStringList() << QStringList{u"x-D[-firmware.ztf"_s};
         QTest::newRow("characters that file names cannot hold")
                 << u"De:mo?"_s << QStringList{u"x-Demo-firmware.ztf"_s}
                 << QStringList{u"x-De:mo-firmware.ztf"_s};
@@ -50,6 +54,7 @@ private slots:
         for (const QString &file : removed + kept)
             QVERIFY(TestFiles::write(firmware(file)));
         RecordingProject project(m_spec);
+        QTest::failOnWarning(QRegularExpression(u".*"_s));
         QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
         QStringList left = QDir(firmware({})).entryList(QDir::Files | QDir::Hidden);
         kept.sort();

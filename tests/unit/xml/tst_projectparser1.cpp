@@ -6,7 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr char Root[] = "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009'>";
+constexpr char root[] = "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009'>";
 
 struct Reading
 {
@@ -26,7 +26,7 @@ struct Reading
 
 QByteArray project(const QByteArray &children, const QByteArray &attributes = {})
 {
-    return QByteArray(Root) + "<Project " + attributes + ">" + children
+    return QByteArray(root) + "<Project " + attributes + ">" + children
            + "</Project></ZeltaProject>";
 }
 
@@ -160,7 +160,7 @@ private slots:
         const QString noProject = u"I'm sorry, but I can't find a valid project in that file."_s;
         QTest::newRow("empty file") << ""_ba << noProject;
         QTest::newRow("no XML") << "hello"_ba << noProject;
-        QTest::newRow("malformed") << Root + "<Project>"_ba << noProject;
+        QTest::newRow("malformed") << root + "<Project>"_ba << noProject;
         QTest::newRow("current schema")
                 << "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009/42'/>"_ba
                 << u"Namespace \"http://zelta.example/Zelta/Project/2009/42\" not supported."_s;
@@ -186,7 +186,7 @@ private slots:
                 << u"Unexpected \"Source\" element"_s;
         QTest::newRow("text in the project") << project("x") << u"Characters not expected."_s;
         QTest::newRow("text in the root")
-                << Root + "x</ZeltaProject>"_ba << u"Characters not expected."_s;
+                << root + "x</ZeltaProject>"_ba << u"Characters not expected."_s;
         QTest::newRow("text in a filesystem")
                 << project("<Filesystem>x</Filesystem>") << u"Characters not expected."_s;
         QTest::newRow("text in a target")

@@ -6,7 +6,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr char Root[] = "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009/42'>";
+constexpr char root[] = "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009/42'>";
 
 /// The result of reading one text.
 struct Reading
@@ -28,7 +28,7 @@ struct Reading
 
 Reading readProject(const QByteArray &children, const QByteArray &attributes = {})
 {
-    return Reading(QByteArray(Root) + "<Project Name='Box' " + attributes + ">" + children
+    return Reading(QByteArray(root) + "<Project Name='Box' " + attributes + ">" + children
                    + "</Project></ZeltaProject>");
 }
 
@@ -216,7 +216,7 @@ private slots:
 
     void commentsAreAllowedBetweenElements()
     {
-        const Reading reading(QByteArray("<?xml version='1.0'?>\n<!-- c -->") + Root
+        const Reading reading(QByteArray("<?xml version='1.0'?>\n<!-- c -->") + root
                               + "<!-- c -->\n<Project Name='Box'><!-- c --></Project><!-- c -->"
                                 "</ZeltaProject><!-- c -->\n");
         QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
@@ -228,7 +228,7 @@ private slots:
         QTest::addColumn<bool>("recognised");
         QTest::addColumn<QString>("message");
         const auto add = [](const char *name, const QByteArray &text, const QString &message) {
-            QTest::newRow(name) << Root + text << true << message;
+            QTest::newRow(name) << root + text << true << message;
         };
         const auto addChild = [&](const char *name, const QByteArray &text,
                                   const QString &message) {
@@ -319,7 +319,7 @@ private slots:
                  u"(<Preprocess>) Preprocessing type \"\" not supported"_s);
         for (const char *attribute : {"Enabled", "RemoveComments", "SimplifyWhitespace"}) {
             QTest::newRow(attribute)
-                    << QByteArray(Root) + "<Project Name='B'><Process><Preprocess Type='Ztlpp' "
+                    << QByteArray(root) + "<Project Name='B'><Process><Preprocess Type='Ztlpp' "
                                + attribute + "='x'/></Process></Project></ZeltaProject>"
                     << true
                     << u"(<Preprocess>) Expected \"%1\" to be a boolean attribute, but got "
@@ -357,7 +357,7 @@ private slots:
 
     void malformedDocumentIsReportedByTheReaderThatMetIt()
     {
-        const Reading reading(QByteArray(Root) + "<Project Name='B'><Translation></Project>");
+        const Reading reading(QByteArray(root) + "<Project Name='B'><Translation></Project>");
         QVERIFY(!reading.ok);
         QVERIFY(reading.parser.recognised());
         QCOMPARE(reading.message(), u"(Invalid) Element expected."_s);
@@ -367,7 +367,7 @@ private slots:
     {
         const QTemporaryDir world;
         const QString path = world.filePath(u"box.ztp"_s);
-        QVERIFY(TestFiles::write(path, QByteArray(Root) + "\n<Project Name='B'>\n  <Target/>"));
+        QVERIFY(TestFiles::write(path, QByteArray(root) + "\n<Project Name='B'>\n  <Target/>"));
         ProjectSpec spec;
         ProjectParser2 parser;
         QVERIFY(!parser.parseProjectFile(path, &spec));

@@ -23,7 +23,7 @@ struct Reading
     bool ok = false;
 };
 
-constexpr char Head[] = "<?xml version='1.0'?>\n<!-- c -->\n<!DOCTYPE TSREPORT>\n";
+constexpr char head[] = "<?xml version='1.0'?>\n<!-- c -->\n<!DOCTYPE TSREPORT>\n";
 
 } // namespace
 
@@ -35,7 +35,7 @@ private slots:
     void entriesInDocumentOrder()
     {
         const Reading reading(
-                Head
+                head
                 + "<TSREPORT sourcelanguage='en'>\n"
                   "<source filename='de.ts' language='de'>"
                   "<other><deep/></other><stats total='3' unfinished='2' obsolete='1'/></source>"
@@ -63,7 +63,7 @@ private slots:
 
     void emptyReport()
     {
-        const Reading reading(Head + "<TSREPORT/>"_ba);
+        const Reading reading(head + "<TSREPORT/>"_ba);
         QVERIFY(reading.ok);
         QVERIFY(reading.parser.reports().isEmpty());
     }
@@ -83,7 +83,7 @@ private slots:
     void counters()
     {
         QFETCH(QByteArray, stats);
-        const Reading reading(Head + "<TSREPORT><source>"_ba + stats + "</source></TSREPORT>");
+        const Reading reading(head + "<TSREPORT><source>"_ba + stats + "</source></TSREPORT>");
         QVERIFY(reading.ok);
         QTEST(reading.parser.reports().first().total, "total");
     }
@@ -97,18 +97,18 @@ private slots:
         QTest::newRow("no document type") << "<TSREPORT/>"_ba << u"(<TSREPORT>) "_s + wrongKind;
         QTest::newRow("other document type")
                 << "<!DOCTYPE TS><TSREPORT/>"_ba << u"(DTD) "_s + wrongKind;
-        QTest::newRow("other root") << Head + "<TS/>"_ba << u"(<TS>) "_s + wrongKind;
+        QTest::newRow("other root") << head + "<TS/>"_ba << u"(<TS>) "_s + wrongKind;
         QTest::newRow("text in the root")
-                << Head + "<TSREPORT>x</TSREPORT>"_ba << u"(Characters) Element expected."_s;
-        QTest::newRow("text in a source") << Head + "<TSREPORT><source>x</source></TSREPORT>"_ba
+                << head + "<TSREPORT>x</TSREPORT>"_ba << u"(Characters) Element expected."_s;
+        QTest::newRow("text in a source") << head + "<TSREPORT><source>x</source></TSREPORT>"_ba
                                           << u"(Characters) Element expected."_s;
         QTest::newRow("stats with content")
-                << Head + "<TSREPORT><source><stats><x/></stats></source></TSREPORT>"_ba
+                << head + "<TSREPORT><source><stats><x/></stats></source></TSREPORT>"_ba
                 << u"(<x>) End of <stats> element expected."_s;
-        QTest::newRow("too deep") << Head + "<TSREPORT>"_ba + QByteArray("<n>").repeated(21)
+        QTest::newRow("too deep") << head + "<TSREPORT>"_ba + QByteArray("<n>").repeated(21)
                                   << u"(<n>) File too deeply nested"_s;
         QTest::newRow("too deep in a source")
-                << Head + "<TSREPORT><source>"_ba + QByteArray("<n>").repeated(21)
+                << head + "<TSREPORT><source>"_ba + QByteArray("<n>").repeated(21)
                 << u"(<n>) File too deeply nested"_s;
     }
     void errors()
@@ -126,14 +126,14 @@ private slots:
 
     void contentBehindTheRootIsAnError()
     {
-        QVERIFY(!Reading(Head + "<TSREPORT/><x/>"_ba).ok);
-        QVERIFY(!Reading(Head + "<TSREPORT/></TSREPORT>"_ba).ok);
-        QVERIFY(Reading(Head + "<TSREPORT/><!-- c -->\n"_ba).ok);
+        QVERIFY(!Reading(head + "<TSREPORT/><x/>"_ba).ok);
+        QVERIFY(!Reading(head + "<TSREPORT/></TSREPORT>"_ba).ok);
+        QVERIFY(Reading(head + "<TSREPORT/><!-- c -->\n"_ba).ok);
     }
 
     void entriesBeforeAFailureRemain()
     {
-        const Reading reading(Head + "<TSREPORT><source filename='a'/>x</TSREPORT>"_ba);
+        const Reading reading(head + "<TSREPORT><source filename='a'/>x</TSREPORT>"_ba);
         QVERIFY(!reading.ok);
         QCOMPARE(reading.parser.reports().size(), 1);
     }

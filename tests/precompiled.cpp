@@ -1,0 +1,1 @@
+// Only there to give the precompiled headers of the tests a home.
