@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include <memory>
+
 class TestMakeProject : public QObject
 {
     Q_OBJECT
@@ -21,6 +23,7 @@ private slots:
     {
         QFETCH(QByteArray, argument);
         setProgramName(argument.constData());
+        const std::unique_ptr<const char[]> name(myname); // the program has one for its whole life
         QTEST(QByteArray(myname), "expected");
     }
 };
