@@ -1,8 +1,8 @@
 #include "xml/projectparser1.h"
 
+#include "xml/boundedfile.h"
 #include "xml/projectnamespaces.h"
 
-#include <QFile>
 #include <QXmlInputSource>
 #include <QXmlSimpleReader>
 
@@ -32,12 +32,15 @@ bool ProjectParser1::parseProjectFile(const QString &path, ProjectSpec *spec)
     m_errorMessage.clear();
     m_spec->projectFile = path;
 
-    QFile file(path);
+    BoundedFile file(path);
     QXmlInputSource source(&file);
     QXmlSimpleReader reader;
     reader.setContentHandler(this);
-    const bool ok = reader.parse(&source);
+    reader.setLexicalHandler(this);
+    const bool ok = reader.parse(&source) && !file.isTooLarge();
     resetParser();
+    if (file.isTooLarge())
+        m_errorMessage = u"File too large"_s;
     if (!ok && m_errorMessage.isEmpty())
         m_errorMessage = u"I'm sorry, but I can't find a valid project in that file."_s;
     return ok;
@@ -69,6 +72,12 @@ bool ProjectParser1::startDocument()
 {
     m_state = State::Document;
     return true;
+}
+
+bool ProjectParser1::startDTD(const QString & /*name*/, const QString & /*publicId*/,
+                              const QString & /*systemId*/)
+{
+    return fail(u"Document type declaration not supported."_s);
 }
 
 bool ProjectParser1::startElement(const QString &namespaceURI, const QString & /*localName*/,

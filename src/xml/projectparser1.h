@@ -25,6 +25,8 @@ public:
     bool recognised() const { return m_recognised; }
 
     bool startDocument() override;
+    /// Refuses the document: entities that it declares could expand without end.
+    bool startDTD(const QString &name, const QString &publicId, const QString &systemId) override;
     bool startElement(const QString &namespaceURI, const QString &localName, const QString &qName,
                       const QXmlAttributes &attributes) override;
     bool endElement(const QString &namespaceURI, const QString &localName,

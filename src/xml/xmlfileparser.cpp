@@ -217,5 +217,5 @@ QString XmlFileParser::errorString() const
 {
     return u"Error reading %1, Line %2, Column %3:\n  %4"_s.arg(
             m_fileName, QString::number(lineNumber()), QString::number(columnNumber()),
-            QXmlStreamReader::errorString());
+            m_file.isTooLarge() ? u"File too large"_s : QXmlStreamReader::errorString());
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "model/settingvalues.h"
+#include "xml/boundedfile.h"
 
-#include <QFile>
 #include <QXmlStreamReader>
 
 #include <functional>
@@ -68,7 +68,7 @@ protected:
     bool readChildren(std::initializer_list<Child> children);
 
     QString m_fileName; ///< as given to openFile()
-    QFile m_file;
+    BoundedFile m_file;
 
 private:
     bool readChild(std::initializer_list<Child> children);

@@ -161,6 +161,12 @@ private slots:
         QTest::newRow("empty file") << ""_ba << noProject;
         QTest::newRow("no XML") << "hello"_ba << noProject;
         QTest::newRow("malformed") << root + "<Project>"_ba << noProject;
+        QTest::newRow("document type") << "<!DOCTYPE ZeltaProject>" + project({})
+                                       << u"Document type declaration not supported."_s;
+        QTest::newRow("too large")
+                << project("<!--" + QByteArray(512 << 10, 'x') + "-->") << u"File too large"_s;
+        QTest::newRow("too large behind the project")
+                << project({}) + QByteArray(512 << 10, '\n') << u"File too large"_s;
         QTest::newRow("current schema")
                 << "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009/42'/>"_ba
                 << u"Namespace \"http://zelta.example/Zelta/Project/2009/42\" not supported."_s;

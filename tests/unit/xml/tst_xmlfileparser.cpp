@@ -63,6 +63,33 @@ private slots:
                                                .arg(parser.columnNumber()));
     }
 
+    void fileThatIsTooLarge()
+    {
+        const QByteArray begin = "<r a='";
+        const QByteArray end = "'/>";
+        const qsizetype room = (512 << 10) - begin.size() - end.size();
+        const OpenParser largest(begin + QByteArray(room, 'x') + end);
+        QVERIFY(!largest.hasError());
+        const OpenParser parser(begin + QByteArray(room + 1, 'x') + end);
+        QVERIFY(parser.hasError());
+        QCOMPARE(parser.message(), u"File too large"_s);
+    }
+
+    void eachFileHasItsOwnBound()
+    {
+        const QTemporaryDir world;
+        const QString path = world.filePath(u"large.xml"_s);
+        QVERIFY(TestFiles::write(path, "<r>" + QByteArray(300 << 10, ' ') + "</r>"));
+        XmlFileParser parser;
+        for (int i = 0; i < 2; ++i) {
+            QVERIFY(parser.openFile(path));
+            while (!parser.atEnd())
+                parser.readNext();
+            QCOMPARE(parser.error(), QXmlStreamReader::NoError);
+            parser.closeFile();
+        }
+    }
+
     void layoutIsHidden()
     {
         OpenParser parser(
