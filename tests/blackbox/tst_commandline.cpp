@@ -57,6 +57,7 @@ private slots:
     void verboseAttributeOfTheProjectHasNoEffect();
     void messagesBearTheNameOfTheProgram_data();
     void messagesBearTheNameOfTheProgram();
+    void localeIsNoMatterForAMessage();
     void toolsLieBesideTheRealProgram();
     void programIsFoundOnTheSearchPath();
 };
@@ -243,6 +244,13 @@ void tst_CommandLine::messagesBearTheNameOfTheProgram()
          report(1, {}, '[' + name + "] Cannot find SDK directory.\n"));
     writeMinimalProject(world, "Demo", "project/demo.ztp");
     QVERIFY(world.run({}, {.program = program}).err.startsWith('[' + name + "] ztmkromfs -x"));
+}
+
+void tst_CommandLine::localeIsNoMatterForAMessage()
+{
+    World world;
+    world.environment().insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+    SAME(world.run({"--help"}).text(), report(1, {}, usage));
 }
 
 void tst_CommandLine::toolsLieBesideTheRealProgram()

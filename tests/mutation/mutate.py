@@ -87,28 +87,58 @@ class Tree:
                                 errors="replace")
         return result.returncode, result.stdout
 
-    def failed_test(self):
-        """Builds and runs suite by suite to the first failure: the test's name, None when all
-        pass, "build" when the mutant is no program."""
+    def failed_test(self, likely=()):
+        """Builds and runs the likely tests, then suite by suite, to the first failure: the test's
+        name, None when all pass, "build" when the mutant is no program."""
         for suite in SUITES:
-            code, _ = self.run(["ninja", "-C", str(self.build), "-j1", f"tests/{suite}/all"])
-            if code != 0:
-                return "build"
-            _, output = self.run(["ctest", "--test-dir", str(self.build), "-L", f"^{suite}$",
-                                  "--stop-on-failure", "--timeout", str(SECONDS_A_TEST)])
-            if "100% tests passed" not in output:
-                failures = output.partition("The following tests FAILED:")[2].split()
-                return failures[2] if len(failures) > 2 else "ctest"
+            tests = [test for test in likely if test.startswith(suite)]
+            if tests:
+                failure = self.failed_in(tests, f"^({'|'.join(tests)})$", "-R")
+                if failure is not None:
+                    return failure
+        for suite in SUITES:
+            failure = self.failed_in([f"tests/{suite}/all"], f"^{suite}$", "-L")
+            if failure is not None:
+                return failure
         return None
 
-    def judge(self, mutant):
+    def failed_in(self, targets, tests, selection):
+        code, _ = self.run(["ninja", "-C", str(self.build), "-j1", *targets])
+        if code != 0:
+            return "build"
+        _, output = self.run(["ctest", "--test-dir", str(self.build), selection, tests,
+                              "--stop-on-failure", "--timeout", str(SECONDS_A_TEST)])
+        if "100% tests passed" in output:
+            return None
+        failures = output.partition("The following tests FAILED:")[2].split()
+        return failures[2] if len(failures) > 2 else "ctest"
+
+    def judge(self, mutant, likely):
         target = self.source / mutant.file
         original = target.read_text()
         target.write_text(mutant.mutated(original))
         try:
-            return self.failed_test()
+            return self.failed_test(likely)
         finally:
             target.write_text(original)
+
+
+class LikelyTests:
+    """The tests that are asked first: the unit test that is named after a file, and the tests that
+    noticed the edits of the file before."""
+
+    def __init__(self):
+        self.found = {}
+
+    def of(self, file):
+        stem = pathlib.Path(file).stem
+        namesake = ROOT / "tests/unit" / pathlib.Path(file).parent.name / f"tst_{stem}.cpp"
+        return ([f"unit_tst_{stem}"] if namesake.exists() else []) + self.found.get(file, [])[:3]
+
+    def note(self, file, test):
+        if test not in ("build", "ctest", *self.of(file)[:1]):
+            tests = self.found.setdefault(file, [])
+            self.found[file] = [test] + [other for other in tests if other != test]
 
 
 def main():
@@ -134,6 +164,7 @@ def main():
                    if any(text in names[mutant] for text in arguments.filter)]
 
     outcomes = {}
+    likely = LikelyTests()
     with tempfile.TemporaryDirectory(prefix="mutants-") as scratch:
         trees = queue.Queue()
 
@@ -147,7 +178,9 @@ def main():
         def judge(mutant):
             tree = trees.get()
             try:
-                outcomes[mutant] = tree.judge(mutant)
+                outcomes[mutant] = tree.judge(mutant, likely.of(mutant.file))
+                if outcomes[mutant] is not None:
+                    likely.note(mutant.file, outcomes[mutant])
             finally:
                 trees.put(tree)
             outcome = outcomes[mutant]
