@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <fcntl.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -39,18 +41,19 @@ bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output)
 
 bool ProjectMake::doCompile(const QString &relativePath)
 {
-    const QString source = pathBelow(sourceDirectory, relativePath);
-    const FileStatus status = FileStatus::of(source);
+    const QByteArray source = QFile::encodeName(pathBelow(sourceDirectory, relativePath));
+    const FileStatus status = FileStatus::of(AT_FDCWD, source.constData());
     if (status.isDirectory())
         return compileDirectory(relativePath);
-    if (!status.isRegularFile() || !isLuaFile(QFile::encodeName(source)))
+    if (!status.isRegularFile() || !isLuaFile(source))
         return true;
 
-    const QString destination = pathBelow(objectDirectory, relativePath);
+    const QString path = pathBelow(objectDirectory, relativePath);
+    const QByteArray destination = QFile::encodeName(path);
     const Directory workingDirectory({});
-    return makeDirectory(QFileInfo(destination).path())
-           && compileFile({&workingDirectory, QFile::encodeName(source), status},
-                          {workingDirectory, QFile::encodeName(destination)}, relativePath);
+    return makeDirectory(QFileInfo(path).path())
+           && compileFile({&workingDirectory, FileName::of(source), status},
+                          {workingDirectory, FileName::of(destination)}, relativePath);
 }
 
 bool ProjectMake::compileDirectory(const QString &relativePath)
@@ -58,17 +61,19 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     Directory sources(pathBelow(sourceDirectory, relativePath));
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
-    const QList<DirectoryEntry> entries = sources.luaFilesAndDirectories();
-    for (const auto &[name, isDirectory] : entries) {
-        const FileStatus status = isDirectory ? FileStatus() : sources.status(name);
-        const QString entryPath = Tools::joinPath(prefix, name);
-        if (isDirectory || status.isDirectory()) {
+    const DirectoryListing listing = sources.luaFilesAndDirectories();
+    for (const DirectoryListing::Entry &entry : listing.entries) {
+        const QByteArrayView text = listing.name(entry);
+        const FileName name = FileName::of(text);
+        const FileStatus status = entry.isDirectory ? FileStatus() : sources.status(name);
+        const QString entryPath = Tools::joinPath(prefix, text);
+        if (entry.isDirectory || status.isDirectory()) {
             // The number of open files must not grow with the depth of the tree.
             sources.close();
             outputs.close();
             if (!compileDirectory(entryPath))
                 return false;
-        } else if (status.isRegularFile() && isLuaFile(name)) {
+        } else if (status.isRegularFile() && entry.isLuaFile) {
             if (!outputs.exists() && !makeDirectory(outputs.path()))
                 return false;
             if (!compileFile({&sources, name, status}, {outputs, name}, entryPath))
@@ -79,7 +84,7 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
 }
 
 bool ProjectMake::compileFile(const File &source, const Destination &destination,
-                              const QString &relativePath)
+                              QString relativePath)
 {
     File file = source;
     if (process.preprocess() && !preprocess(destination, &file))
@@ -90,7 +95,7 @@ bool ProjectMake::compileFile(const File &source, const Destination &destination
     if (isCopied && !copy(destination, &file))
         return false;
 
-    objects.append({relativePath, file.path()});
+    objects.append({std::move(relativePath), file.path()});
     if (m_project->spec().lupdateEnabled() && process.lupdateEnabled())
         lupdateSources.append(source.path());
     return true;
@@ -115,8 +120,9 @@ const QStringList &ProjectMake::preprocessorIncludes()
     return m_includeArguments;
 }
 
-ProjectMake::File ProjectMake::outputFile(const Destination &destination, const QByteArray &name)
+ProjectMake::File ProjectMake::outputFile(const Destination &destination, QByteArrayView extension)
 {
+    const FileName name{destination.name.stem, extension};
     return {&destination.directory, name, destination.directory.status(name)};
 }
 
@@ -124,7 +130,7 @@ bool ProjectMake::preprocess(const Destination &destination, File *file)
 {
     const QStringList &includes = preprocessorIncludes();
     const File input = *file;
-    *file = outputFile(destination, Tools::replaceExtension(destination.name, "lui"));
+    *file = outputFile(destination, ".lui");
     if (!needRebuild(input.status, file->status))
         return true;
 
@@ -144,7 +150,7 @@ bool ProjectMake::preprocess(const Destination &destination, File *file)
 bool ProjectMake::compileLua(const Destination &destination, File *file)
 {
     const File input = *file;
-    *file = outputFile(destination, Tools::replaceExtension(destination.name, "luo"));
+    *file = outputFile(destination, ".luo");
     if (!needRebuild(input.status, file->status))
         return true;
 
@@ -170,7 +176,7 @@ bool ProjectMake::runTool(const QString &tool, const QStringList &arguments, Fil
 bool ProjectMake::copy(const Destination &destination, File *file)
 {
     const File input = *file;
-    *file = outputFile(destination, destination.name);
+    *file = outputFile(destination, destination.name.extension);
     if (!needRebuild(input.status, file->status))
         return true;
     const QString target = file->path();

@@ -14,6 +14,7 @@ struct CompiledObject
     QString sourceFile; ///< relative to the source tree, "/" between the components
     QString objectFile; ///< the final output: compiled, else preprocessed, else the copy
 };
+Q_DECLARE_TYPEINFO(CompiledObject, Q_RELOCATABLE_TYPE);
 
 /// Turns one tree of Lua sources into a tree of processed objects, as far as they are out of date.
 ///
@@ -54,7 +55,7 @@ private:
     struct File
     {
         const Directory *directory;
-        QByteArray name;
+        FileName name;
         FileStatus status;
 
         QString path() const { return directory->filePath(name); }
@@ -65,14 +66,13 @@ private:
     struct Destination
     {
         const Directory &directory;
-        QByteArray name;
+        FileName name;
     };
 
     bool compileDirectory(const QString &relativePath);
-    bool compileFile(const File &source, const Destination &destination,
-                     const QString &relativePath);
+    bool compileFile(const File &source, const Destination &destination, QString relativePath);
     bool makeDirectory(const QString &path);
-    static File outputFile(const Destination &destination, const QByteArray &name);
+    static File outputFile(const Destination &destination, QByteArrayView extension);
     bool preprocess(const Destination &destination, File *file);
     bool compileLua(const Destination &destination, File *file);
     bool copy(const Destination &destination, File *file);

@@ -133,6 +133,7 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
         return compiler.errorString.isEmpty() ? false : m_project->raiseError(compiler.errorString);
     }
 
+    m_rootImageArguments.reserve(m_rootImageArguments.size() + 4 * compiler.objects.size());
     for (const CompiledObject &object : std::as_const(compiler.objects))
         addFileToRootImage(object.sourceFile, object.objectFile);
     m_translationSources.append({source, compiler.lupdateSources});

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <unistd.h>
 
@@ -49,18 +50,21 @@ bool writeAll(int descriptor, QByteArrayView text)
 /// @return false with errno set
 bool writeLines(int descriptor, const QStringList &arguments)
 {
-    constexpr qsizetype pieceSize = 32'768;
-    QString piece;
+    QString piece(32'768, Qt::Uninitialized);
+    qsizetype used = 0;
+    const auto flush = [&] {
+        return writeAll(descriptor, QStringView(piece).first(std::exchange(used, 0)).toLocal8Bit());
+    };
     for (const QString &argument : arguments) {
-        piece += argument;
-        piece += u'\n';
-        if (piece.size() >= pieceSize) {
-            if (!writeAll(descriptor, piece.toLocal8Bit()))
-                return false;
-            piece.resize(0);
-        }
+        const qsizetype needed = argument.size() + 1;
+        if (used + needed > piece.size() && !flush())
+            return false;
+        if (needed > piece.size())
+            piece.resize(needed);
+        *std::copy(argument.begin(), argument.end(), piece.begin() + used) = u'\n';
+        used += needed;
     }
-    return writeAll(descriptor, piece.toLocal8Bit());
+    return flush();
 }
 
 /// Writes the arguments, unquoted, and closes the file, which stays until it is destroyed.

@@ -3,7 +3,10 @@
 #include "tools/tools.h"
 
 #include <QFile>
+#include <QVarLengthArray>
 
+#include <algorithm>
+#include <climits>
 #include <memory>
 
 #include <dirent.h>
@@ -13,10 +16,17 @@
 bool isLuaFile(QByteArrayView name)
 {
     const QByteArrayView suffix(".lua");
-    return name.size() >= suffix.size()
-           && qstrnicmp(name.last(suffix.size()).data(), suffix.size(), suffix.data(),
-                        suffix.size())
-                      == 0;
+    return name.endsWith(suffix)
+           || (name.size() >= suffix.size()
+               && qstrnicmp(name.last(suffix.size()).data(), suffix.size(), suffix.data(),
+                            suffix.size())
+                          == 0);
+}
+
+FileName FileName::of(QByteArrayView name)
+{
+    const qsizetype dot = name.lastIndexOf('.');
+    return dot < 0 ? FileName{name, {}} : FileName{name.first(dot), name.sliced(dot)};
 }
 
 Directory::Directory(const QString &path)
@@ -46,9 +56,9 @@ void Directory::close()
     m_descriptor = closed;
 }
 
-QString Directory::filePath(const QByteArray &name) const
+QString Directory::filePath(const FileName &name) const
 {
-    return Tools::joinPath(m_prefix, name);
+    return Tools::joinPath(m_prefix, name.stem, name.extension);
 }
 
 bool Directory::exists() const
@@ -56,30 +66,40 @@ bool Directory::exists() const
     return open(O_PATH);
 }
 
-FileStatus Directory::status(const QByteArray &name) const
+FileStatus Directory::status(const FileName &name) const
 {
-    return open(O_PATH) ? FileStatus::of(m_descriptor, name) : FileStatus();
+    if (!open(O_PATH))
+        return {};
+    QVarLengthArray<char, NAME_MAX + 1> text(name.stem.size() + name.extension.size() + 1);
+    char *end = std::copy(name.stem.begin(), name.stem.end(), text.data());
+    end = std::copy(name.extension.begin(), name.extension.end(), end);
+    *end = '\0';
+    return FileStatus::of(m_descriptor, text.constData());
 }
 
-QList<DirectoryEntry> Directory::luaFilesAndDirectories()
+DirectoryListing Directory::luaFilesAndDirectories()
 {
-    QList<DirectoryEntry> entries;
+    DirectoryListing listing;
     close(); // it may have been opened for queries only
     if (!open(O_RDONLY))
-        return entries;
+        return listing;
     // The stream owns its descriptor; this one stays for the queries that follow.
     const std::unique_ptr<DIR, int (*)(DIR *)> stream(
             fdopendir(fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0)), closedir);
     if (!stream)
-        return entries;
+        return listing;
     while (const dirent *entry = readdir(stream.get())) {
         const QByteArrayView name(entry->d_name);
-        if (name.startsWith('.') || !name.isValidUtf8())
-            continue;
         const bool mayBeDirectory =
                 entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-        if (mayBeDirectory || (entry->d_type == DT_REG && isLuaFile(name)))
-            entries.append({name.toByteArray(), entry->d_type == DT_DIR});
+        const bool isLua = isLuaFile(name);
+        if (!mayBeDirectory && !(entry->d_type == DT_REG && isLua))
+            continue;
+        if (name.startsWith('.') || !(Tools::isAscii(name) || name.isValidUtf8()))
+            continue;
+        listing.entries.push_back({static_cast<qsizetype>(listing.names.size()), name.size(),
+                                   entry->d_type == DT_DIR, isLua});
+        listing.names.append(entry->d_name);
     }
-    return entries;
+    return listing;
 }

@@ -2,15 +2,42 @@
 
 #include "tools/filestatus.h"
 
-#include <QByteArray>
-#include <QList>
+#include <QByteArrayView>
 #include <QString>
 
-/// One name in a directory, in the file system's encoding.
-struct DirectoryEntry
+#include <string>
+#include <vector>
+
+/// A name in the file system's encoding, in two parts, so that the names of a source's outputs need
+/// no text of their own. It refers to the text that it was made from.
+struct FileName
 {
-    QByteArray name;
-    bool isDirectory = false; ///< certainly; otherwise its status tells
+    QByteArrayView stem;
+    QByteArrayView extension; ///< with its dot; empty when there is none
+
+    /// Cuts @p name at its last dot, which may stand in a directory part: deliberate, see
+    /// Tools::replaceExtension().
+    static FileName of(QByteArrayView name);
+};
+
+/// What a directory holds, in the order in which the file system returns it.
+struct DirectoryListing
+{
+    struct Entry
+    {
+        qsizetype begin; ///< of the name, in `names`
+        qsizetype size;
+        bool isDirectory; ///< certainly; otherwise its status tells
+        bool isLuaFile;   ///< going by its name
+    };
+
+    std::vector<Entry> entries;
+    std::string names; ///< all in one, in the file system's encoding
+
+    QByteArrayView name(const Entry &entry) const
+    {
+        return QByteArrayView(names).sliced(entry.begin, entry.size);
+    }
 };
 
 /// A directory whose files are asked for by their bare names, which spares the file system the way
@@ -28,20 +55,19 @@ public:
     Directory &operator=(const Directory &) = delete;
 
     const QString &path() const { return m_path; }
-    QString filePath(const QByteArray &name) const;
+    QString filePath(const FileName &name) const;
 
     bool exists() const;
-    FileStatus status(const QByteArray &name) const;
+    FileStatus status(const FileName &name) const;
 
     /// Gives the file descriptor back; the next need opens the directory again.
     void close();
 
-    /// Reads the directory once and names its Lua files ("*.lua" in any case) and sub-directories,
-    /// in the order in which the file system returns them.
+    /// Reads the directory once and names its Lua files ("*.lua" in any case) and sub-directories.
     ///
     /// Hidden entries are left out, and so are names that are not valid UTF-8. An entry whose kind
     /// the directory itself does not tell (a symbolic link) is listed, for the caller to look at.
-    QList<DirectoryEntry> luaFilesAndDirectories();
+    DirectoryListing luaFilesAndDirectories();
 
 private:
     static constexpr int closed = -1; // what open(2) returns on failure, too

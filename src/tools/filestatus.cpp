@@ -7,14 +7,14 @@
 
 FileStatus FileStatus::of(const QString &path)
 {
-    return of(AT_FDCWD, QFile::encodeName(path));
+    return of(AT_FDCWD, QFile::encodeName(path).constData());
 }
 
-FileStatus FileStatus::of(int directory, const QByteArray &name)
+FileStatus FileStatus::of(int directory, const char *name)
 {
     FileStatus status;
     struct stat data;
-    if (fstatat(directory, name.constData(), &data, 0) != 0)
+    if (fstatat(directory, name, &data, 0) != 0)
         return status;
     if (S_ISDIR(data.st_mode))
         status.m_kind = Kind::Directory;

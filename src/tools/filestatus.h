@@ -32,7 +32,7 @@ public:
 
     /// Asks for @p name, in the file system's encoding, as seen from the open directory
     /// @p directory or, with AT_FDCWD, from the working directory.
-    static FileStatus of(int directory, const QByteArray &name);
+    static FileStatus of(int directory, const char *name);
 
     bool exists() const { return m_kind != Kind::Missing; }
     bool isDirectory() const { return m_kind == Kind::Directory; }

@@ -16,25 +16,23 @@ QString ensureDirectorySeparator(const QString &path)
     return path.isEmpty() || path.endsWith(u'/') ? path : path + u'/';
 }
 
-QString joinPath(const QString &prefix, QByteArrayView name)
+bool isAscii(QByteArrayView text)
+{
+    return QtPrivate::isAscii(QLatin1StringView(text));
+}
+
+QString joinPath(const QString &prefix, QByteArrayView name, QByteArrayView extension)
 {
     // Plain ASCII, which nearly all names are, needs no decoder and only one allocation.
-    const QLatin1StringView plain(name);
-    if (QtPrivate::isAscii(plain))
-        return prefix % plain;
-    return prefix % QString::fromUtf8(name);
+    if (isAscii(name) && isAscii(extension))
+        return prefix % QLatin1StringView(name) % QLatin1StringView(extension);
+    return prefix % QString::fromUtf8(name) % QString::fromUtf8(extension);
 }
 
 QString replaceExtension(const QString &name, const QString &extension)
 {
     const qsizetype dot = name.lastIndexOf(u'.');
     return (dot < 0 ? name + u'.' : name.left(dot + 1)) + extension;
-}
-
-QByteArray replaceExtension(const QByteArray &name, const char *extension)
-{
-    const qsizetype dot = name.lastIndexOf('.');
-    return QByteArrayView(name).first(dot < 0 ? name.size() : dot) % '.' % extension;
 }
 
 QString safeFileName(const QString &text)

@@ -21,6 +21,36 @@ private slots:
         QVERIFY(!isLuaFile(""));
     }
 
+    void nameIsCutAtItsLastDot_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QByteArray>("stem");
+        QTest::addColumn<QByteArray>("extension");
+        QTest::newRow("plain") << "box.lua"_ba
+                               << "box"_ba
+                               << ".lua"_ba;
+        QTest::newRow("two dots") << "a.b.lua"_ba
+                                  << "a.b"_ba
+                                  << ".lua"_ba;
+        QTest::newRow("no dot") << "box"_ba
+                                << "box"_ba
+                                << ""_ba;
+        QTest::newRow("dot in a directory") << "a.b/box"_ba
+                                            << "a"_ba
+                                            << ".b/box"_ba;
+        QTest::newRow("nothing") << ""_ba
+                                 << ""_ba
+                                 << ""_ba;
+    }
+
+    void nameIsCutAtItsLastDot()
+    {
+        QFETCH(const QByteArray, name);
+        const auto [stem, extension] = FileName::of(name);
+        QTEST(stem.toByteArray(), "stem");
+        QTEST(extension.toByteArray(), "extension");
+    }
+
     void filesAreAskedForByName()
     {
         const QTemporaryDir world;
@@ -28,12 +58,13 @@ private slots:
         QVERIFY(TestFiles::setModified(world.filePath(u"a.lua"_s), {1000, 7}));
         Directory directory(world.path());
         QCOMPARE(directory.path(), world.path());
-        QCOMPARE(directory.filePath("a.lua"), world.filePath(u"a.lua"_s));
+        const FileName name = FileName::of("a.lua");
+        QCOMPARE(directory.filePath(name), world.filePath(u"a.lua"_s));
         QVERIFY(directory.exists());
         for (int i = 0; i < 2; ++i) {
-            QVERIFY(directory.status("a.lua").isRegularFile());
-            QCOMPARE(directory.status("a.lua").modified().nanoseconds, 7);
-            QVERIFY(!directory.status("b.lua").exists());
+            QVERIFY(directory.status(name).isRegularFile());
+            QCOMPARE(directory.status(name).modified().nanoseconds, 7);
+            QVERIFY(!directory.status({name.stem, ".lui"}).exists());
             directory.close(); // the second round opens it again
         }
     }
@@ -44,10 +75,10 @@ private slots:
         const QString path = world.filePath(u"later"_s);
         const Directory directory(path);
         QVERIFY(!directory.exists());
-        QVERIFY(!directory.status("a").exists());
+        QVERIFY(!directory.status(FileName::of("a")).exists());
         QVERIFY(TestFiles::write(path + u"/a"_s));
         QVERIFY(directory.exists());
-        QVERIFY(directory.status("a").exists());
+        QVERIFY(directory.status(FileName::of("a")).exists());
     }
 
     void plainFileIsNoDirectory()
@@ -60,7 +91,8 @@ private slots:
     void emptyPathIsTheWorkingDirectory()
     {
         const QTemporaryDir world;
-        const QByteArray file = QFile::encodeName(world.filePath(u"a"_s));
+        const QByteArray path = QFile::encodeName(world.filePath(u"a"_s));
+        const FileName file = FileName::of(path);
         QVERIFY(TestFiles::write(world.filePath(u"a"_s)));
         Directory directory({});
         QVERIFY(directory.exists());
@@ -125,9 +157,10 @@ private:
     static QStringList namesIn(const QString &path)
     {
         QStringList names;
-        const QList<DirectoryEntry> entries = Directory(path).luaFilesAndDirectories();
-        for (const DirectoryEntry &entry : entries) {
-            names.append(QString::fromUtf8(entry.name) + (entry.isDirectory ? u"/"_s : u""_s));
+        const DirectoryListing listing = Directory(path).luaFilesAndDirectories();
+        for (const DirectoryListing::Entry &entry : listing.entries) {
+            names.append(QString::fromUtf8(listing.name(entry))
+                         + (entry.isDirectory ? u"/"_s : u""_s));
         }
         return names;
     }
