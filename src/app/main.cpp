@@ -2,6 +2,7 @@
 #include "app/options.h"
 #include "app/projectloader.h"
 #include "app/reportprinter.h"
+#include "engine/interruption.h"
 #include "tools/filestatus.h"
 #include "tools/tools.h"
 
@@ -32,6 +33,8 @@ int run(Options options)
     if (options.projectFile.isEmpty())
         return fail(u"Cannot find a unique profile in current directory."_s);
 
+    // Before the file is read: one that is edited meanwhile counts as changed next time.
+    const QDateTime projectFileTime = modificationTime(options.projectFile);
     ProjectSpec spec;
     QString error;
     if (!loadProject(options.projectFile, &spec, &error))
@@ -39,9 +42,15 @@ int run(Options options)
     spec.verbose = options.verbosity; // overrides the project file's
 
     MakeProject project(spec);
-    project.setProjectFileTime(modificationTime(options.projectFile));
-    if (!project.run(options.operation))
-        return fail(project.errorText());
+    project.setProjectFileTime(projectFileTime);
+    Interruption::watch();
+    const bool ok = project.run(options.operation) && project.checkInterruption();
+    if (!ok)
+        printMessage(project.errorText());
+    if (Interruption::signal() != 0)
+        Interruption::finish();
+    if (!ok)
+        return 1;
     if (options.report)
         printTranslationReport(spec);
     return 0;

@@ -58,6 +58,8 @@ bool ProjectMake::doCompile(const QString &relativePath)
 
 bool ProjectMake::compileDirectory(const QString &relativePath)
 {
+    if (!m_project->checkInterruption())
+        return false;
     Directory sources(pathBelow(sourceDirectory, relativePath));
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
@@ -144,7 +146,7 @@ bool ProjectMake::preprocess(const Destination &destination, File *file)
     // As stored, unlike every other path here: deliberate.
     arguments << u"--root"_s << sourceDirectory;
     arguments << u"--"_s << QDir::toNativeSeparators(input.path());
-    return runTool(u"ztlpp"_s, arguments, file);
+    return runTool(u"ztlpp"_s, arguments, input, file);
 }
 
 bool ProjectMake::compileLua(const Destination &destination, File *file)
@@ -159,17 +161,19 @@ bool ProjectMake::compileLua(const Destination &destination, File *file)
         arguments << u"-s"_s;
     arguments << u"-o"_s << QDir::toNativeSeparators(file->path());
     arguments << u"--"_s << QDir::toNativeSeparators(input.path());
-    return runTool(u"ztluac"_s, arguments, file);
+    return runTool(u"ztluac"_s, arguments, input, file);
 }
 
-bool ProjectMake::runTool(const QString &tool, const QStringList &arguments, File *output)
+bool ProjectMake::runTool(const QString &tool, const QStringList &arguments, const File &input,
+                          File *output)
 {
-    if (m_project->runTool(tool, arguments, verbosity)) {
+    const OutputStep step{{output->path()}, input.path(), input.status, true};
+    if (m_project->makeOutputs(step,
+                               [&] { return m_project->runTool(tool, arguments, verbosity); })) {
         output->status = output->directory->status(output->name);
         return true;
     }
     errorString = m_project->errorText();
-    QFile::remove(output->path());
     return false;
 }
 
@@ -179,10 +183,14 @@ bool ProjectMake::copy(const Destination &destination, File *file)
     *file = outputFile(destination, destination.name.extension);
     if (!needRebuild(input.status, file->status))
         return true;
+    const QString source = input.path();
     const QString target = file->path();
-    if (file->status.exists() && !QFile::remove(target))
-        return m_project->raiseError(u"Cannot delete %1"_s.arg(target));
-    if (!QFile::copy(input.path(), target))
-        return m_project->raiseError(u"Cannot write %1"_s.arg(target));
-    return true;
+    return m_project->makeOutputs({{target}, source, input.status, true}, [&] {
+        if (file->status.exists() && !QFile::remove(target))
+            return m_project->raiseError(u"Cannot delete %1"_s.arg(target));
+        // It comes whole or not at all: written under another name first.
+        if (!QFile::copy(source, target))
+            return m_project->raiseError(u"Cannot write %1"_s.arg(target));
+        return true;
+    });
 }

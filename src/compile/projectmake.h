@@ -76,7 +76,8 @@ private:
     bool preprocess(const Destination &destination, File *file);
     bool compileLua(const Destination &destination, File *file);
     bool copy(const Destination &destination, File *file);
-    bool runTool(const QString &tool, const QStringList &arguments, File *output);
+    bool runTool(const QString &tool, const QStringList &arguments, const File &input,
+                 File *output);
     const QStringList &preprocessorIncludes();
 
     Project *m_project;

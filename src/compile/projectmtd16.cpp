@@ -35,10 +35,10 @@ bool ProjectMtd16::compile()
     if (requested.isEmpty())
         return true;
     arguments << definitionFile;
-    if (m_project->runTool(u"ztmkmtd"_s, arguments, verbosity))
+    if (m_project->makeOutputs({requested, definitionFile, definition}, [&] {
+            return m_project->runTool(u"ztmkmtd"_s, arguments, verbosity);
+        }))
         return true;
     errorString = m_project->errorText();
-    for (const QString &output : std::as_const(requested))
-        QFile::remove(output);
     return false;
 }

@@ -38,6 +38,11 @@ bool Build::makeDirectory(const QString &directory)
     return m_project->raiseError(u"Cannot make directory %1"_s.arg(directory));
 }
 
+bool Build::recoverFromKill()
+{
+    return m_project->recoverFromKill(&m_rebuildAll);
+}
+
 bool Build::nameFirmware()
 {
     m_versionText = m_project->generateVersion();
@@ -47,7 +52,7 @@ bool Build::nameFirmware()
         fileVersion.chop(unknownRevision.size());
     m_nameSuffix = withDash(Tools::safeFileName(m_spec.name));
     m_versionSuffix = withDash(Tools::safeFileName(fileVersion));
-    return true;
+    return m_project->checkInterruption();
 }
 
 bool Build::compileDefinitions()

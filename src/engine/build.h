@@ -23,7 +23,10 @@ public:
     Build(Project *project, bool rebuildAll);
 
     bool makeDirectories();
-    /// Forms the version text and what the names of the firmware files are made of; never fails.
+    /// Deletes what a killed build left half-written.
+    bool recoverFromKill();
+    /// Forms the version text and what the names of the firmware files are made of; fails only when
+    /// it is interrupted.
     bool nameFirmware();
     bool compileDefinitions();
     bool selectRootFilesystem();

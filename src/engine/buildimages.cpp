@@ -63,7 +63,8 @@ bool Build::beginRootImage()
 bool Build::packRootImage()
 {
     return !m_hasRootFilesystem
-           || m_project->runTool(u"ztmkromfs"_s, m_rootImageArguments, rootLevel());
+           || m_project->makeImage(u"ztmkromfs"_s, m_rootImageArguments, m_temporaryImage,
+                                   rootLevel());
 }
 
 bool Build::linkFirmware()
@@ -121,7 +122,7 @@ bool Build::packInstallerImage(const TargetSpec &target, int level)
     }
     if (!installsSomething)
         return m_project->raiseError(u"Refusing to build an installer that installs nothing."_s);
-    return m_project->runTool(u"ztmkromfs"_s, arguments, level);
+    return m_project->makeImage(u"ztmkromfs"_s, arguments, m_temporaryImage, level);
 }
 
 bool Build::link(const TargetSpec &target, const QString &image, const QString &output,
@@ -138,5 +139,5 @@ bool Build::link(const TargetSpec &target, const QString &image, const QString &
         arguments << u"--name"_s << name;
     if (!m_versionText.isEmpty())
         arguments << u"--version"_s << m_versionText;
-    return m_project->runTool(u"ztlink"_s, arguments, level);
+    return m_project->makeImage(u"ztlink"_s, arguments, output, level);
 }

@@ -61,7 +61,8 @@ bool Build::releaseCatalogue(const QString &language)
 {
     const QString source = m_spec.tsFilePath(language + u".ts"_s);
     const QString target = m_spec.qmFilePath(language + u".qm"_s);
-    if (!m_rebuildAll && !needRebuild(source, target))
+    const FileStatus status = FileStatus::of(source);
+    if (!m_rebuildAll && !FileStatus::of(target).isOutOfDate(status))
         return true;
     const QStringList arguments{u"-removeidentical"_s,
                                 u"-nounfinished"_s,
@@ -69,5 +70,8 @@ bool Build::releaseCatalogue(const QString &language)
                                 QDir::toNativeSeparators(source),
                                 u"-qm"_s,
                                 QDir::toNativeSeparators(target)};
-    return m_project->runTool(u"lrelease"_s, arguments, m_spec.verbose);
+    OutputStep step{{target}, source, status};
+    step.removesAfterFailure = false;
+    return m_project->makeOutputs(
+            step, [&] { return m_project->runTool(u"lrelease"_s, arguments, m_spec.verbose); });
 }

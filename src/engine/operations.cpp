@@ -21,11 +21,11 @@ int operationVerbosity(const ProjectSpec &spec)
 bool Project::buildProject(bool rebuildAll)
 {
     Build build(this, rebuildAll);
-    return build.makeDirectories() && build.nameFirmware() && build.compileDefinitions()
-           && build.selectRootFilesystem() && build.beginRootImage() && build.addMergeEntries()
-           && build.addTranslations() && build.addVersionFile() && build.addStartupScript()
-           && build.packRootImage() && cleanFirmwareFolder() && build.linkFirmware()
-           && build.buildInstallers();
+    return build.makeDirectories() && build.recoverFromKill() && build.nameFirmware()
+           && build.compileDefinitions() && build.selectRootFilesystem() && build.beginRootImage()
+           && build.addMergeEntries() && build.addTranslations() && build.addVersionFile()
+           && build.addStartupScript() && build.packRootImage() && cleanFirmwareFolder()
+           && build.linkFirmware() && build.buildInstallers();
 }
 
 bool Project::clearObsolete()

@@ -17,8 +17,15 @@ bool Project::raiseError(const QString &text)
 bool Project::run(Operation operation)
 {
     m_errorText.clear();
-    if (!checkSdk())
-        return false;
+    m_unfinishedOutputs.reset();
+    const bool ok = checkSdk() && runOperation(operation);
+    if (m_unfinishedOutputs)
+        m_unfinishedOutputs->close(ok);
+    return ok;
+}
+
+bool Project::runOperation(Operation operation)
+{
     switch (operation) {
     case Operation::Build:
         return buildProject(false);

@@ -1,8 +1,24 @@
 #pragma once
 
+#include "engine/unfinishedoutputs.h"
 #include "model/projectspec.h"
+#include "tools/filestatus.h"
 
 #include <QDateTime>
+
+#include <functional>
+#include <optional>
+
+/// Outputs that later builds judge by their time stamps, and what they are made from.
+struct OutputStep
+{
+    QStringList outputs;
+    QString input;
+    FileStatus inputStatus;            ///< from before the step
+    bool dependsOnProjectFile = false; ///< its time stamp counts like the one of an input
+    bool removesAfterFailure = true; ///< otherwise what a failed tool left stays, but is not taken
+                                     ///< for current
+};
 
 /// The build engine: runs one operation on a project and the external programs it needs.
 ///
@@ -60,6 +76,28 @@ public:
     /// Runs the SDK program @p tool, see runCommand().
     bool runTool(const QString &tool, const QStringList &arguments, int verbose);
 
+    /// Makes the outputs of a step by calling @p make, so that no later build takes half an output,
+    /// or one of an input that was edited meanwhile, for current: the only way to such outputs.
+    ///
+    /// Outputs are removed when @p make fails. A process that is killed leaves a note for the next
+    /// build (UnfinishedOutputs). Outputs of an input that has changed get a time stamp older than
+    /// its own.
+    /// @return false with the error text set when @p make fails, or the note cannot be written
+    bool makeOutputs(const OutputStep &step, const std::function<bool()> &make);
+
+    /// Runs the SDK program @p tool, see runCommand(), which writes @p image: whatever its time
+    /// stamp, it is made again by each build. What an interrupted tool left of it is removed.
+    bool makeImage(const QString &tool, const QStringList &arguments, const QString &image,
+                   int verbose);
+
+    /// @return false with the error text set when a signal has interrupted the program
+    bool checkInterruption();
+
+    /// Deletes what a killed build left half-written.
+    /// @param rebuildAll  set when any output may be half-written
+    /// @return false with the error text set
+    bool recoverFromKill(bool *rebuildAll);
+
     /// Frees an output path in the object directory: deletes the file there, and the one of the
     /// previous call, so that at most one stale temporary file survives.
     /// @param previous  pass the same variable each time; receives the path
@@ -82,8 +120,14 @@ private:
     bool buildProject(bool rebuildAll);
     bool clearObsolete();
     bool cleanFirmwareFolder();
+    bool runOperation(Operation operation);
+    bool raiseInterruption(const QString &displayName);
+    void outdateAfterEdit(const OutputStep &step) const;
+    UnfinishedOutputs &unfinishedOutputs();
 
     const ProjectSpec &m_spec;
     QString m_errorText;
     QDateTime m_projectFileTime;
+    std::optional<UnfinishedOutputs> m_unfinishedOutputs;
+    bool m_toolSucceeded = false; ///< the last one, also when an interruption makes the step fail
 };

@@ -1,3 +1,5 @@
+#include "engine/childprocess.h"
+#include "engine/interruption.h"
 #include "engine/project.h"
 
 #include <QDir>
@@ -95,6 +97,9 @@ bool writeResponseFile(QTemporaryFile *file, const QStringList &arguments, QStri
 bool Project::runCommand(const QString &workDir, const QString &displayName, const QString &program,
                          const QStringList &arguments, int verbose)
 {
+    m_toolSucceeded = false;
+    if (!checkInterruption())
+        return false;
     QTemporaryFile responseFile(m_spec.objectFilePath(u"args.XXXXXX"_s));
     QStringList processArguments = arguments;
     if (arguments.size() >= minimumResponseFileArguments) {
@@ -108,18 +113,19 @@ bool Project::runCommand(const QString &workDir, const QString &displayName, con
     if (verbose >= 1)
         msg(echoLine(workDir, displayName, arguments));
 
-    QProcess process;
-    process.setWorkingDirectory(workDir);
-    process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.setInputChannelMode(QProcess::ForwardedInputChannel);
-    process.start(program, processArguments);
-    if (!process.waitForFinished(-1))
+    const ProcessEnd end = runProcess(workDir, program, processArguments);
+    m_toolSucceeded = end.isSuccess();
+    if (Interruption::signal() != 0)
+        return raiseInterruption(displayName);
+    switch (end.kind) {
+    case ProcessEnd::Kind::NotStarted:
         return raiseError(u"Command failed to run: "_s + QDir::toNativeSeparators(program));
-    if (process.exitStatus() != QProcess::NormalExit)
+    case ProcessEnd::Kind::Crashed:
         return raiseError(u"Command crashed"_s);
-    if (process.exitCode() != 0)
-        return raiseError(u"Command exited with status %1"_s.arg(process.exitCode()));
-    return true;
+    case ProcessEnd::Kind::Exited:
+        break;
+    }
+    return m_toolSucceeded || raiseError(u"Command exited with status %1"_s.arg(end.status));
 }
 
 bool Project::runToolIn(const QString &workDir, const QString &tool, const QStringList &arguments,
@@ -144,6 +150,7 @@ QString Project::runSvnversion()
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
     process.start(u"svnversion"_s, {QDir::toNativeSeparators(m_spec.projectFilePath({}))});
+    const Interruption::Target target(static_cast<pid_t>(process.processId()));
     QString revision;
     if (process.waitForFinished(svnversionTimeout)) {
         revision = QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
@@ -155,6 +162,8 @@ QString Project::runSvnversion()
         }
     }
 
+    if (Interruption::signal() != 0)
+        return {};
     if (revision.isEmpty()) {
         revision = u"?"_s;
         msg(u"Warning: svnversion failed to run."_s);

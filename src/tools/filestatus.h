@@ -11,6 +11,12 @@ struct FileTime
     /// @return the time cut to whole milliseconds since 1970-01-01 UTC
     qint64 toMilliseconds() const { return seconds * 1000 + nanoseconds / 1'000'000; }
 
+    static FileTime fromMilliseconds(qint64 milliseconds)
+    {
+        const qint64 seconds = milliseconds / 1000 - (milliseconds % 1000 < 0 ? 1 : 0);
+        return {seconds, (milliseconds - seconds * 1000) * 1'000'000};
+    }
+
     bool operator<(const FileTime &other) const
     {
         return seconds != other.seconds ? seconds < other.seconds : nanoseconds < other.nanoseconds;

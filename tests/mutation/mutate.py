@@ -150,18 +150,18 @@ def main():
 
     mutants = [mutant for table in sorted(pathlib.Path(__file__).parent.glob("*.txt"))
                for mutant in read_table(table)]
+    if arguments.filter:
+        mutants = [mutant for mutant in mutants
+                   if any(text in f"{mutant.file} {mutant.place}" for text in arguments.filter)]
     sources = {mutant.file: (ROOT / mutant.file).read_text() for mutant in mutants}
     faults = [f"{mutant.place}: {fault}" for mutant in mutants
               if (fault := mutant.fault(sources[mutant.file]))]
     if faults:
         sys.exit("\n".join(faults))
     names = {mutant: mutant.name(sources[mutant.file]) for mutant in mutants}
-    print(f"{len(mutants)} mutants in {len({mutant.file for mutant in mutants})} files")
+    print(f"{len(mutants)} mutants in {len({mutant.file for mutant in mutants})} files", flush=True)
     if arguments.check:
         return
-    if arguments.filter:
-        mutants = [mutant for mutant in mutants
-                   if any(text in names[mutant] for text in arguments.filter)]
 
     outcomes = {}
     likely = LikelyTests()

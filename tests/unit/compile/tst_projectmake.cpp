@@ -14,6 +14,7 @@ private slots:
     {
         m_world = std::make_unique<QTemporaryDir>();
         m_spec = {};
+        m_spec.objectDirectory = m_world->path();
         m_project = std::make_unique<RecordingProject>(m_spec);
         m_make = std::make_unique<ProjectMake>(m_project.get());
         m_make->sourceDirectory = path(u"src"_s);

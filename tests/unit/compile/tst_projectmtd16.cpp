@@ -77,7 +77,8 @@ private slots:
     void failedRunDeletesTheRequestedOutputsOnly()
     {
         const QTemporaryDir world;
-        const ProjectSpec spec;
+        ProjectSpec spec;
+        spec.objectDirectory = world.path();
         RecordingProject project(spec); // there is no tool beside this program
         ProjectMtd16 compiler(&project);
         compiler.verbosity = 1;

@@ -1,0 +1,70 @@
+#include "engine/childprocess.h"
+
+#include "engine/interruption.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <vector>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// The environment's words for posix_spawn(), which takes them without const but changes nothing.
+std::vector<char *> pointersTo(QByteArrayList &words)
+{
+    std::vector<char *> pointers;
+    pointers.reserve(static_cast<size_t>(words.size()) + 1);
+    for (QByteArray &word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+/// @return the process's number, or -1
+pid_t start(const QString &workDir, const QString &program, const QStringList &arguments)
+{
+    const QByteArray path = QFile::encodeName(program);
+    QByteArrayList words{path};
+    for (const QString &argument : arguments)
+        words.append(argument.toLocal8Bit());
+
+    posix_spawn_file_actions_t actions;
+    if (posix_spawn_file_actions_init(&actions) != 0)
+        return -1;
+    pid_t process = -1;
+    const bool ok = (workDir.isEmpty()
+                     || posix_spawn_file_actions_addchdir_np(&actions,
+                                                             QFile::encodeName(workDir).constData())
+                                == 0)
+                    && posix_spawn(&process, path.constData(), &actions, nullptr,
+                                   pointersTo(words).data(), environ)
+                               == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    return ok ? process : -1;
+}
+
+} // namespace
+
+ProcessEnd runProcess(const QString &workDir, const QString &program, const QStringList &arguments)
+{
+    const pid_t process = start(workDir, program, arguments);
+    if (process < 0)
+        return {};
+    siginfo_t end;
+    {
+        // The process keeps its number until it is waited for below, so that no signal meant for it
+        // can reach another one.
+        const Interruption::Target target(process);
+        while (waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOWAIT) != 0) {
+            if (errno != EINTR)
+                return {};
+        }
+    }
+    waitpid(process, nullptr, 0);
+    return end.si_code == CLD_EXITED ? ProcessEnd{ProcessEnd::Kind::Exited, end.si_status}
+                                     : ProcessEnd{ProcessEnd::Kind::Crashed, 0};
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QStringList>
+
+/// How a program ended.
+struct ProcessEnd
+{
+    enum class Kind { NotStarted, Crashed, Exited };
+
+    Kind kind = Kind::NotStarted;
+    int status = 0; ///< only of one that exited
+
+    bool isSuccess() const { return kind == Kind::Exited && status == 0; }
+};
+
+/// Runs @p program, which shares this process's standard streams and environment, and waits for its
+/// end. An interruption meanwhile is passed on to it, see Interruption.
+/// @param workDir  the program's working directory; empty: this process's own
+ProcessEnd runProcess(const QString &workDir, const QString &program, const QStringList &arguments);

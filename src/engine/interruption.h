@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/types.h>
+
+/// SIGINT, SIGTERM and SIGHUP: the first one that arrives is noted and passed on to the running
+/// program; a second one kills that program, or this one when none runs.
+namespace Interruption {
+
+/// Begins to take note, of those signals that are not ignored; before, a signal ends the program.
+void watch();
+
+/// @return the number of the signal that has interrupted the program, 0 when none has
+int signal();
+
+/// @return the name of signal(), such as "SIGINT"
+const char *signalName();
+
+/// Ends the program by signal(), so that the caller sees the true cause.
+[[noreturn]] void finish();
+
+/// The program that signals are passed on to while this exists; one at a time.
+class Target
+{
+public:
+    /// @param process  0: one that did not start
+    explicit Target(pid_t process);
+    ~Target();
+    Target(const Target &) = delete;
+    Target &operator=(const Target &) = delete;
+};
+
+} // namespace Interruption

@@ -1,0 +1,114 @@
+#include "engine/interruption.h"
+#include "engine/project.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <array>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+/// Older even where the file system keeps times in steps of two seconds.
+constexpr qint64 secondsBefore = 2;
+
+/// Makes @p output older than @p time; one whose time cannot be set is deleted.
+void makeOlder(const QString &output, const FileTime &time)
+{
+    const timespec older{static_cast<time_t>(time.seconds - secondsBefore),
+                         static_cast<long>(time.nanoseconds)};
+    const std::array times{older, older};
+    if (utimensat(AT_FDCWD, QFile::encodeName(output).constData(), times.data(), 0) != 0)
+        QFile::remove(output);
+}
+
+} // namespace
+
+bool Project::makeOutputs(const OutputStep &step, const std::function<bool()> &make)
+{
+    UnfinishedOutputs &unfinished = unfinishedOutputs();
+    QString error;
+    if (!unfinished.begin(step.outputs, &error))
+        return raiseError(error);
+
+    m_toolSucceeded = false;
+    const bool ok = make();
+    bool isSettled = true;
+    if (ok || m_toolSucceeded) {
+        outdateAfterEdit(step);
+    } else {
+        for (const QString &output : step.outputs) {
+            if (!step.removesAfterFailure && Interruption::signal() == 0)
+                makeOlder(output, step.inputStatus.modified());
+            else if (!QFile::remove(output) && FileStatus::of(output).isRegularFile())
+                isSettled = false;
+        }
+    }
+    if (isSettled)
+        unfinished.end();
+    return ok;
+}
+
+void Project::outdateAfterEdit(const OutputStep &step) const
+{
+    std::optional<FileTime> oldest;
+    const auto compare = [&oldest](const FileTime &before, const FileTime &now) {
+        if (before < now || now < before)
+            oldest = std::min({oldest.value_or(before), before, now});
+    };
+    const FileStatus input = FileStatus::of(step.input);
+    if (input.exists())
+        compare(step.inputStatus.modified(), input.modified());
+    if (step.dependsOnProjectFile && m_projectFileTime.isValid()) {
+        const FileStatus projectFile = FileStatus::of(m_spec.projectFile);
+        if (projectFile.exists()) {
+            compare(FileTime::fromMilliseconds(m_projectFileTime.toMSecsSinceEpoch()),
+                    FileTime::fromMilliseconds(projectFile.modified().toMilliseconds()));
+        }
+    }
+    if (oldest) {
+        for (const QString &output : step.outputs)
+            makeOlder(output, *oldest);
+    }
+}
+
+bool Project::makeImage(const QString &tool, const QStringList &arguments, const QString &image,
+                        int verbose)
+{
+    const bool ok = runTool(tool, arguments, verbose);
+    if (!m_toolSucceeded && Interruption::signal() != 0)
+        QFile::remove(image);
+    return ok;
+}
+
+bool Project::recoverFromKill(bool *rebuildAll)
+{
+    QString error;
+    if (!unfinishedOutputs().recover(&error))
+        return raiseError(error);
+    if (unfinishedOutputs().isTorn())
+        *rebuildAll = true;
+    return true;
+}
+
+UnfinishedOutputs &Project::unfinishedOutputs()
+{
+    if (!m_unfinishedOutputs)
+        m_unfinishedOutputs.emplace(m_spec.objectFilePath({}));
+    return *m_unfinishedOutputs;
+}
+
+bool Project::checkInterruption()
+{
+    return Interruption::signal() == 0 || raiseInterruption({});
+}
+
+bool Project::raiseInterruption(const QString &displayName)
+{
+    using namespace Qt::StringLiterals;
+    const QString text = u"Interrupted by "_s + QLatin1StringView(Interruption::signalName());
+    return raiseError(displayName.isEmpty() ? text
+                                            : text + u" while %1 was running"_s.arg(displayName));
+}
