@@ -12,19 +12,19 @@ namespace {
 constexpr std::array watchedSignals{SIGINT, SIGTERM, SIGHUP};
 
 // Shared with the handler.
-volatile sig_atomic_t g_signal = 0;
-volatile sig_atomic_t g_target = 0;
+volatile sig_atomic_t pendingSignal = 0;
+volatile sig_atomic_t targetProcess = 0;
 
 void handleSignal(int number, siginfo_t *info, void * /*context*/)
 {
     const int savedErrno = errno;
-    if (g_signal == 0) {
-        g_signal = number;
+    if (pendingSignal == 0) {
+        pendingSignal = number;
         // A terminal has told the whole process group already.
-        if (g_target != 0 && info->si_code != SI_KERNEL)
-            kill(g_target, number);
-    } else if (g_target != 0) {
-        kill(g_target, SIGKILL);
+        if (targetProcess != 0 && info->si_code != SI_KERNEL)
+            kill(targetProcess, number);
+    } else if (targetProcess != 0) {
+        kill(targetProcess, SIGKILL);
     } else {
         std::signal(number, SIG_DFL);
         raise(number); // arrives when this handler returns
@@ -36,6 +36,12 @@ void handleSignal(int number, siginfo_t *info, void * /*context*/)
 
 void Interruption::watch()
 {
+    // A write to a closed pipe, or beyond a size limit, fails like one to a full disk instead of
+    // ending the program. Programs that it starts get the default back, unlike with SIG_IGN.
+    for (const int number : {SIGPIPE, SIGXFSZ}) {
+        if (std::signal(number, [](int) {}) == SIG_IGN)
+            std::signal(number, SIG_IGN);
+    }
     // A caller that ignores the end of its children would make waiting for ours fail.
     std::signal(SIGCHLD, SIG_DFL);
     for (const int number : watchedSignals) {
@@ -54,12 +60,12 @@ void Interruption::watch()
 
 int Interruption::signal()
 {
-    return g_signal;
+    return pendingSignal;
 }
 
 const char *Interruption::signalName()
 {
-    switch (g_signal) {
+    switch (pendingSignal) {
     case SIGINT:
         return "SIGINT";
     case SIGTERM:
@@ -71,7 +77,7 @@ const char *Interruption::signalName()
 
 void Interruption::finish()
 {
-    const int number = g_signal;
+    const int number = pendingSignal;
     std::signal(number, SIG_DFL);
     raise(number);
     std::abort(); // not reached: the signal is neither ignored nor blocked
@@ -79,13 +85,13 @@ void Interruption::finish()
 
 Interruption::Target::Target(pid_t process)
 {
-    g_target = process;
+    targetProcess = process;
     // One that came while the program was being started was passed on to nobody.
-    if (process > 0 && g_signal != 0)
-        kill(process, g_signal);
+    if (process > 0 && pendingSignal != 0)
+        kill(process, pendingSignal);
 }
 
 Interruption::Target::~Target()
 {
-    g_target = 0;
+    targetProcess = 0;
 }

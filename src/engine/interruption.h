@@ -7,6 +7,7 @@
 namespace Interruption {
 
 /// Begins to take note, of those signals that are not ignored; before, a signal ends the program.
+/// SIGPIPE and SIGXFSZ no longer end it either: the write fails.
 void watch();
 
 /// @return the number of the signal that has interrupted the program, 0 when none has

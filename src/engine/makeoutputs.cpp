@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Older even where the file system keeps times in steps of two seconds.
@@ -107,8 +109,8 @@ bool Project::checkInterruption()
 
 bool Project::raiseInterruption(const QString &displayName)
 {
-    using namespace Qt::StringLiterals;
-    const QString text = u"Interrupted by "_s + QLatin1StringView(Interruption::signalName());
-    return raiseError(displayName.isEmpty() ? text
-                                            : text + u" while %1 was running"_s.arg(displayName));
+    const QLatin1StringView name(Interruption::signalName());
+    return raiseError(displayName.isEmpty()
+                              ? u"Interrupted by %1"_s.arg(name)
+                              : u"Interrupted by %1 while %2 was running"_s.arg(name, displayName));
 }

@@ -1,0 +1,47 @@
+#!/usr/bin/env python3
+"""The man page is well-formed, and has the program's version."""
+
+import os
+import re
+import subprocess
+import unittest
+from pathlib import Path
+
+SOURCES = Path(os.environ["ZTMAKE_TEST_SOURCES"])
+MANUAL = Path(os.environ["ZTMAKE_TEST_BUILD"]) / "docs/ztmake.1"
+VERSION = os.environ["ZTMAKE_TEST_VERSION"]
+
+
+def man(*options, width=80):
+    """The formatted page and what man has to say about it."""
+    return subprocess.run(["man", *options, "-l", MANUAL], capture_output=True, text=True,
+                          env={"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8",
+                               "MANWIDTH": str(width)})
+
+
+class Manual(unittest.TestCase):
+    """ztmake.1"""
+
+    def test_there_are_no_warnings(self):
+        result = man("--warnings=w,all", "-Tutf8")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+
+    def test_sections_are_the_usual_ones_in_their_order(self):
+        sections = re.findall(r"^[A-Z][A-Z ]+$", man().stdout, re.MULTILINE)
+        self.assertEqual(sections, [
+            "NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "WHAT IS BUILT AGAIN", "FILES",
+            "ENVIRONMENT", "EXIT STATUS", "DIAGNOSTICS", "TRAPS", "EXAMPLES", "SEE ALSO"])
+
+    def test_version_is_the_one_of_the_build(self):
+        self.assertRegex(man().stdout.rstrip().splitlines()[-1],
+                         rf"^ztmake {re.escape(VERSION)} +ZTMAKE\(1\)$")
+        changes = (SOURCES / "CHANGELOG.md").read_text()
+        self.assertEqual(re.search(r"^## (\S+)", changes, re.MULTILINE)[1], VERSION)
+
+    def test_dashes_can_be_copied_and_searched(self):
+        self.assertIn("xmllint --noout --schema /usr/share/xml/ztmake", man(width=200).stdout)
+        self.assertNotRegex(man(width=200).stdout, "[‐−–]")
+
+
+if __name__ == "__main__":
+    unittest.main()
