@@ -49,11 +49,9 @@ int run(Options options)
         printMessage(project.errorText());
     if (Interruption::signal() != 0)
         Interruption::finish();
-    if (!ok)
-        return 1;
-    if (options.report)
+    if (ok && options.report)
         printTranslationReport(spec);
-    return 0;
+    return ok ? 0 : 1;
 }
 
 } // namespace

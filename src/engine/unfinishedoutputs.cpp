@@ -72,6 +72,11 @@ bool UnfinishedOutputs::write(const QByteArray &text) const
     return count == text.size();
 }
 
+QString UnfinishedOutputs::writeError() const
+{
+    return u"Error writing %1: %2"_s.arg(m_path, qt_error_string(errno));
+}
+
 QByteArray UnfinishedOutputs::name(const QString &output) const
 {
     // As seen from the object directory, so that a project may be moved in between.
@@ -83,8 +88,11 @@ QByteArray UnfinishedOutputs::name(const QString &output) const
 
 bool UnfinishedOutputs::recover(QString *error)
 {
-    if (!open(0))
-        return true;
+    if (!open(0)) {
+        const int reason = errno;
+        *error = writeError();
+        return reason == ENOENT || reason == EWOULDBLOCK;
+    }
     QFile file;
     QStringList names;
     m_isTorn = !file.open(m_descriptor, QIODevice::ReadOnly) || !readNames(file.readAll(), &names);
@@ -115,7 +123,7 @@ bool UnfinishedOutputs::begin(const QStringList &outputs, QString *error)
     } else if (errno == EWOULDBLOCK) {
         return true;
     }
-    *error = u"Error writing %1: %2"_s.arg(m_path, qt_error_string(errno));
+    *error = writeError();
     return false;
 }
 
