@@ -337,8 +337,8 @@ void tst_Staleness::copies()
     for (int i = 0; i < 16; ++i) {
         if (i % 4 == 0)
             actual += shown(i / 4) + "      |      ";
-        const QByteArray copy = "project/obj/root/" + nameOf(i / 4, 0, i % 4) + ".lua";
-        const bool copied = world.exists(copy) && world.read(copy) == "source\n";
+        const QByteArray object = "project/obj/root/" + nameOf(i / 4, 0, i % 4) + ".lua";
+        const bool copied = world.exists(object) && world.read(object) == "source\n";
         actual += QByteArray(copied ? "K" : ".") + (i % 4 < 3 ? "  " : "\n");
     }
     SAME(actual, table);
