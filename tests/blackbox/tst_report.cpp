@@ -230,10 +230,10 @@ void tst_Report::errorIsReportedWithItsPlace_data()
         "(<x>) End of <stats> element expected.");
     row("text in stats", document("<source><stats total=\"1\">1<^/stats></source>"),
         "(Characters) End of <stats> element expected.");
-    row("deep nesting", document(QByteArray(nested(21)).insert(21 * 3, '^')),
+    row("deep nesting", document(QByteArray(nested(21)).insert(qsizetype(21) * 3, '^')),
         "(<x>) File too deeply nested");
     row("deep nesting in a source",
-        document("<source>" + QByteArray(nested(21)).insert(21 * 3, '^') + "</source>"),
+        document("<source>" + QByteArray(nested(21)).insert(qsizetype(21) * 3, '^') + "</source>"),
         "(<x>) File too deeply nested");
     row("records before an error are not shown", document("<source filename=\"a\"/>x<^y/>"),
         "(Characters) Element expected.");

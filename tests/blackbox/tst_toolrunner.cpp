@@ -53,7 +53,7 @@ void writeProjectOfAllTools(World &world)
     world.makeDirectory("project/include");
 }
 
-const QByteArrayList AllTools{"svnversion", "ztmkmtd",  "ztlpp",     "ztluac",
+const QByteArrayList allTools{"svnversion", "ztmkmtd",  "ztlpp",     "ztluac",
                               "ztlupdate",  "lrelease", "ztmkromfs", "ztlink"};
 
 } // namespace
@@ -268,8 +268,8 @@ void tst_ToolRunner::outputIsForwardedInOrder()
 void tst_ToolRunner::failureOfAToolEndsTheBuild_data()
 {
     QTest::addColumn<int>("position");
-    for (int i = 1; i < AllTools.size(); ++i)
-        QTest::newRow(AllTools[i].constData()) << i;
+    for (int i = 1; i < allTools.size(); ++i)
+        QTest::newRow(allTools[i].constData()) << i;
 }
 
 void tst_ToolRunner::failureOfAToolEndsTheBuild()
@@ -277,12 +277,12 @@ void tst_ToolRunner::failureOfAToolEndsTheBuild()
     QFETCH(int, position);
     World world;
     writeProjectOfAllTools(world);
-    world.plan(AllTools[position], "* exit 3\n");
+    world.plan(allTools[position], "* exit 3\n");
     const Result result = world.run({"-q"});
     QByteArrayList names;
     for (const Call &call : result.calls)
         names.append(call.name);
-    QCOMPARE(names, AllTools.mid(0, position + 1));
+    QCOMPARE(names, allTools.mid(0, position + 1));
     QCOMPARE(result.status, 1);
     SAME(result.err, "[ztmake] Command exited with status 3\n");
 }

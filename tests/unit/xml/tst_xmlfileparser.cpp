@@ -6,12 +6,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QStringList g_debugLines;
+QStringList debugLines;
 
 void keepDebugLines(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     if (type == QtDebugMsg)
-        g_debugLines.append(text);
+        debugLines.append(text);
 }
 
 /// A parser on a file with a given text, stopped at its first start tag.
@@ -50,7 +50,7 @@ class TestXmlFileParser : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup() { g_debugLines.clear(); }
+    void cleanup() { debugLines.clear(); }
 
     void fileThatCannotBeOpened()
     {
@@ -334,7 +334,7 @@ private slots:
         qInstallMessageHandler(previous);
         QVERIFY(ok);
         QCOMPARE(found, 2);
-        QCOMPARE(g_debugLines, QStringList{u"[Debug] <b> element ignored"_s});
+        QCOMPARE(debugLines, QStringList{u"[Debug] <b> element ignored"_s});
     }
 
     void textBetweenChildrenIsAnError()
@@ -349,7 +349,7 @@ private slots:
         const QtMessageHandler previous = qInstallMessageHandler(keepDebugLines);
         OpenParser parser("<r><a/><!-- c --><S>x</S></r>");
         parser.readNext();
-        const qsizetype untraced = g_debugLines.size();
+        const qsizetype untraced = debugLines.size();
         parser.setTraceTokens(true);
         parser.readNext(); // </a>
         parser.readNext(); // <S>
@@ -359,7 +359,7 @@ private slots:
         const QStringList expected{
                 u"tt=EndElement name=\"a\" text=\"\""_s, u"tt=StartElement name=\"S\" text=\"\""_s,
                 u"tt=Characters name=\"\" text=\"x\""_s, u"tt=EndElement name=\"S\" text=\"\""_s};
-        QCOMPARE(g_debugLines, expected);
+        QCOMPARE(debugLines, expected);
     }
 
 private:
