@@ -64,6 +64,13 @@ private slots:
               "expected");
     }
 
+    void withoutAReferenceFilesMayBeOlderThan1970()
+    {
+        QVERIFY(TestFiles::write(path(u"out"_s)));
+        QVERIFY(TestFiles::setModified(path(u"out"_s), {-1000, 0}));
+        QVERIFY(!m_make->needRebuild({}, FileStatus::of(path(u"out"_s))));
+    }
+
     void referenceCountsMilliseconds()
     {
         m_make->referenceTime = QDateTime::fromMSecsSinceEpoch(1'000'002);

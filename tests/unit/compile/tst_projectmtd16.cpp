@@ -57,6 +57,21 @@ private slots:
         QCOMPARE(compiler.errorString, u"MTD16 input file \"/missing/box.mtdef\" not found."_s);
     }
 
+    void anythingThatExistsIsADefinition()
+    {
+        const QTemporaryDir world;
+        ProjectSpec spec;
+        spec.objectDirectory = world.path();
+        RecordingProject project(spec);
+        ProjectMtd16 compiler(&project);
+        compiler.verbosity = 1;
+        compiler.definitionFile = world.path(); // to refuse a directory is up to the tool
+        compiler.headerFile = world.filePath(u"h"_s);
+        QVERIFY(!compiler.compile());
+        QCOMPARE(project.messages, QStringList{u"ztmkmtd --header %1 %2"_s.arg(
+                                           compiler.headerFile, compiler.definitionFile)});
+    }
+
     void currentOutputsRunNothing()
     {
         const QTemporaryDir world;
