@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
+
 #include <fcntl.h>
 
 using namespace Qt::StringLiterals;
@@ -17,6 +19,13 @@ QString pathBelow(const QString &directory, const QString &relativePath)
 {
     return relativePath.isEmpty() ? directory
                                   : Tools::ensureDirectorySeparator(directory) + relativePath;
+}
+
+/// A folder that is not there, or that the user must not read, counts as empty: deliberate. One
+/// that cannot be read for another reason would be left out of the firmware without a word.
+bool isUsual(int error)
+{
+    return error == 0 || error == ENOENT || error == EACCES;
 }
 
 } // namespace
@@ -64,9 +73,13 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
     const DirectoryListing listing = sources.luaFilesAndDirectories();
+    if (!isUsual(listing.error))
+        return raiseUnreadable(sources);
     for (const DirectoryListing::Entry &entry : listing.entries) {
         const QByteArrayView text = listing.name(entry);
         const FileName name = FileName::of(text);
+        if (!sources.exists() && !isUsual(errno))
+            return raiseUnreadable(sources);
         const FileStatus status = entry.isDirectory ? FileStatus() : sources.status(name);
         const QString entryPath = Tools::joinPath(prefix, text);
         if (entry.isDirectory || status.isDirectory()) {
@@ -101,6 +114,12 @@ bool ProjectMake::compileFile(const File &source, const Destination &destination
     if (m_project->spec().lupdateEnabled() && process.lupdateEnabled())
         lupdateSources.append(source.path());
     return true;
+}
+
+bool ProjectMake::raiseUnreadable(const Directory &directory)
+{
+    errorString = u"Cannot read directory %1"_s.arg(directory.path());
+    return false;
 }
 
 bool ProjectMake::makeDirectory(const QString &path)

@@ -72,6 +72,7 @@ private:
     bool compileDirectory(const QString &relativePath);
     bool compileFile(const File &source, const Destination &destination, QString relativePath);
     bool makeDirectory(const QString &path);
+    bool raiseUnreadable(const Directory &directory);
     static File outputFile(const Destination &destination, QByteArrayView extension);
     bool preprocess(const Destination &destination, File *file);
     bool compileLua(const Destination &destination, File *file);

@@ -51,14 +51,16 @@ pid_t start(const QString &workDir, const QString &program, const QStringList &a
 
 ProcessEnd runProcess(const QString &workDir, const QString &program, const QStringList &arguments)
 {
-    const pid_t process = start(workDir, program, arguments);
-    if (process < 0)
-        return {};
+    pid_t process = -1;
     siginfo_t end;
     {
         // The process keeps its number until it is waited for below, so that no signal meant for it
         // can reach another one.
-        const Interruption::Target target(process);
+        Interruption::Target target;
+        process = start(workDir, program, arguments);
+        if (process < 0)
+            return {};
+        target.set(process);
         while (waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOWAIT) != 0) {
             if (errno != EINTR)
                 return {};

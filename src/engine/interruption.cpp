@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 
 #include <unistd.h>
 
@@ -11,9 +10,12 @@ namespace {
 
 constexpr std::array watchedSignals{SIGINT, SIGTERM, SIGHUP};
 
+constexpr sig_atomic_t starting = -1;
+
 // Shared with the handler.
 volatile sig_atomic_t pendingSignal = 0;
-volatile sig_atomic_t targetProcess = 0;
+volatile sig_atomic_t hasSecondSignal = 0;
+volatile sig_atomic_t targetProcess = 0; // 0: none
 
 void handleSignal(int number, siginfo_t *info, void * /*context*/)
 {
@@ -21,10 +23,12 @@ void handleSignal(int number, siginfo_t *info, void * /*context*/)
     if (pendingSignal == 0) {
         pendingSignal = number;
         // A terminal has told the whole process group already.
-        if (targetProcess != 0 && info->si_code != SI_KERNEL)
+        if (targetProcess > 0 && info->si_code != SI_KERNEL)
             kill(targetProcess, number);
-    } else if (targetProcess != 0) {
+    } else if (targetProcess > 0) {
         kill(targetProcess, SIGKILL);
+    } else if (targetProcess == starting) {
+        hasSecondSignal = 1;
     } else {
         std::signal(number, SIG_DFL);
         raise(number); // arrives when this handler returns
@@ -80,15 +84,21 @@ void Interruption::finish()
     const int number = pendingSignal;
     std::signal(number, SIG_DFL);
     raise(number);
-    std::abort(); // not reached: the signal is neither ignored nor blocked
+    // The first process of a container is not ended by a signal that it sends to itself.
+    _exit(128 + number);
 }
 
-Interruption::Target::Target(pid_t process)
+Interruption::Target::Target()
+{
+    targetProcess = starting;
+}
+
+void Interruption::Target::set(pid_t process)
 {
     targetProcess = process;
     // One that came while the program was being started was passed on to nobody.
     if (process > 0 && pendingSignal != 0)
-        kill(process, pendingSignal);
+        kill(process, hasSecondSignal != 0 ? SIGKILL : pendingSignal);
 }
 
 Interruption::Target::~Target()

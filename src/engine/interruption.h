@@ -19,15 +19,18 @@ const char *signalName();
 /// Ends the program by signal(), so that the caller sees the true cause.
 [[noreturn]] void finish();
 
-/// The program that signals are passed on to while this exists; one at a time.
+/// The program that signals are passed on to while this exists; one at a time. It is made before
+/// the program is started, so that no signal finds the program without it.
 class Target
 {
 public:
-    /// @param process  0: one that did not start
-    explicit Target(pid_t process);
+    Target();
     ~Target();
     Target(const Target &) = delete;
     Target &operator=(const Target &) = delete;
+
+    /// @param process  the program has started; 0: it has not
+    void set(pid_t process);
 };
 
 } // namespace Interruption

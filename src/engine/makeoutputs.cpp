@@ -16,20 +16,31 @@ namespace {
 /// Older even where the file system keeps times in steps of two seconds.
 constexpr qint64 secondsBefore = 2;
 
+/// @return false when a file stays there
+bool remove(const QString &output)
+{
+    return QFile::remove(output) || !FileStatus::of(output).isRegularFile();
+}
+
 /// Makes @p output older than @p time; one whose time cannot be set is deleted.
-void makeOlder(const QString &output, const FileTime &time)
+/// @return false when it stays as young as it is
+bool makeOlder(const QString &output, const FileTime &time)
 {
     const timespec older{static_cast<time_t>(time.seconds - secondsBefore),
                          static_cast<long>(time.nanoseconds)};
     const std::array times{older, older};
-    if (utimensat(AT_FDCWD, QFile::encodeName(output).constData(), times.data(), 0) != 0)
-        QFile::remove(output);
+    // Not every file system keeps times as early as that.
+    return (utimensat(AT_FDCWD, QFile::encodeName(output).constData(), times.data(), 0) == 0
+            && FileStatus::of(output).modified() < time)
+           || remove(output);
 }
 
 } // namespace
 
 bool Project::makeOutputs(const OutputStep &step, const std::function<bool()> &make)
 {
+    if (!checkInterruption())
+        return false;
     UnfinishedOutputs &unfinished = unfinishedOutputs();
     QString error;
     if (!unfinished.begin(step.outputs, &error))
@@ -37,23 +48,21 @@ bool Project::makeOutputs(const OutputStep &step, const std::function<bool()> &m
 
     m_toolSucceeded = false;
     const bool ok = make();
-    bool isSettled = true;
-    if (ok || m_toolSucceeded) {
-        outdateAfterEdit(step);
-    } else {
-        for (const QString &output : step.outputs) {
-            if (!step.removesAfterFailure && Interruption::signal() == 0)
-                makeOlder(output, step.inputStatus.modified());
-            else if (!QFile::remove(output) && FileStatus::of(output).isRegularFile())
-                isSettled = false;
-        }
-    }
-    if (isSettled)
+    if (ok || m_toolSucceeded ? outdateAfterEdit(step) : outdateAfterFailure(step))
         unfinished.end();
     return ok;
 }
 
-void Project::outdateAfterEdit(const OutputStep &step) const
+bool Project::outdateAfterFailure(const OutputStep &step)
+{
+    const bool removes = step.removesAfterFailure || Interruption::signal() != 0;
+    bool isSettled = true;
+    for (const QString &output : step.outputs)
+        isSettled &= removes ? remove(output) : makeOlder(output, step.inputStatus.modified());
+    return isSettled;
+}
+
+bool Project::outdateAfterEdit(const OutputStep &step) const
 {
     std::optional<FileTime> oldest;
     const auto compare = [&oldest](const FileTime &before, const FileTime &now) {
@@ -70,10 +79,12 @@ void Project::outdateAfterEdit(const OutputStep &step) const
                     FileTime::fromMilliseconds(projectFile.modified().toMilliseconds()));
         }
     }
+    bool isSettled = true;
     if (oldest) {
         for (const QString &output : step.outputs)
-            makeOlder(output, *oldest);
+            isSettled &= makeOlder(output, *oldest);
     }
+    return isSettled;
 }
 
 bool Project::makeImage(const QString &tool, const QStringList &arguments, const QString &image,

@@ -122,7 +122,10 @@ private:
     bool cleanFirmwareFolder();
     bool runOperation(Operation operation);
     bool raiseInterruption(const QString &displayName);
-    void outdateAfterEdit(const OutputStep &step) const;
+    /// @return false when an output stays that the next build would take for current
+    bool outdateAfterEdit(const OutputStep &step) const;
+    /// @return likewise
+    static bool outdateAfterFailure(const OutputStep &step);
     UnfinishedOutputs &unfinishedOutputs();
 
     const ProjectSpec &m_spec;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 #include <unistd.h>
@@ -149,8 +150,9 @@ QString Project::runSvnversion()
     process.setProcessEnvironment(environment);
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
+    std::optional<Interruption::Target> target(std::in_place);
     process.start(u"svnversion"_s, {QDir::toNativeSeparators(m_spec.projectFilePath({}))});
-    const Interruption::Target target(static_cast<pid_t>(process.processId()));
+    target->set(static_cast<pid_t>(process.processId()));
     QString revision;
     if (process.waitForFinished(svnversionTimeout)) {
         revision = QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
@@ -161,6 +163,7 @@ QString Project::runSvnversion()
             process.waitForFinished();
         }
     }
+    target.reset();
 
     if (Interruption::signal() != 0)
         return {};

@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -53,14 +54,24 @@ bool UnfinishedOutputs::open(int flags)
 {
     if (m_descriptor >= 0)
         return true;
-    m_descriptor = ::open(QFile::encodeName(m_path).constData(), flags | O_RDWR | O_CLOEXEC, 0666);
-    if (m_descriptor < 0 || flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
-        return m_descriptor >= 0;
-    const int reason = errno;
-    ::close(m_descriptor);
-    m_descriptor = -1;
-    errno = reason;
-    return false;
+    const QByteArray path = QFile::encodeName(m_path);
+    for (;;) {
+        m_descriptor = ::open(path.constData(), flags | O_RDWR | O_CLOEXEC, 0666);
+        if (m_descriptor < 0)
+            return false;
+        // A file system without locks cannot tell a build that runs; it is left to the user there.
+        const bool isLocked = flock(m_descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+        struct stat data = {};
+        if (!isLocked && (fstat(m_descriptor, &data) != 0 || data.st_nlink > 0))
+            return true;
+        // Locked, or removed by a build that ended since the file was opened.
+        ::close(m_descriptor);
+        m_descriptor = -1;
+        if (isLocked) {
+            errno = EWOULDBLOCK;
+            return false;
+        }
+    }
 }
 
 bool UnfinishedOutputs::write(const QByteArray &text) const
@@ -70,11 +81,6 @@ bool UnfinishedOutputs::write(const QByteArray &text) const
     if (count >= 0 && count < text.size())
         errno = ENOSPC;
     return count == text.size();
-}
-
-QString UnfinishedOutputs::writeError() const
-{
-    return u"Error writing %1: %2"_s.arg(m_path, qt_error_string(errno));
 }
 
 QByteArray UnfinishedOutputs::name(const QString &output) const
@@ -89,9 +95,11 @@ QByteArray UnfinishedOutputs::name(const QString &output) const
 bool UnfinishedOutputs::recover(QString *error)
 {
     if (!open(0)) {
-        const int reason = errno;
-        *error = writeError();
-        return reason == ENOENT || reason == EWOULDBLOCK;
+        if (errno == ENOENT || errno == EWOULDBLOCK)
+            return true;
+        // Going on would overwrite what it says.
+        *error = u"Error reading %1: %2"_s.arg(m_path, qt_error_string(errno));
+        return false;
     }
     QFile file;
     QStringList names;
@@ -99,7 +107,8 @@ bool UnfinishedOutputs::recover(QString *error)
     if (m_isTorn)
         return true;
     for (const QString &name : std::as_const(names)) {
-        const QString output = QDir(m_directory).filePath(name);
+        // Without "..", as name() has made it: the object directory may be a symbolic link.
+        const QString output = QDir::cleanPath(m_directory + name);
         if (!QFile::remove(output) && FileStatus::of(output).isRegularFile()) {
             m_hasOutputs = true;
             *error = u"Cannot delete %1"_s.arg(output);
@@ -123,14 +132,17 @@ bool UnfinishedOutputs::begin(const QStringList &outputs, QString *error)
     } else if (errno == EWOULDBLOCK) {
         return true;
     }
-    *error = writeError();
+    *error = u"Error writing %1: %2"_s.arg(m_path, qt_error_string(errno));
     return false;
 }
 
 void UnfinishedOutputs::end()
 {
-    if (m_hasOutputs)
-        m_hasOutputs = !write(QByteArray(1, endMark));
+    if (!m_hasOutputs)
+        return;
+    m_hasOutputs = false;
+    if (!write(QByteArray(1, endMark)))
+        close(false);
 }
 
 void UnfinishedOutputs::close(bool buildSucceeded)

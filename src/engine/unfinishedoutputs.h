@@ -18,7 +18,8 @@ public:
     UnfinishedOutputs &operator=(const UnfinishedOutputs &) = delete;
 
     /// Deletes the outputs that a killed build was writing, unless another build still runs.
-    /// @return false with the reason in @p error when one cannot be deleted, or nothing be known
+    /// @return false with the reason in @p error when one cannot be deleted, or the file not be
+    /// read
     bool recover(QString *error);
 
     /// @return whether recover() found a file cut short, as after a power failure: any output may
@@ -39,7 +40,6 @@ public:
 private:
     bool open(int flags);
     bool write(const QByteArray &text) const;
-    QString writeError() const;
     QByteArray name(const QString &output) const;
 
     QString m_directory; ///< ends in "/"

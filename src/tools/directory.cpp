@@ -6,6 +6,7 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <memory>
 
@@ -81,14 +82,24 @@ DirectoryListing Directory::luaFilesAndDirectories()
 {
     DirectoryListing listing;
     close(); // it may have been opened for queries only
-    if (!open(O_RDONLY))
+    if (!open(O_RDONLY)) {
+        listing.error = errno;
         return listing;
+    }
     // The stream owns its descriptor; this one stays for the queries that follow.
     const std::unique_ptr<DIR, int (*)(DIR *)> stream(
             fdopendir(fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0)), closedir);
-    if (!stream)
+    if (!stream) {
+        listing.error = errno;
         return listing;
-    while (const dirent *entry = readdir(stream.get())) {
+    }
+    for (;;) {
+        errno = 0;
+        const dirent *entry = readdir(stream.get());
+        if (!entry) {
+            listing.error = errno;
+            return listing;
+        }
         const QByteArrayView name(entry->d_name);
         const bool mayBeDirectory =
                 entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
@@ -101,5 +112,4 @@ DirectoryListing Directory::luaFilesAndDirectories()
                                    entry->d_type == DT_DIR, isLua});
         listing.names.append(entry->d_name);
     }
-    return listing;
 }

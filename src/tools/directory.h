@@ -33,6 +33,7 @@ struct DirectoryListing
 
     std::vector<Entry> entries;
     std::string names; ///< all in one, in the file system's encoding
+    int error = 0;     ///< why it is not complete; 0: it is
 
     QByteArrayView name(const Entry &entry) const
     {
@@ -57,6 +58,7 @@ public:
     const QString &path() const { return m_path; }
     QString filePath(const FileName &name) const;
 
+    /// @return false with errno set when it cannot be opened
     bool exists() const;
     FileStatus status(const FileName &name) const;
 

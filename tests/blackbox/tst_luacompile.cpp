@@ -59,6 +59,7 @@ private slots:
     void treeIsWalkedInTheOrderOfTheFileSystem();
     void onlyLuaFilesAreProcessed();
     void hiddenEntriesAreIgnored();
+    void folderThatMustNotBeReadIsLeftOut();
     void brokenAndLinkedEntries();
     void namesOfObjects_data();
     void namesOfObjects();
@@ -126,6 +127,20 @@ void tst_LuaCompile::hiddenEntriesAreIgnored()
     SAME(compilerCalls(result), "");
     SAME(objectArguments(result), "");
     SAME(world.tree("project/obj"), "root/\nversion.txt\n");
+}
+
+void tst_LuaCompile::folderThatMustNotBeReadIsLeftOut()
+{
+    World world;
+    writeProject(world, {});
+    world.write("project/root/a.lua");
+    world.write("project/root/sub/b.lua");
+    world.setMode("project/root/sub", 0);
+    const Result result = world.run({"-q"}, {.ordinaryUser = true});
+    world.setMode("project/root/sub", 0755);
+    SAME(compilerCalls(result), preprocess("a") + compile("a"));
+    SAME(objectArguments(result), "-D a.lua -i obj/root/a.luo");
+    SAME(result.err, "");
 }
 
 void tst_LuaCompile::brokenAndLinkedEntries()

@@ -106,6 +106,19 @@ void limitFileSize(qint64 bytes)
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
+void limitFiles(int count)
+{
+    const rlimit limit{static_cast<rlim_t>(count), static_cast<rlim_t>(count)};
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// Signals are as in a shell, whatever this test was started from.
+void setSignals(int ignored)
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(number, number == ignored ? SIG_IGN : SIG_DFL);
+}
+
 } // namespace
 
 QByteArray Result::callText() const
@@ -336,6 +349,11 @@ void World::firstSchemaProject(const QByteArray &attributes, const QByteArray &c
                         + attributes + ">\n" + children + "</Project>\n</ZeltaProject>\n");
 }
 
+QByteArray World::environment(const char *name) const
+{
+    return QFile::encodeName(m_environment.value(QLatin1String(name)));
+}
+
 void World::plan(const QByteArray &tool, const QByteArray &lines)
 {
     write("record/plan/" + tool, lines);
@@ -394,6 +412,11 @@ Result World::run(const QByteArrayList &arguments, const Start &start)
     process.setChildProcessModifier([start] {
         if (start.fileSizeLimit >= 0)
             limitFileSize(start.fileSizeLimit);
+        if (start.fileLimit >= 0)
+            limitFiles(start.fileLimit);
+        if (start.ownGroup)
+            setpgid(0, 0);
+        setSignals(start.ignoredSignal);
         if (start.ordinaryUser)
             giveUpRights();
     });
@@ -409,6 +432,8 @@ Result World::run(const QByteArrayList &arguments, const Start &start)
         result.status = -2;
     } else if (process.exitStatus() == QProcess::NormalExit) {
         result.status = process.exitCode();
+    } else {
+        result.signal = process.exitCode(); // so it is on systems that have signals
     }
     result.root = m_root;
     result.directory = path(start.directory);

@@ -23,7 +23,8 @@ struct Call
 /// What one run of ztmake has done. In the texts $W stands for the world's directory.
 struct Result
 {
-    int status = -1; ///< -1: it crashed, -2: it did not end in time
+    int status = -1; ///< -1: a signal ended it, -2: it did not end in time
+    int signal = 0;  ///< the signal that ended it
     QByteArray out;
     QByteArray err;
     QList<Call> calls;
@@ -64,6 +65,9 @@ struct Start
     QByteArray program = "sdk/bin/ztmake";
     bool ordinaryUser = false; ///< give up root's rights first
     qint64 fileSizeLimit = -1; ///< bytes that it can write to one file; -1: no limit
+    int fileLimit = -1;        ///< files that it can have open; -1: no limit
+    bool ownGroup = false;     ///< in a process group of its own
+    int ignoredSignal = 0;     ///< 0: none
     int seconds = 60;          ///< when to give up
 };
 
@@ -108,6 +112,7 @@ public:
     void plan(const QByteArray &tool, const QByteArray &lines);
 
     QProcessEnvironment &environment() { return m_environment; }
+    QByteArray environment(const char *name) const;
 
     Result run(const QByteArrayList &arguments, const Start &start = {});
 

@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 /// Files for tests: written, read and dated without a word; a failure shows in what the test
 /// asserts.
@@ -45,6 +46,29 @@ inline bool setModified(const QString &path, FileTime time)
 }
 
 } // namespace TestFiles
+
+/// Gives up root's rights while it exists, so that modes count; without effect for other users.
+class OrdinaryUser
+{
+public:
+    static constexpr uid_t number = 65534;
+
+    OrdinaryUser()
+    {
+        if (m_isRoot && (setegid(number) != 0 || seteuid(number) != 0))
+            qFatal("Cannot give up root's rights");
+    }
+    ~OrdinaryUser()
+    {
+        if (m_isRoot && (seteuid(0) != 0 || setegid(0) != 0))
+            qFatal("Cannot take root's rights back");
+    }
+    OrdinaryUser(const OrdinaryUser &) = delete;
+    OrdinaryUser &operator=(const OrdinaryUser &) = delete;
+
+private:
+    bool m_isRoot = geteuid() == 0;
+};
 
 /// A project whose messages are kept.
 class RecordingProject final : public Project

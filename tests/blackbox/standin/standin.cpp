@@ -10,6 +10,10 @@
 //   write PATH TEXT      write a file
 //   remove PATH          remove a file or a tree
 //   sleep SECONDS        wait
+//   await PATH           wait until something is there
+//   signal WHOM NUMBER   send a signal to "parent" (the program), "group" (everybody) or "self"
+//   catch, ignore        from now on note, or ignore, SIGINT, SIGTERM and SIGHUP
+//   wait                 until a signal comes, which ends the tool or has been noted
 //   partial              create the outputs now, half written
 //   quiet                create no outputs
 //   exit STATUS, crash, kill   end here
@@ -171,6 +175,35 @@ bool isOutputOption(const std::string &tool, const std::string &argument)
            || (tool == "lrelease" && argument == "-qm");
 }
 
+volatile sig_atomic_t g_caught = 0;
+
+void handleSignals(void (*handler)(int))
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(number, handler);
+}
+
+void sendSignal(const std::string &whomAndNumber)
+{
+    const std::size_t blank = whomAndNumber.find(' ');
+    const std::string whom = whomAndNumber.substr(0, blank);
+    const int number = std::atoi(whomAndNumber.substr(blank + 1).c_str());
+    ::kill(whom == "parent" ? ::getppid() : whom == "group" ? 0 : ::getpid(), number);
+}
+
+/// Waits without sleeping through a signal that comes just before.
+void waitForSignal()
+{
+    sigset_t all{};
+    sigset_t before{};
+    sigfillset(&all);
+    ::sigprocmask(SIG_BLOCK, &all, &before);
+    while (g_caught == 0)
+        ::sigsuspend(&before);
+    g_caught = 0;
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
 void createOutput(const std::string &tool, const std::string &option, const std::string &path,
                   const std::string &content)
 {
@@ -225,6 +258,17 @@ bool doAfterLogging(const std::string &tool, const Strings &arguments, const Str
             std::filesystem::remove_all(argument);
         } else if (action == "sleep") {
             ::sleep(unsigned(std::atoi(argument.c_str())));
+        } else if (action == "await") {
+            while (!std::filesystem::exists(argument))
+                ::usleep(1000);
+        } else if (action == "signal") {
+            sendSignal(argument);
+        } else if (action == "catch") {
+            handleSignals([](int) { g_caught = 1; });
+        } else if (action == "ignore") {
+            handleSignals(SIG_IGN);
+        } else if (action == "wait") {
+            waitForSignal();
         } else if (action == "partial") {
             createOutputs(tool, arguments, "half");
         } else if (action == "quiet") {

@@ -1,0 +1,242 @@
+#include "engine/interruption.h"
+
+#include <QtTest>
+
+#include <csignal>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+/// Signals end processes and are noted once for ever, so each case has a process of its own.
+class TestInterruption : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            std::signal(number, SIG_DFL);
+    }
+
+    void signalEndsTheProgramBeforeTheWatch()
+    {
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            QCOMPARE(endOf([number] { raise(number); }), -number);
+    }
+
+    void signalIsNoted_data()
+    {
+        QTest::addColumn<int>("number");
+        QTest::addColumn<QByteArray>("name");
+        QTest::newRow("SIGINT") << SIGINT << QByteArray("SIGINT");
+        QTest::newRow("SIGTERM") << SIGTERM << QByteArray("SIGTERM");
+        QTest::newRow("SIGHUP") << SIGHUP << QByteArray("SIGHUP");
+    }
+
+    void signalIsNoted()
+    {
+        QFETCH(int, number);
+        QFETCH(QByteArray, name);
+        QCOMPARE(endOf([&] {
+                     Interruption::watch();
+                     require(Interruption::signal() == 0);
+                     errno = 77;
+                     raise(number);
+                     require(errno == 77);
+                     require(Interruption::signal() == number);
+                     require(Interruption::signalName() == name);
+                 }),
+                 0);
+    }
+
+    void programEndsByTheSignal_data() { signalIsNoted_data(); }
+
+    void programEndsByTheSignal()
+    {
+        QFETCH(int, number);
+        QCOMPARE(endOf([number] {
+                     Interruption::watch();
+                     raise(number);
+                     Interruption::finish();
+                 }),
+                 -number);
+    }
+
+    void secondSignalEndsAProgramThatRunsNoOther()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     raise(SIGTERM);
+                     raise(SIGINT);
+                 }),
+                 -SIGINT);
+    }
+
+    void ignoredSignalStaysIgnored()
+    {
+        QCOMPARE(endOf([] {
+                     std::signal(SIGHUP, SIG_IGN);
+                     Interruption::watch();
+                     raise(SIGHUP);
+                     require(Interruption::signal() == 0);
+                     raise(SIGINT);
+                     require(Interruption::signal() == SIGINT);
+                 }),
+                 0);
+    }
+
+    void endOfChildrenIsSeenEvenIfTheCallerIgnoredIt()
+    {
+        QCOMPARE(endOf([] {
+                     std::signal(SIGCHLD, SIG_IGN);
+                     Interruption::watch();
+                     const pid_t child = fork();
+                     if (child == 0)
+                         _exit(5);
+                     int status = 0;
+                     require(waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 5);
+                 }),
+                 0);
+    }
+
+    void signalReachesTheTarget()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     Interruption::Target target;
+                     const pid_t child = sleeper();
+                     target.set(child);
+                     raise(SIGTERM);
+                     require(endOfChild(child) == -SIGTERM);
+                 }),
+                 0);
+    }
+
+    void signalWhileTheTargetStartsReachesIt()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     Interruption::Target target;
+                     const pid_t child = sleeper();
+                     raise(SIGINT);
+                     target.set(child);
+                     require(endOfChild(child) == -SIGINT);
+                 }),
+                 0);
+    }
+
+    // It must not end the program alone and leave the other to itself.
+    void secondSignalWhileTheTargetStartsKillsIt()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     Interruption::Target target;
+                     const pid_t child = sleeper(SIG_IGN);
+                     raise(SIGINT);
+                     raise(SIGTERM);
+                     target.set(child);
+                     require(endOfChild(child) == -SIGKILL);
+                     require(Interruption::signal() == SIGINT);
+                 }),
+                 0);
+    }
+
+    void signalAfterTheTargetReachesNobody()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     const pid_t child = sleeper();
+                     {
+                         Interruption::Target target;
+                         target.set(child);
+                     }
+                     raise(SIGINT);
+                     require(waitpid(child, nullptr, WNOHANG) == 0);
+                     kill(child, SIGKILL);
+                     // Had the first one been passed on, it would have come first.
+                     require(endOfChild(child) == -SIGKILL);
+                 }),
+                 0);
+    }
+
+    void secondSignalKillsTheTarget()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     Interruption::Target target;
+                     const pid_t child = sleeper(SIG_IGN);
+                     target.set(child);
+                     raise(SIGINT);
+                     raise(SIGTERM);
+                     require(endOfChild(child) == -SIGKILL);
+                     require(Interruption::signal() == SIGINT);
+                 }),
+                 0);
+    }
+
+    // kill(0) would reach everybody in the group.
+    void programThatDidNotStartIsNoTarget()
+    {
+        QCOMPARE(endOf([] {
+                     setpgid(0, 0);
+                     Interruption::watch();
+                     const pid_t child = sleeper();
+                     Interruption::Target target;
+                     target.set(0);
+                     raise(SIGINT);
+                     require(waitpid(child, nullptr, WNOHANG) == 0);
+                     kill(child, SIGKILL);
+                     require(endOfChild(child) == -SIGKILL);
+                 }),
+                 0);
+    }
+
+private:
+    static void require(bool condition)
+    {
+        if (!condition)
+            _exit(1);
+    }
+
+    static int endOfChild(pid_t child)
+    {
+        int status = 0;
+        if (waitpid(child, &status, 0) != child)
+            return 99;
+        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+    }
+
+    /// @return the exit status of a process that does @p work, or the negative of its last signal
+    static int endOf(const std::function<void()> &work)
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            work();
+            _exit(0);
+        }
+        return endOfChild(child);
+    }
+
+    /// A child that waits for ever, its signals as in a program that was just started.
+    static pid_t sleeper(void (*handler)(int) = SIG_DFL)
+    {
+        sigset_t all;
+        sigset_t before;
+        sigfillset(&all);
+        sigprocmask(SIG_BLOCK, &all, &before); // until the child is ready
+        const pid_t child = fork();
+        if (child == 0) {
+            for (const int number : {SIGINT, SIGTERM, SIGHUP})
+                std::signal(number, handler);
+            sigprocmask(SIG_SETMASK, &before, nullptr);
+            for (;;)
+                pause();
+        }
+        sigprocmask(SIG_SETMASK, &before, nullptr);
+        return child;
+    }
+};
+
+QTEST_GUILESS_MAIN(TestInterruption)
+#include "tst_interruption.moc"

@@ -1,0 +1,421 @@
+#include "engine/interruption.h"
+#include "engine/project.h"
+
+#include "testfiles.h"
+
+#include <csignal>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+class TestMakeOutputs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_world = std::make_unique<QTemporaryDir>();
+        m_spec = {};
+        m_spec.projectFile = path(u"box.ztp"_s);
+        m_project = std::make_unique<RecordingProject>(m_spec);
+        QVERIFY(TestFiles::write(path(u"box.ztp"_s)));
+        QVERIFY(TestFiles::setModified(path(u"box.ztp"_s), {5, 600'000}));
+        QVERIFY(TestFiles::write(input()));
+        QVERIFY(TestFiles::setModified(input(), {1'000, 700}));
+        QVERIFY(QDir().mkpath(path(u"obj/sub"_s)));
+    }
+
+    void outputsAreNotedWhileTheyAreMade()
+    {
+        QByteArray noted;
+        QVERIFY(m_project->makeOutputs(step({u"obj/a"_s, u"obj/b"_s}), [&] {
+            noted = TestFiles::read(marker());
+            return true;
+        }));
+        QCOMPARE(noted, "a\0b\0\n"_ba);
+        QVERIFY(TestFiles::read(marker()).startsWith('\n'));
+        m_project.reset();
+        QVERIFY(!QFile::exists(marker()));
+    }
+
+    void finishedOutputKeepsItsTime()
+    {
+        QVERIFY(m_project->makeOutputs(step({u"obj/a"_s}),
+                                       [&] { return write(u"obj/a"_s, 2'000); }));
+        QCOMPARE(time(u"obj/a"_s), 2'000);
+        QCOMPARE(m_project->errorText(), QString());
+        QCOMPARE(m_project->messages, QStringList());
+    }
+
+    void nothingIsMadeThatCannotBeNoted()
+    {
+        QVERIFY(TestFiles::write(path(u"obj/a"_s), "old"));
+        QVERIFY(QDir().mkpath(marker()));
+        bool called = false;
+        QVERIFY(!m_project->makeOutputs(step({u"obj/a"_s}), [&] {
+            called = true;
+            return true;
+        }));
+        QVERIFY(!called);
+        QCOMPARE(m_project->errorText(), u"Error writing %1: Is a directory"_s.arg(marker()));
+        QCOMPARE(TestFiles::read(path(u"obj/a"_s)), "old"_ba);
+    }
+
+    void outputsOfAFailureAreRemoved()
+    {
+        QVERIFY(!m_project->makeOutputs(step({u"obj/a"_s, u"obj/b"_s, u"obj/missing"_s}), [&] {
+            return write(u"obj/a"_s, 2'000) && write(u"obj/b"_s, 2'000) && write(u"obj/c"_s, 2'000)
+                   && m_project->raiseError(u"its own reason"_s);
+        }));
+        QCOMPARE(m_project->errorText(), u"its own reason"_s);
+        QCOMPARE(objects(), (QStringList{u"c"_s, u"sub"_s}));
+        QVERIFY(TestFiles::read(marker()).startsWith('\n'));
+    }
+
+    void outputsOfAFailingToolAreRemoved()
+    {
+        QVERIFY(TestFiles::writeProgram(path(u"tool"_s), "echo half >\"$1\"; exit 3\n"));
+        QVERIFY(!m_project->makeOutputs(step({u"obj/a"_s}), [&] {
+            return m_project->runCommand({}, u"tool"_s, path(u"tool"_s), {path(u"obj/a"_s)}, 0);
+        }));
+        QCOMPARE(m_project->errorText(), u"Command exited with status 3"_s);
+        QCOMPARE(objects(), QStringList{u"sub"_s});
+    }
+
+    // One that never ran has made nothing, whatever the tool of the step before has done.
+    void successOfAnEarlierToolDoesNotCount()
+    {
+        QVERIFY(TestFiles::writeProgram(path(u"tool"_s), "exit 0\n"));
+        QVERIFY(m_project->runCommand({}, u"tool"_s, path(u"tool"_s), {}, 0));
+        QVERIFY(TestFiles::write(path(u"obj/a"_s), "old"));
+        QVERIFY(!m_project->makeOutputs(step({u"obj/a"_s}), [] { return false; }));
+        QVERIFY(!QFile::exists(path(u"obj/a"_s)));
+    }
+
+    void outputThatStaysAfterAFailureIsNotTakenForCurrent()
+    {
+        OutputStep output = step({u"obj/a"_s});
+        output.removesAfterFailure = false;
+        QVERIFY(!m_project->makeOutputs(
+                output, [&] { return write(u"obj/a"_s, 2'000) && m_project->raiseError({}); }));
+        QVERIFY(QFile::exists(path(u"obj/a"_s)));
+        QVERIFY(needRebuild(input(), path(u"obj/a"_s)));
+    }
+
+    void outputThatCannotBeDeletedStaysNoted()
+    {
+        const QString directory = path(u"obj/sub"_s);
+        QVERIFY(TestFiles::write(path(u"obj/sub/a"_s), "half"));
+        for (const QString &open : {m_world->path(), path(u"obj"_s)})
+            QVERIFY(chmod(QFile::encodeName(open).constData(), 0777) == 0);
+        QVERIFY(chmod(QFile::encodeName(directory).constData(), 0555) == 0);
+        bool ok = true;
+        {
+            const OrdinaryUser user;
+            ok = m_project->makeOutputs(step({u"obj/sub/a"_s}), [] { return false; });
+            m_project.reset();
+        }
+        QVERIFY(!ok);
+        QCOMPARE(TestFiles::read(marker()), "sub/a\0\n"_ba);
+    }
+
+    void directoryInPlaceOfAnOutputIsLeftAlone()
+    {
+        QVERIFY(!m_project->makeOutputs(step({u"obj/sub"_s}), [] { return false; }));
+        QVERIFY(QFileInfo(path(u"obj/sub"_s)).isDir());
+        QVERIFY(TestFiles::read(marker()).startsWith('\n'));
+    }
+
+    void inputThatChangesMeanwhile_data()
+    {
+        QTest::addColumn<qint64>("before");
+        QTest::addColumn<qint64>("now");
+        QTest::newRow("edited") << qint64(1'000) << qint64(1'500);
+        QTest::newRow("edited, younger than the output") << qint64(1'000) << qint64(3'000);
+        QTest::newRow("put back to an older one") << qint64(1'000) << qint64(900);
+        QTest::newRow("before 1970") << qint64(-1'000) << qint64(-900);
+        QTest::newRow("at the beginning of 1970") << qint64(0) << qint64(1);
+        QTest::newRow("in the future") << qint64(1'000) << qint64(4'000'000'000);
+    }
+
+    void inputThatChangesMeanwhile()
+    {
+        QFETCH(qint64, before);
+        QFETCH(qint64, now);
+        QVERIFY(TestFiles::setModified(input(), {before, 700}));
+        QVERIFY(m_project->makeOutputs(step({u"obj/a"_s, u"obj/b"_s, u"obj/missing"_s}), [&] {
+            return write(u"obj/a"_s, 2'000) && write(u"obj/b"_s, 2'000)
+                   && TestFiles::setModified(input(), {now, 700});
+        }));
+        QVERIFY(time(u"obj/a"_s) < std::min(before, now));
+        QVERIFY(time(u"obj/b"_s) < std::min(before, now));
+        QCOMPARE(objects(), (QStringList{u"a"_s, u"b"_s, u"sub"_s}));
+        QCOMPARE(m_project->messages, QStringList());
+    }
+
+    void oneNanosecondIsAChange()
+    {
+        QVERIFY(m_project->makeOutputs(step({u"obj/a"_s}), [&] {
+            return write(u"obj/a"_s, 2'000) && TestFiles::setModified(input(), {1'000, 701});
+        }));
+        QVERIFY(needRebuild(input(), path(u"obj/a"_s)));
+    }
+
+    void inputThatVanishesMeanwhile()
+    {
+        QVERIFY(m_project->makeOutputs(step({u"obj/a"_s}), [&] {
+            return write(u"obj/a"_s, 2'000) && QFile::remove(input());
+        }));
+        QCOMPARE(time(u"obj/a"_s), 2'000);
+    }
+
+    void projectFileThatChangesMeanwhile_data()
+    {
+        QTest::addColumn<bool>("depends");
+        QTest::addColumn<qint64>("edited"); // microseconds; it had 5,000,600
+        QTest::addColumn<bool>("outdated");
+        QTest::newRow("edited") << true << qint64(6'000'600) << true;
+        QTest::newRow("a millisecond") << true << qint64(5'001'600) << true;
+        QTest::newRow("put back to an older one") << true << qint64(4'000'600) << true;
+        QTest::newRow("within the millisecond") << true << qint64(5'000'900) << false;
+        QTest::newRow("unchanged") << true << qint64(5'000'600) << false;
+        QTest::newRow("no matter to this output") << false << qint64(6'000'600) << false;
+    }
+
+    void projectFileThatChangesMeanwhile()
+    {
+        QFETCH(bool, depends);
+        QFETCH(qint64, edited);
+        m_project->setProjectFileTime(QDateTime::fromMSecsSinceEpoch(5'000));
+        OutputStep output = step({u"obj/a"_s});
+        output.dependsOnProjectFile = depends;
+        QVERIFY(m_project->makeOutputs(output, [&] {
+            return write(u"obj/a"_s, 2'000)
+                   && TestFiles::setModified(m_spec.projectFile,
+                                             {edited / 1'000'000, edited % 1'000'000 * 1'000});
+        }));
+        QTEST(time(u"obj/a"_s) < 4, "outdated");
+    }
+
+    void projectFileWithoutATimeIsNotLookedAt()
+    {
+        OutputStep output = step({u"obj/a"_s});
+        output.dependsOnProjectFile = true;
+        QVERIFY(m_project->makeOutputs(output, [&] { return write(u"obj/a"_s, 2'000); }));
+        QCOMPARE(time(u"obj/a"_s), 2'000);
+    }
+
+    // A file of somebody else's may be written, but not dated.
+    void outputThatCannotBeDatedIsDeleted_data()
+    {
+        QTest::addColumn<bool>("failed");
+        QTest::newRow("edited input") << false;
+        QTest::newRow("failed tool") << true;
+    }
+
+    void outputThatCannotBeDatedIsDeleted()
+    {
+        QFETCH(bool, failed);
+        if (geteuid() != 0)
+            QSKIP("Only root can give a file away.");
+        QVERIFY(openDirectories());
+        QVERIFY(write(u"obj/a"_s, 2'000));
+        makeAsOrdinaryUser(failed);
+        QVERIFY(!QFile::exists(path(u"obj/a"_s)));
+        QVERIFY(!QFile::exists(marker()));
+    }
+
+    void outputThatCannotBeDatedOrDeletedStaysNoted_data()
+    {
+        outputThatCannotBeDatedIsDeleted_data();
+    }
+
+    void outputThatCannotBeDatedOrDeletedStaysNoted()
+    {
+        QFETCH(bool, failed);
+        if (geteuid() != 0)
+            QSKIP("Only root can give a file away.");
+        QVERIFY(openDirectories());
+        // In such a directory everybody can delete his own files alone.
+        QVERIFY(chmod(QFile::encodeName(path(u"obj"_s)).constData(), 01777) == 0);
+        QVERIFY(write(u"obj/a"_s, 2'000));
+        makeAsOrdinaryUser(failed);
+        QVERIFY(QFile::exists(path(u"obj/a"_s)));
+        QCOMPARE(TestFiles::read(marker()), "a\0\n"_ba);
+    }
+
+    void interruptedToolThatFailed_data()
+    {
+        QTest::addColumn<bool>("removesAfterFailure");
+        QTest::newRow("is removed after any failure") << true;
+        QTest::newRow("stays after other failures") << false;
+    }
+
+    void interruptedToolThatFailed()
+    {
+        QFETCH(bool, removesAfterFailure);
+        QVERIFY(TestFiles::writeProgram(path(u"tool"_s),
+                                        "echo half >\"$1\"; kill -TERM $PPID; exec sleep 60\n"));
+        OutputStep output = step({u"obj/a"_s});
+        output.removesAfterFailure = removesAfterFailure;
+        QCOMPARE(inChild([&] {
+                     Interruption::watch();
+                     return !m_project->makeOutputs(output, [&] { return runTool(); })
+                            && m_project->errorText()
+                                       == u"Interrupted by SIGTERM while tool was running"_s;
+                 }),
+                 0);
+        QVERIFY(!QFile::exists(path(u"obj/a"_s)));
+    }
+
+    void interruptedToolThatSucceeds()
+    {
+        QVERIFY(TestFiles::writeProgram(path(u"tool"_s),
+                                        "trap 'echo whole >\"$1\"; exit 0' TERM; kill -TERM $PPID\n"
+                                        "while :; do sleep 1; done\n"));
+        QCOMPARE(inChild([&] {
+                     Interruption::watch();
+                     return !m_project->makeOutputs(step({u"obj/a"_s}), [&] { return runTool(); });
+                 }),
+                 0);
+        QCOMPARE(TestFiles::read(path(u"obj/a"_s)), "whole\n"_ba);
+    }
+
+    void nothingIsMadeAfterAnInterruption()
+    {
+        QVERIFY(write(u"obj/a"_s, 2'000));
+        QCOMPARE(inChild([&] {
+                     Interruption::watch();
+                     raise(SIGHUP);
+                     bool called = false;
+                     return !m_project->makeOutputs(step({u"obj/a"_s}),
+                                                    [&] { return called = true; })
+                            && !called && m_project->errorText() == u"Interrupted by SIGHUP"_s;
+                 }),
+                 0);
+        QCOMPARE(objects(), (QStringList{u"a"_s, u"sub"_s}));
+    }
+
+    void recoveryDeletesWhatAKilledBuildLeft()
+    {
+        QVERIFY(write(u"obj/a"_s, 2'000));
+        QVERIFY(TestFiles::write(marker(), "a\0\n"_ba));
+        bool rebuildAll = false;
+        QVERIFY(m_project->recoverFromKill(&rebuildAll));
+        QVERIFY(!rebuildAll);
+        QCOMPARE(objects(), QStringList{u"sub"_s});
+    }
+
+    void recoveryFromATornFileBuildsAll()
+    {
+        QVERIFY(TestFiles::write(marker(), "a"));
+        bool rebuildAll = false;
+        QVERIFY(m_project->recoverFromKill(&rebuildAll));
+        QVERIFY(rebuildAll);
+    }
+
+    void recoveryWithNothingToDoLeavesTheFlagAlone()
+    {
+        bool rebuildAll = true;
+        QVERIFY(m_project->recoverFromKill(&rebuildAll));
+        QVERIFY(rebuildAll);
+        QVERIFY(!QFile::exists(marker()));
+    }
+
+    void recoveryThatFailsGivesItsReason()
+    {
+        QVERIFY(QDir().mkpath(marker()));
+        bool rebuildAll = false;
+        QVERIFY(!m_project->recoverFromKill(&rebuildAll));
+        QCOMPARE(m_project->errorText(), u"Error reading %1: Is a directory"_s.arg(marker()));
+    }
+
+    void imageOfAFailedToolStays()
+    {
+        installTool("echo half >\"$1\"; exit 3\n");
+        QVERIFY(!m_project->makeImage(toolPath(), {path(u"obj/image"_s)}, path(u"obj/image"_s), 0));
+        QVERIFY(QFile::exists(path(u"obj/image"_s)));
+    }
+
+    void imageOfAnInterruptedToolIsRemoved()
+    {
+        installTool("echo half >\"$1\"; kill -INT $PPID; exec sleep 60\n");
+        QCOMPARE(inChild([&] {
+                     Interruption::watch();
+                     return !m_project->makeImage(toolPath(), {path(u"obj/image"_s)},
+                                                  path(u"obj/image"_s), 0);
+                 }),
+                 0);
+        QVERIFY(!QFile::exists(path(u"obj/image"_s)));
+    }
+
+private:
+    QString path(const QString &name) const { return m_world->filePath(name); }
+    QString input() const { return path(u"input"_s); }
+    QString marker() const { return path(u"obj/.unfinished"_s); }
+    QString toolPath() const { return path(u"tool"_s); }
+    qint64 time(const QString &name) const { return FileStatus::of(path(name)).modified().seconds; }
+    QStringList objects() const
+    {
+        return QDir(path(u"obj"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
+    }
+    bool write(const QString &name, qint64 seconds) const
+    {
+        return TestFiles::write(path(name), "x")
+               && TestFiles::setModified(path(name), {seconds, 0});
+    }
+    void installTool(const QByteArray &script) const
+    {
+        QVERIFY(TestFiles::writeProgram(toolPath(), script));
+    }
+    bool runTool()
+    {
+        return m_project->runCommand({}, u"tool"_s, toolPath(), {path(u"obj/a"_s)}, 0);
+    }
+    bool openDirectories() const
+    {
+        return chmod(QFile::encodeName(m_world->path()).constData(), 0777) == 0
+               && chmod(QFile::encodeName(path(u"obj"_s)).constData(), 0777) == 0;
+    }
+
+    OutputStep step(const QStringList &outputs) const
+    {
+        QStringList paths;
+        for (const QString &output : outputs)
+            paths << path(output);
+        return {paths, input(), FileStatus::of(input())};
+    }
+
+    void makeAsOrdinaryUser(bool failed)
+    {
+        OutputStep output = step({u"obj/a"_s});
+        output.removesAfterFailure = false;
+        const auto make = [&] { return !failed && TestFiles::setModified(input(), {1'500, 0}); };
+        const QByteArray name = QFile::encodeName(input());
+        QVERIFY(chown(name.constData(), OrdinaryUser::number, OrdinaryUser::number) == 0);
+        const OrdinaryUser user;
+        QCOMPARE(m_project->makeOutputs(output, make), !failed);
+        m_project.reset();
+    }
+
+    /// @return the exit status of a process that does @p work: 0 when it has returned true
+    static int inChild(const std::function<bool()> &work)
+    {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(work() ? 0 : 1);
+        int status = -1;
+        waitpid(child, &status, 0);
+        return status;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_world;
+    ProjectSpec m_spec;
+    std::unique_ptr<RecordingProject> m_project;
+};
+
+QTEST_GUILESS_MAIN(TestMakeOutputs)
+#include "tst_makeoutputs.moc"
