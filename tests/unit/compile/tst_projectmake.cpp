@@ -2,6 +2,8 @@
 
 #include "testfiles.h"
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 
 /// What can be seen without the SDK programs; their runs are covered by the black-box tests.
@@ -200,6 +202,35 @@ private slots:
         QVERIFY(TestFiles::setModified(path(u"obj/root.lui"_s), {2000, 0}));
         QVERIFY(m_make->compile());
         QCOMPARE(objects(), QStringList{u" "_s + path(u"obj/root.luo"_s)});
+    }
+
+    void openFilesDoNotGrowWithTheDepthOfTheTree()
+    {
+        rlimit limit;
+        QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
+        const rlim_t before = limit.rlim_cur;
+        constexpr int levels = 60;
+        const QString deepest = u"src/"_s + u"d/"_s.repeated(levels) + u"a.lua"_s;
+        QVERIFY(TestFiles::write(path(deepest)));
+        m_make->process.preprocess_ = {0};
+        m_make->process.compile = {0};
+        limit.rlim_cur = levels;
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        const bool ok = m_make->compile();
+        limit.rlim_cur = before;
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        QVERIFY2(ok, qPrintable(m_make->errorString));
+        QCOMPARE(m_make->objects.size(), 1);
+    }
+
+    void withoutAnSdkTheIncludesAreTheProjectsOwn()
+    {
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        m_make->process.include = {u"one"_s};
+        QVERIFY(!m_make->compile()); // there is no tool beside this program
+        const QString command =
+                u"ztlpp --strip --trim -I one --out %1/obj/root/a.lui --root %1/src -- %1/src/a.lua"_s;
+        QCOMPARE(m_project->messages, QStringList{command.arg(m_world->path())});
     }
 
     void failedToolLeavesNoOutput_data()

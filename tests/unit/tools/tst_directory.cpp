@@ -15,6 +15,7 @@ private slots:
         QVERIFY(isLuaFile("X.LUA"));
         QVERIFY(isLuaFile("a.b.Lua"));
         QVERIFY(isLuaFile(".lua"));
+        QVERIFY(isLuaFile(".LUA"));
         QVERIFY(!isLuaFile("lua"));
         QVERIFY(!isLuaFile("a.luac"));
         QVERIFY(!isLuaFile("a.lua.txt"));
@@ -69,6 +70,18 @@ private slots:
         }
     }
 
+    void closingGivesTheDescriptorBack()
+    {
+        const QTemporaryDir world;
+        const auto openFiles = [] { return QDir(u"/proc/self/fd"_s).entryList().size(); };
+        const qsizetype before = openFiles();
+        Directory directory(world.path());
+        QVERIFY(directory.exists());
+        QCOMPARE(openFiles(), before + 1);
+        directory.close();
+        QCOMPARE(openFiles(), before);
+    }
+
     void missingDirectoryHasNoFilesUntilItIsMade()
     {
         const QTemporaryDir world;
@@ -94,6 +107,7 @@ private slots:
         const QByteArray path = QFile::encodeName(world.filePath(u"a"_s));
         const FileName file = FileName::of(path);
         QVERIFY(TestFiles::write(world.filePath(u"a"_s)));
+        QVERIFY(Directory(u""_s).status(file).exists());
         Directory directory({});
         QVERIFY(directory.exists());
         QVERIFY(directory.status(file).exists());

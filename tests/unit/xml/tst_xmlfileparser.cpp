@@ -31,6 +31,7 @@ public:
     /// @return what errorString() has behind its first line and the indentation
     QString message() const { return errorString().section(u"\n  "_s, 1); }
 
+    using XmlFileParser::expectStartElement;
     using XmlFileParser::readChildren;
 
 private:
@@ -61,6 +62,15 @@ private slots:
                                        "  (NoToken) Failed to open input file /missing/file.ztp."_s
                                                .arg(parser.lineNumber())
                                                .arg(parser.columnNumber()));
+    }
+
+    void endTagIsNoStartTag()
+    {
+        OpenParser parser("<r/>");
+        QVERIFY(parser.expectStartElement("r"));
+        QCOMPARE(parser.readNext(), QXmlStreamReader::EndElement);
+        QVERIFY(!parser.expectStartElement("r"));
+        QCOMPARE(parser.message(), u"(</r>) <r> expected."_s);
     }
 
     void fileThatIsTooLarge()
