@@ -62,6 +62,16 @@ private slots:
         QCOMPARE(QDir(path(u"obj"_s)).entryList(QDir::Files), QStringList());
     }
 
+    void longArgumentsArriveWhole()
+    {
+        QStringList arguments = numbers(20);
+        arguments[3] = QString(100'000, u'x');
+        arguments[4] = QString(20'000, u'\u00fc');
+        arguments[5] = QString(20'000, u'y');
+        QVERIFY(run(u"record"_s, arguments, 0));
+        QCOMPARE(log().split('\n').mid(2).join(' '), arguments.join(u' ').toUtf8() + ' ');
+    }
+
     void pathOfTheResponseFileIsAbsolute()
     {
         const QString before = QDir::currentPath();
