@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 #ifdef ZTMAKE_COVERAGE
+extern "C" {
 #include <gcov.h>
+}
 #endif
 
 namespace {
