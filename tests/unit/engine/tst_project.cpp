@@ -25,6 +25,14 @@ private slots:
         QCOMPARE(&project.spec(), &m_spec);
     }
 
+    void operationsHaveTheirNumbers()
+    {
+        QCOMPARE(static_cast<int>(Project::Operation::Build), 0);
+        QCOMPARE(static_cast<int>(Project::Operation::BuildAll), 1);
+        QCOMPARE(static_cast<int>(Project::Operation::ClearObsolete), 2);
+        QCOMPARE(static_cast<int>(Project::Operation::CleanFirmwareFolder), 3);
+    }
+
     void lastErrorStands()
     {
         RecordingProject project(m_spec);

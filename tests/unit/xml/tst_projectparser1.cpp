@@ -136,12 +136,20 @@ private slots:
     void nextFilesystemInheritsWhatClearingLeaves()
     {
         const Reading reading(project("<Filesystem Label='a' IncludeBase='1' CompileLua='1' "
-                                      "Verbose='2'/><Filesystem/>"));
+                                      "Verbose='2'><Merge Type='File'>x</Merge></Filesystem>"
+                                      "<Filesystem/>"));
         QVERIFY(reading.ok);
         FilesystemSpec second;
         second.type = 0;
         second.process.compile = {1};
         QVERIFY(reading.spec.filesystems[1] == second);
+    }
+
+    void secondProjectReplacesTheAttributesOfTheFirst()
+    {
+        const Reading reading(root + "<Project Name='a'/><Project Name='b'/></ZeltaProject>"_ba);
+        QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
+        QCOMPARE(reading.spec.name, u"b"_s);
     }
 
     void sourceInPiecesKeepsTheLast()

@@ -61,6 +61,19 @@ private slots:
         QCOMPARE(reports[2].total, 0u);
     }
 
+    void parserMayBeUsedAgain()
+    {
+        Reading reading(head
+                        + "<TSREPORT sourcelanguage='en'><source><stats unfinished='70000'/>"
+                          "</source></TSREPORT>"_ba);
+        QVERIFY(reading.ok);
+        QCOMPARE(reading.parser.reports()[0].unfinished, 70000u);
+        QVERIFY(TestFiles::write(reading.path, head + "<TSREPORT><source/></TSREPORT>"_ba));
+        QVERIFY(reading.parser.parse(reading.path));
+        QCOMPARE(reading.parser.reports().size(), 1);
+        QCOMPARE(reading.parser.reports()[0].sourceLanguage, QString());
+    }
+
     void emptyReport()
     {
         const Reading reading(head + "<TSREPORT/>"_ba);
