@@ -204,6 +204,19 @@ private slots:
         QCOMPARE(objects(), QStringList{u" "_s + path(u"obj/root.luo"_s)});
     }
 
+    void copyUnderAnEditedProjectFileIsNotCurrent()
+    {
+        m_spec.projectFile = path(u"box.ztp"_s);
+        QVERIFY(TestFiles::write(m_spec.projectFile));
+        QVERIFY(TestFiles::setModified(m_spec.projectFile, {2000, 0}));
+        m_project->setProjectFileTime(QDateTime::fromMSecsSinceEpoch(1'000'000));
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        m_make->process.preprocess_ = {0};
+        m_make->process.compile = {0};
+        QVERIFY(m_make->compile());
+        QVERIFY(FileStatus::of(path(u"obj/root/a.lua"_s)).modified() < (FileTime{1000, 0}));
+    }
+
     void openFilesDoNotGrowWithTheDepthOfTheTree()
     {
         rlimit limit;
