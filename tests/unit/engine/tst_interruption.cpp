@@ -207,11 +207,15 @@ private:
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
     }
 
+    /// No process outlives a failed test for longer.
+    static constexpr unsigned secondsAtMost = 20;
+
     /// @return the exit status of a process that does @p work, or the negative of its last signal
     static int endOf(const std::function<void()> &work)
     {
         const pid_t child = fork();
         if (child == 0) {
+            alarm(secondsAtMost);
             work();
             _exit(0);
         }
@@ -227,6 +231,7 @@ private:
         sigprocmask(SIG_BLOCK, &all, &before); // until the child is ready
         const pid_t child = fork();
         if (child == 0) {
+            alarm(secondsAtMost);
             for (const int number : {SIGINT, SIGTERM, SIGHUP})
                 std::signal(number, handler);
             sigprocmask(SIG_SETMASK, &before, nullptr);
