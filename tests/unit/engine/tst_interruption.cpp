@@ -2,8 +2,11 @@
 
 #include <QtTest>
 
+#include <cerrno>
 #include <csignal>
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +99,27 @@ private slots:
                          _exit(5);
                      int status = 0;
                      require(waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 5);
+                 }),
+                 0);
+    }
+
+    void writesFailInsteadOfEndingTheProgram()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     int ends[2];
+                     require(pipe(ends) == 0 && close(ends[0]) == 0);
+                     require(write(ends[1], "x", 1) == -1 && errno == EPIPE);
+                 }),
+                 0);
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     const QTemporaryDir world;
+                     const rlimit nothing{0, 0};
+                     const int file = open(qPrintable(world.filePath(QStringLiteral("file"))),
+                                           O_CREAT | O_WRONLY, 0600);
+                     require(file >= 0 && setrlimit(RLIMIT_FSIZE, &nothing) == 0);
+                     require(write(file, "x", 1) == -1 && errno == EFBIG);
                  }),
                  0);
     }
