@@ -78,6 +78,7 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     for (const DirectoryListing::Entry &entry : listing.entries) {
         const QByteArrayView text = listing.name(entry);
         const FileName name = FileName::of(text);
+        // It is opened again behind a sub-directory, see below.
         if (!sources.exists() && !isUsual(errno))
             return raiseUnreadable(sources);
         const FileStatus status = entry.isDirectory ? FileStatus() : sources.status(name);

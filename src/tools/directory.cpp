@@ -87,10 +87,12 @@ DirectoryListing Directory::luaFilesAndDirectories()
         return listing;
     }
     // The stream owns its descriptor; this one stays for the queries that follow.
-    const std::unique_ptr<DIR, int (*)(DIR *)> stream(
-            fdopendir(fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0)), closedir);
+    const int descriptor = fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0);
+    const std::unique_ptr<DIR, int (*)(DIR *)> stream(fdopendir(descriptor), closedir);
     if (!stream) {
         listing.error = errno;
+        if (descriptor >= 0)
+            ::close(descriptor);
         return listing;
     }
     for (;;) {
