@@ -2,6 +2,7 @@
 #include "engine/interruption.h"
 
 #include "testfiles.h"
+#include "testprocess.h"
 
 #include <cerrno>
 #include <csignal>
@@ -142,7 +143,7 @@ private slots:
     void standardStreamsAreShared()
     {
         QVERIFY(TestFiles::write(path(u"in"_s), "the input"));
-        const int status = inChild([this] {
+        const int status = TestProcess::inChild([this] {
             const int in = open(QFile::encodeName(path(u"in"_s)).constData(), O_RDONLY);
             const int out = creat(QFile::encodeName(path(u"out"_s)).constData(), 0666);
             const int err = creat(QFile::encodeName(path(u"err"_s)).constData(), 0666);
@@ -156,7 +157,7 @@ private slots:
 
     void interruptionIsPassedOn()
     {
-        const int status = inChild([] {
+        const int status = TestProcess::inChild([] {
             Interruption::watch();
             // The shell dies of the signal that it has sent to this process alone.
             const ProcessEnd end =
@@ -168,7 +169,7 @@ private slots:
 
     void secondInterruptionKills()
     {
-        const int status = inChild([] {
+        const int status = TestProcess::inChild([] {
             Interruption::watch();
             const ProcessEnd end = runProcess({}, u"/bin/sh"_s,
                                               {u"-c"_s, u"trap 'kill -INT $PPID' TERM; "
@@ -181,7 +182,7 @@ private slots:
     // Otherwise the program would be left to itself, for instance when it stops for its terminal.
     void signalWithoutAHandlerDoesNotEndTheWait()
     {
-        const int status = inChild([] {
+        const int status = TestProcess::inChild([] {
             Interruption::watch();
             std::signal(SIGUSR1, [](int) {});
             return runProcess({}, u"/bin/sh"_s, {u"-c"_s, u"kill -USR1 $PPID; exit 5"_s}).status
@@ -197,17 +198,6 @@ private:
         return runProcess({}, u"/bin/sh"_s,
                           QStringList{u"-c"_s, QString::fromUtf8(script), u"sh"_s} + arguments);
     }
-    /// @return the exit status of a process that does @p work: 0 when it has returned true
-    static int inChild(const std::function<bool()> &work)
-    {
-        const pid_t child = fork();
-        if (child == 0)
-            _exit(work() ? 0 : 1);
-        int status = -1;
-        waitpid(child, &status, 0);
-        return status;
-    }
-
     std::unique_ptr<QTemporaryDir> m_world;
 };
 

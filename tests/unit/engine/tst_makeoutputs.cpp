@@ -2,6 +2,7 @@
 #include "engine/project.h"
 
 #include "testfiles.h"
+#include "testprocess.h"
 
 #include <csignal>
 
@@ -261,7 +262,7 @@ private slots:
                                         "echo half >\"$1\"; kill -TERM $PPID; exec sleep 60\n"));
         OutputStep output = step({u"obj/a"_s});
         output.removesAfterFailure = removesAfterFailure;
-        QCOMPARE(inChild([&] {
+        QCOMPARE(TestProcess::inChild([&] {
                      Interruption::watch();
                      return !m_project->makeOutputs(output, [&] { return runTool(); })
                             && m_project->errorText()
@@ -276,7 +277,7 @@ private slots:
         QVERIFY(TestFiles::writeProgram(path(u"tool"_s),
                                         "trap 'echo whole >\"$1\"; exit 0' TERM; kill -TERM $PPID\n"
                                         "while :; do sleep 1; done\n"));
-        QCOMPARE(inChild([&] {
+        QCOMPARE(TestProcess::inChild([&] {
                      Interruption::watch();
                      return !m_project->makeOutputs(step({u"obj/a"_s}), [&] { return runTool(); });
                  }),
@@ -287,7 +288,7 @@ private slots:
     void nothingIsMadeAfterAnInterruption()
     {
         QVERIFY(write(u"obj/a"_s, 2'000));
-        QCOMPARE(inChild([&] {
+        QCOMPARE(TestProcess::inChild([&] {
                      Interruption::watch();
                      raise(SIGHUP);
                      bool called = false;
@@ -343,7 +344,7 @@ private slots:
     void imageOfAnInterruptedToolIsRemoved()
     {
         installTool("echo half >\"$1\"; kill -INT $PPID; exec sleep 60\n");
-        QCOMPARE(inChild([&] {
+        QCOMPARE(TestProcess::inChild([&] {
                      Interruption::watch();
                      return !m_project->makeImage(toolPath(), {path(u"obj/image"_s)},
                                                   path(u"obj/image"_s), 0);
@@ -399,17 +400,6 @@ private:
         const OrdinaryUser user;
         QCOMPARE(m_project->makeOutputs(output, make), !failed);
         m_project.reset();
-    }
-
-    /// @return the exit status of a process that does @p work: 0 when it has returned true
-    static int inChild(const std::function<bool()> &work)
-    {
-        const pid_t child = fork();
-        if (child == 0)
-            _exit(work() ? 0 : 1);
-        int status = -1;
-        waitpid(child, &status, 0);
-        return status;
     }
 
     std::unique_ptr<QTemporaryDir> m_world;

@@ -1,6 +1,7 @@
 #include "engine/project.h"
 
 #include "testfiles.h"
+#include "testprocess.h"
 
 #include <QRegularExpression>
 
@@ -101,7 +102,7 @@ private slots:
 
     void nothingRunsWithHalfTheResponseFile()
     {
-        const rlimit unlimited = limitFileSize(4);
+        const rlimit unlimited = TestProcess::limitFileSize(4);
         const bool ok = run(u"record"_s, numbers(17), 0);
         setrlimit(RLIMIT_FSIZE, &unlimited);
         QVERIFY(!ok);
@@ -249,17 +250,6 @@ private:
     {
         return m_project->runCommand(workDir, u"shown"_s, path(program), arguments, verbose);
     }
-    /// @return the limit before
-    static rlimit limitFileSize(rlim_t bytes)
-    {
-        signal(SIGXFSZ, SIG_IGN);
-        rlimit before{};
-        getrlimit(RLIMIT_FSIZE, &before);
-        const rlimit limited{bytes, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limited);
-        return before;
-    }
-
     std::unique_ptr<QTemporaryDir> m_world;
     ProjectSpec m_spec;
     std::unique_ptr<RecordingProject> m_project;

@@ -1,6 +1,7 @@
 #include "engine/unfinishedoutputs.h"
 
 #include "testfiles.h"
+#include "testprocess.h"
 
 #include <csignal>
 
@@ -349,7 +350,7 @@ private slots:
     {
         UnfinishedOutputs outputs(path(u"obj"_s));
         QString error;
-        const rlimit unlimited = limitFileSize(4);
+        const rlimit unlimited = TestProcess::limitFileSize(4);
         const bool ok = outputs.begin({path(u"obj/root/a"_s)}, &error);
         setrlimit(RLIMIT_FSIZE, &unlimited);
         QVERIFY(!ok);
@@ -362,7 +363,7 @@ private slots:
     {
         UnfinishedOutputs outputs(path(u"obj"_s));
         QVERIFY(begin(outputs, {u"obj/root/a"_s}));
-        const rlimit unlimited = limitFileSize(0);
+        const rlimit unlimited = TestProcess::limitFileSize(0);
         outputs.end();
         setrlimit(RLIMIT_FSIZE, &unlimited);
         QVERIFY(!QFile::exists(marker()));
@@ -434,17 +435,6 @@ private:
         }
         QVERIFY(isKilled(child));
         QVERIFY(QFile::exists(marker()));
-    }
-
-    /// @return the limit before
-    static rlimit limitFileSize(rlim_t bytes)
-    {
-        signal(SIGXFSZ, SIG_IGN);
-        rlimit before{};
-        getrlimit(RLIMIT_FSIZE, &before);
-        const rlimit limited{bytes, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limited);
-        return before;
     }
 
     std::unique_ptr<QTemporaryDir> m_world;

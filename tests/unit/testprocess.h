@@ -1,0 +1,36 @@
+#pragma once
+
+#include <csignal>
+#include <functional>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+/// What tests need of processes and their limits.
+namespace TestProcess {
+
+/// @return the exit status of a process that does @p work: 0 when it has returned true
+inline int inChild(const std::function<bool()> &work)
+{
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(work() ? 0 : 1);
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+/// Makes writes beyond so many bytes of a file fail.
+/// @return the limit before, to be set again
+inline rlimit limitFileSize(rlim_t bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limited{bytes, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+    return before;
+}
+
+} // namespace TestProcess
