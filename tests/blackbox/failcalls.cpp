@@ -39,8 +39,8 @@ struct Plan
     std::string failed; ///< the call and its path
 };
 
-Plan *g_plan = nullptr;
-pid_t g_process = 0;
+Plan *activePlan = nullptr;
+pid_t plannedProcess = 0;
 
 template <typename Function>
 Function *real(const char *name)
@@ -70,17 +70,17 @@ int errorNumber(const char *name)
     const char *text = getenv("ZTTEST_FAULT");
     static Plan plan;
     if (text && sscanf(text, "%15s %15s %ld", plan.kind, plan.what, &plan.number) == 3)
-        g_plan = &plan;
-    g_process = getpid();
+        activePlan = &plan;
+    plannedProcess = getpid();
 }
 
 [[gnu::destructor]] void writeCount()
 {
     const char *name = getenv("ZTTEST_FAULT_LOG");
-    if (!g_plan || !name || getpid() != g_process)
+    if (!activePlan || !name || getpid() != plannedProcess)
         return;
     if (FILE *log = fopen(name, "w")) {
-        fprintf(log, "%ld %s\n", g_plan->count, g_plan->failed.c_str());
+        fprintf(log, "%ld %s\n", activePlan->count, activePlan->failed.c_str());
         fclose(log);
     }
 }
@@ -101,18 +101,19 @@ void edit(const char *name)
 /// @return whether this call is the one, in which case errno is set
 bool fails(const char *kind, const char *call, const char *path = "")
 {
-    if (!g_plan || (strcmp(g_plan->kind, "any") != 0 && strcmp(g_plan->kind, kind) != 0))
+    if (!activePlan
+        || (strcmp(activePlan->kind, "any") != 0 && strcmp(activePlan->kind, kind) != 0))
         return false;
-    if (++g_plan->count != g_plan->number)
+    if (++activePlan->count != activePlan->number)
         return false;
-    g_plan->failed = std::string(call) + ' ' + (path ? path : "");
-    if (strcmp(g_plan->what, "KILL") == 0)
+    activePlan->failed = std::string(call) + ' ' + (path ? path : "");
+    if (strcmp(activePlan->what, "KILL") == 0)
         kill(getpid(), SIGKILL);
-    else if (strcmp(g_plan->what, "TERM") == 0)
+    else if (strcmp(activePlan->what, "TERM") == 0)
         raise(SIGTERM);
-    else if (strcmp(g_plan->what, "EDIT") == 0)
+    else if (strcmp(activePlan->what, "EDIT") == 0)
         edit(getenv("ZTTEST_FAULT_FILE"));
-    const int error = errorNumber(g_plan->what);
+    const int error = errorNumber(activePlan->what);
     if (error != 0)
         errno = error;
     return error != 0;
@@ -120,7 +121,8 @@ bool fails(const char *kind, const char *call, const char *path = "")
 
 bool isShort()
 {
-    return g_plan && g_plan->count == g_plan->number && strcmp(g_plan->what, "SHORT") == 0;
+    return activePlan && activePlan->count == activePlan->number
+           && strcmp(activePlan->what, "SHORT") == 0;
 }
 
 mode_t modeOf(int flags, va_list arguments)

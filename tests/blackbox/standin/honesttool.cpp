@@ -35,9 +35,9 @@ namespace {
 using Strings = std::vector<std::string>;
 using Outputs = std::map<std::string, std::string>; // what goes into which file
 
-volatile sig_atomic_t g_signal = 0;
-bool g_cleans = false;
-std::string g_source; // the input, when it is a source
+volatile sig_atomic_t pendingSignal = 0;
+bool cleansUp = false;
+std::string sourceInput; // the input, when it is a source
 
 std::string readFile(const std::string &path)
 {
@@ -95,7 +95,7 @@ void handleSignals(void (*handler)(int))
 
 void noteSignal(int number)
 {
-    g_signal = number;
+    pendingSignal = number;
 }
 
 void act(const std::string &text)
@@ -113,7 +113,7 @@ void act(const std::string &text)
     } else if (action == "catch") {
         handleSignals(noteSignal);
     } else if (action == "clean") {
-        g_cleans = true;
+        cleansUp = true;
         handleSignals(noteSignal);
     } else if (action == "ignore") {
         handleSignals(SIG_IGN);
@@ -123,7 +123,7 @@ void act(const std::string &text)
         std::string added;
         std::getline(words >> std::ws, added);
         if (argument == "-")
-            argument = g_source;
+            argument = sourceInput;
         if (argument.empty())
             return;
         distinctTime();
@@ -325,7 +325,7 @@ int main(int argc, char **argv)
             const bool isSource =
                     extension == ".lua" || extension == ".ts" || extension == ".mtdef";
             if (isSource && path.stem() != "mtd16") // which is made of another
-                g_source = argument;
+                sourceInput = argument;
         }
     }
     reach("start");
@@ -339,7 +339,7 @@ int main(int argc, char **argv)
     for (const auto &[path, text] : outputs)
         writeFile(path, text);
     reach("end");
-    if (g_signal != 0 && g_cleans) {
+    if (pendingSignal != 0 && cleansUp) {
         for (const auto &[path, text] : outputs)
             std::filesystem::remove(path);
         return 1;

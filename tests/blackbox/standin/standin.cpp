@@ -175,7 +175,7 @@ bool isOutputOption(const std::string &tool, const std::string &argument)
            || (tool == "lrelease" && argument == "-qm");
 }
 
-volatile sig_atomic_t g_caught = 0;
+volatile sig_atomic_t caught = 0;
 
 void handleSignals(void (*handler)(int))
 {
@@ -198,9 +198,9 @@ void waitForSignal()
     sigset_t before{};
     sigfillset(&all);
     ::sigprocmask(SIG_BLOCK, &all, &before);
-    while (g_caught == 0)
+    while (caught == 0)
         ::sigsuspend(&before);
-    g_caught = 0;
+    caught = 0;
     ::sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -264,7 +264,7 @@ bool doAfterLogging(const std::string &tool, const Strings &arguments, const Str
         } else if (action == "signal") {
             sendSignal(argument);
         } else if (action == "catch") {
-            handleSignals([](int) { g_caught = 1; });
+            handleSignals([](int) { caught = 1; });
         } else if (action == "ignore") {
             handleSignals(SIG_IGN);
         } else if (action == "wait") {
