@@ -78,10 +78,13 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     for (const DirectoryListing::Entry &entry : listing.entries) {
         const QByteArrayView text = listing.name(entry);
         const FileName name = FileName::of(text);
-        // It is opened again behind a sub-directory, see below.
-        if (!sources.exists() && !isUsual(errno))
-            return raiseUnreadable(sources);
-        const FileStatus status = entry.isDirectory ? FileStatus() : sources.status(name);
+        FileStatus status;
+        if (!entry.isDirectory) {
+            // It is opened again behind a sub-directory, see below.
+            if (!sources.exists() && !isUsual(errno))
+                return raiseUnreadable(sources);
+            status = sources.status(name);
+        }
         const QString entryPath = Tools::joinPath(prefix, text);
         if (entry.isDirectory || status.isDirectory()) {
             // The number of open files must not grow with the depth of the tree.

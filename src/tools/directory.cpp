@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <memory>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -40,19 +40,21 @@ Directory::~Directory()
     close();
 }
 
-bool Directory::open(int mode) const
+bool Directory::exists() const
 {
     if (m_descriptor == closed) {
         m_descriptor = m_path.isEmpty() ? AT_FDCWD
                                         : ::open(QFile::encodeName(m_path).constData(),
-                                                 mode | O_DIRECTORY | O_CLOEXEC);
+                                                 O_PATH | O_DIRECTORY | O_CLOEXEC);
     }
     return m_descriptor != closed;
 }
 
 void Directory::close()
 {
-    if (m_descriptor >= 0)
+    if (m_stream)
+        closedir(std::exchange(m_stream, nullptr));
+    else if (m_descriptor >= 0)
         ::close(m_descriptor);
     m_descriptor = closed;
 }
@@ -62,14 +64,9 @@ QString Directory::filePath(const FileName &name) const
     return Tools::joinPath(m_prefix, name.stem, name.extension);
 }
 
-bool Directory::exists() const
-{
-    return open(O_PATH);
-}
-
 FileStatus Directory::status(const FileName &name) const
 {
-    if (!open(O_PATH))
+    if (!exists())
         return {};
     QVarLengthArray<char, NAME_MAX + 1> text(name.stem.size() + name.extension.size() + 1);
     char *end = std::copy(name.stem.begin(), name.stem.end(), text.data());
@@ -82,22 +79,15 @@ DirectoryListing Directory::luaFilesAndDirectories()
 {
     DirectoryListing listing;
     close(); // it may have been opened for queries only
-    if (!open(O_RDONLY)) {
+    m_stream = opendir(QFile::encodeName(m_path).constData());
+    if (!m_stream) {
         listing.error = errno;
         return listing;
     }
-    // The stream owns its descriptor; this one stays for the queries that follow.
-    const int descriptor = fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0);
-    const std::unique_ptr<DIR, int (*)(DIR *)> stream(fdopendir(descriptor), closedir);
-    if (!stream) {
-        listing.error = errno;
-        if (descriptor >= 0)
-            ::close(descriptor);
-        return listing;
-    }
+    m_descriptor = dirfd(m_stream);
     for (;;) {
         errno = 0;
-        const dirent *entry = readdir(stream.get());
+        const dirent *entry = readdir(m_stream);
         if (!entry) {
             listing.error = errno;
             return listing;
@@ -108,7 +98,7 @@ DirectoryListing Directory::luaFilesAndDirectories()
         const bool isLua = isLuaFile(name);
         if (!mayBeDirectory && !(entry->d_type == DT_REG && isLua))
             continue;
-        if (name.startsWith('.') || !(Tools::isAscii(name) || name.isValidUtf8()))
+        if (name.startsWith('.') || !name.isValidUtf8())
             continue;
         listing.entries.push_back({static_cast<qsizetype>(listing.names.size()), name.size(),
                                    entry->d_type == DT_DIR, isLua});

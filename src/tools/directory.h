@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <dirent.h>
+
 /// A name in the file system's encoding, in two parts, so that the names of a source's outputs need
 /// no text of their own. It refers to the text that it was made from.
 struct FileName
@@ -74,11 +76,10 @@ public:
 private:
     static constexpr int closed = -1; // what open(2) returns on failure, too
 
-    bool open(int mode) const;
-
     QString m_path;
     QString m_prefix; ///< the path, ready for a name to be put behind it
     mutable int m_descriptor = closed;
+    DIR *m_stream = nullptr; ///< owns the descriptor, unless it is null
 };
 
 /// @return whether the name ends in ".lua", in any case

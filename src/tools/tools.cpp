@@ -9,16 +9,20 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+bool isAscii(QByteArrayView text)
+{
+    return QtPrivate::isAscii(QLatin1StringView(text));
+}
+
+} // namespace
+
 namespace Tools {
 
 QString ensureDirectorySeparator(const QString &path)
 {
     return path.isEmpty() || path.endsWith(u'/') ? path : path + u'/';
-}
-
-bool isAscii(QByteArrayView text)
-{
-    return QtPrivate::isAscii(QLatin1StringView(text));
 }
 
 QString joinPath(const QString &prefix, QByteArrayView name, QByteArrayView extension)

@@ -10,9 +10,6 @@ namespace Tools {
 /// @return @p path ending in "/"; an empty path stays empty
 QString ensureDirectorySeparator(const QString &path);
 
-/// @return whether every character is in the range of ASCII
-bool isAscii(QByteArrayView text);
-
 /// @return @p prefix followed by @p name and @p extension, which are in the file system's encoding
 QString joinPath(const QString &prefix, QByteArrayView name, QByteArrayView extension = {});
 

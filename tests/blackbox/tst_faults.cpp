@@ -153,8 +153,8 @@ bool isGoodMessage(const QByteArray &err)
 /// Whether the call that failed has opened a folder of sources.
 bool isSourceFolder(const QByteArray &description)
 {
-    return description.contains("(open root") || description.contains("(open plain")
-           || description.contains("(fdopendir)");
+    static const QRegularExpression folder(u"\\((open|opendir) (root|plain)"_s);
+    return folder.match(QString::fromUtf8(description)).hasMatch();
 }
 
 /// Files that may be there besides those of a clean build, when they could not be deleted.
