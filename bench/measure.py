@@ -8,6 +8,7 @@ ratios of paired runs: one run of each program after the other, many times over.
 """
 
 import os
+import platform
 import re
 import shutil
 import statistics
@@ -18,8 +19,8 @@ import time
 import generate
 
 DEFAULT_SIZES = [100, 1000, 10000, 50000, 100000]
-FULL_BUILD_SIZES = [100, 1000]
-TRACED_SIZE = 10000
+NOT_FULLY_BUILT = 50000  # the time goes to the sizes around it
+COUNTED_SIZE = 10000  # for callgrind
 SLOW_MAKE = 10000  # make needs seconds from here on, so it runs less often
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C.UTF-8"}
 NULL_STREAMS = [(os.POSIX_SPAWN_OPEN, stream, "/dev/null", os.O_WRONLY, 0) for stream in (1, 2)]
@@ -55,6 +56,13 @@ def ratio(times, name):
 
 def median_ms(times, name):
     return statistics.median(times[name]) * 1000
+
+
+def growth(sizes, milliseconds):
+    """The time of each file beyond those of the first size, in microseconds."""
+    for size, took in zip(sizes, milliseconds):
+        yield "" if size == sizes[0] else (
+            f"{(took - milliseconds[0]) / (size - sizes[0]) * 1000:.2f} µs")
 
 
 def peak_memory(command):
@@ -106,13 +114,14 @@ def measure_start(programs, report):
     for _ in range(201):
         usage = seconds([f"{programs}/ztmake", "--help"], expected_status=1)
         pairs.append(usage / seconds([f"{programs}/bench_empty"]))
-    report.text("## Start", "From the start to the usage text, over an empty Qt Core program: "
-                f"**{statistics.median(pairs):.2f}**.")
+    report.text("## Start")
+    report.text("From the start to the usage text, over an empty Qt Core program: "
+                f"{statistics.median(pairs):.2f}.")
 
 
 def measure_no_op(sizes, programs, scratch, report):
     """Nothing to do, at every size."""
-    rows, memory = [], []
+    rows, memory, calls = [], [], {}
     for size in sizes:
         steps = generate.make_project(f"{scratch}/{size}", size, f"{programs}/ztmake",
                                       f"{programs}/bench_nothing")
@@ -126,56 +135,69 @@ def measure_no_op(sizes, programs, scratch, report):
         times = paired_times(commands, max(7, min(101, 200000 // size)))
         slow = paired_times({"ztmake": ZTMAKE, "make": [shutil.which("make"), "-s"]},
                             3 if size >= SLOW_MAKE else 21)
-        rows.append([f"{size:,}", f"{ratio(times, 'ninja'):.2f}", f"{ratio(slow, 'make'):.3f}",
-                     f"{ratio(times, 'walk'):.2f}",
-                     f"{statistics.median(times['ztmake']) / size * 1e6:.2f} µs"])
+        rows.append([f"{size:,}", f"{ratio(times, 'ninja'):.2f}", f"{ratio(slow, 'make'):.2f}",
+                     f"{ratio(times, 'walk'):.2f}"])
         memory.append([f"{size:,}"] + [f"{value:.0f} MiB" for value in
                                        (peak_memory(ZTMAKE), peak_memory(commands["ninja"]))])
         memory[-1].append(f"{peak_memory(ZTMAKE) / peak_memory(commands['ninja']):.2f}")
         report.plot.append((size, median_ms(times, "ztmake"), median_ms(times, "ninja"),
                             median_ms(slow, "make"), median_ms(times, "walk")))
-        if size == TRACED_SIZE:
-            traced = (system_calls(ZTMAKE), instructions(ZTMAKE))
+        calls[size] = system_calls(ZTMAKE)
+        if size == COUNTED_SIZE:
+            instruction_count = instructions(ZTMAKE)
         os.chdir(scratch)
         shutil.rmtree(f"{scratch}/{size}")
     report.text("## Nothing to do")
+    for row, step in zip(rows, growth(sizes, [point[1] for point in report.plot])):
+        row.append(step)
     report.table(["Lua files", "ztmake / ninja", "ztmake / make", "ztmake / walk",
-                  "ztmake, a file"], rows)
+                  f"ztmake, each file beyond {sizes[0]:,}"], rows)
     report.text("![Time of a build with nothing to do against the number of files]"
                 "(benchmarks.svg)")
     report.text("## Peak memory, nothing to do")
     report.table(["Lua files", "ztmake", "ninja", "ztmake / ninja"], memory)
-    if TRACED_SIZE in sizes:
-        report_trace(report, *traced)
+    report_calls(report, calls)
+    if COUNTED_SIZE in sizes:
+        report.text("## Instructions, nothing to do")
+        report.text(f"Counted by callgrind, {COUNTED_SIZE:,} files: "
+                    f"{instruction_count / 1e6:.1f} million.")
 
 
-def report_trace(report, calls, count):
-    """System calls and instructions of the build with nothing to do."""
-    stats = sum(n for name, n in calls.items() if "stat" in name and "statfs" not in name)
-    report.text(f"## System calls, nothing to do, {TRACED_SIZE:,} files",
-                f"Of the stat family {stats / TRACED_SIZE:.2f} a Lua file. "
-                f"Instructions (callgrind), all in all: {count / 1e6:.1f} million.")
-    most = sorted(calls.items(), key=lambda item: -item[1])[:10]
-    report.table(["Call", "Times"], [[name, f"{n:,}"] for name, n in most])
+def report_calls(report, calls):
+    """The system calls of the builds with nothing to do: the most frequent kinds."""
+    def stats(counts):
+        return sum(n for name, n in counts.items() if "stat" in name and "statfs" not in name)
+    largest = calls[max(calls)]
+    kinds = sorted(largest, key=lambda name: -largest[name])[:8]
+    report.text("## System calls, nothing to do")
+    report.table(["Lua files"] + [f"{size:,}" for size in calls],
+                 [[name] + [f"{counts.get(name, 0):,}" for counts in calls.values()]
+                  for name in kinds]
+                 + [["stat family, a Lua file"]
+                    + [f"{stats(counts) / size:.2f}" for size, counts in calls.items()]])
 
 
-def measure_full_build(programs, scratch, report):
+def measure_full_build(sizes, programs, scratch, report):
     """Everything to do, tools that do nothing."""
     rows = []
-    for size in FULL_BUILD_SIZES:
+    for size in sizes:
+        if size == NOT_FULLY_BUILT:
+            continue
+        rounds = max(1, min(21, 20000 // size))
         steps = generate.make_project(f"{scratch}/full{size}", size, f"{programs}/ztmake",
                                       f"{programs}/bench_nothing")
         os.chdir(f"{scratch}/full{size}")
         commands = {"ztmake": ZTMAKE, "spawn": [f"{programs}/bench_spawn", "commands.txt"],
                     "ninja": [shutil.which("ninja"), "-j1", "--quiet"],
                     "make": [shutil.which("make"), "-s"]}
-        times = paired_times(commands, 11, lambda steps=steps: generate.mark_unbuilt(steps))
+        times = paired_times(commands, rounds, lambda steps=steps: generate.mark_unbuilt(steps))
         rows.append([f"{size:,}"] + [f"{ratio(times, name):.2f}"
-                                     for name in ("spawn", "ninja", "make")])
+                                     for name in ("spawn", "ninja", "make")] + [f"{rounds}"])
         os.chdir(scratch)
         shutil.rmtree(f"{scratch}/full{size}")
     report.text("## Everything to do")
-    report.table(["Lua files", "ztmake / spawn", "ztmake / ninja -j1", "ztmake / make"], rows)
+    report.table(["Lua files", "ztmake / spawn", "ztmake / ninja -j1", "ztmake / make", "Pairs"],
+                 rows)
 
 
 def draw(plot, path):
@@ -212,6 +234,16 @@ Ratios are medians over paired runs of whole processes; below 1, ztmake is faste
 """
 
 
+def machine():
+    """What the figures were measured with."""
+    def version(*command):
+        text = subprocess.run(command, capture_output=True, text=True, check=True).stdout
+        return re.search(r"\d+(\.\d+)+", text)[0]
+    kernel = ".".join(platform.release().split(".")[:2])
+    return (f"Measured with {os.cpu_count()} processors, Linux {kernel}, "
+            f"ninja {version('ninja', '--version')} and make {version('make', '--version')}.")
+
+
 def main():
     programs, scratch, path = (os.path.abspath(argument) for argument in sys.argv[1:4])
     sizes = [int(size) for size in sys.argv[4:]] or DEFAULT_SIZES
@@ -219,9 +251,10 @@ def main():
     os.makedirs(scratch)
     report = Report()
     report.text(HEAD.rstrip())
+    report.text(machine())
     measure_start(programs, report)
     measure_no_op(sizes, programs, scratch, report)
-    measure_full_build(programs, scratch, report)
+    measure_full_build(sizes, programs, scratch, report)
     draw(report.plot, path.removesuffix(".md") + ".svg")
     with open(path, "w") as file:
         file.write("\n".join(report.lines).rstrip() + "\n")

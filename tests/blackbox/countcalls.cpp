@@ -3,9 +3,11 @@
 //
 // A call that the C library makes for itself is not seen; the program's own and Qt's are.
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,6 +18,7 @@ namespace {
 long statCalls = 0;
 long accessCalls = 0;
 long mkdirCalls = 0;
+long openCalls = 0;
 
 template <typename Function>
 Function *real(const char *name)
@@ -35,7 +38,7 @@ Function *real(const char *name)
     FILE *log = name ? fopen(name, "w") : nullptr;
     if (!log)
         return;
-    fprintf(log, "%ld %ld %ld\n", statCalls, accessCalls, mkdirCalls);
+    fprintf(log, "%ld %ld %ld %ld\n", statCalls, accessCalls, mkdirCalls, openCalls);
     fclose(log);
 }
 
@@ -43,7 +46,31 @@ Function *real(const char *name)
 
 // The C library calls its parameters by names of its own.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+
+#define OPEN(name)                                                                                 \
+    int name(const char *path, int flags, ...)                                                     \
+    {                                                                                              \
+        static const auto function = real<int(const char *, int, ...)>(#name);                     \
+        va_list arguments;                                                                         \
+        va_start(arguments, flags);                                                                \
+        const bool hasMode = (flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE;                \
+        const mode_t mode = hasMode ? static_cast<mode_t>(va_arg(arguments, unsigned)) : 0;        \
+        va_end(arguments);                                                                         \
+        ++openCalls;                                                                               \
+        return function(path, flags, mode);                                                        \
+    }
+
 extern "C" {
+
+OPEN(open)
+OPEN(open64)
+
+DIR *opendir(const char *path)
+{
+    static const auto function = real<DIR *(const char *)>("opendir");
+    ++openCalls;
+    return function(path);
+}
 
 int stat(const char *path, struct stat *data) noexcept
 {

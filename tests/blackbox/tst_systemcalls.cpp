@@ -9,7 +9,7 @@ class tst_SystemCalls : public QObject
     Q_OBJECT
 
 private slots:
-    void buildWithNothingToDoAsksThriceAFile();
+    void buildWithNothingToDoAsksThriceAFileAndOpensAFolderOnce();
 };
 
 namespace {
@@ -20,7 +20,7 @@ constexpr int files = folders * filesInFolder;
 
 } // namespace
 
-void tst_SystemCalls::buildWithNothingToDoAsksThriceAFile()
+void tst_SystemCalls::buildWithNothingToDoAsksThriceAFileAndOpensAFolderOnce()
 {
     World world;
     world.project(
@@ -42,12 +42,15 @@ void tst_SystemCalls::buildWithNothingToDoAsksThriceAFile()
     QCOMPARE(result.calls.size(), 1); // the image alone
 
     const QByteArrayList counts = world.read("counts").simplified().split(' ');
-    QCOMPARE(counts.size(), 3);
+    QCOMPARE(counts.size(), 4);
     const int stats = counts[0].toInt();
     QVERIFY2(stats >= 3 * files, "the counting does not work");
     QVERIFY2(stats <= 3 * files + 2 * folders, counts[0].constData());
     QVERIFY2(counts[1].toInt() <= 5, counts[1].constData());
     QVERIFY2(counts[2].toInt() <= 5, counts[2].constData());
+    const int opens = counts[3].toInt();
+    QVERIFY2(opens >= 2 * folders, "the counting does not work");
+    QVERIFY2(opens < 3 * folders, counts[3].constData()); // of the sources, and of the outputs
 }
 
 QTEST_GUILESS_MAIN(tst_SystemCalls)
