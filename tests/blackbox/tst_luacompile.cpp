@@ -60,6 +60,7 @@ private slots:
     void onlyLuaFilesAreProcessed();
     void hiddenEntriesAreIgnored();
     void folderThatMustNotBeReadIsLeftOut();
+    void folderLostDuringTheWalkFailsTheBuild();
     void brokenAndLinkedEntries();
     void namesOfObjects_data();
     void namesOfObjects();
@@ -141,6 +142,23 @@ void tst_LuaCompile::folderThatMustNotBeReadIsLeftOut()
     SAME(compilerCalls(result), preprocess("a") + compile("a"));
     SAME(objectArguments(result), "-D a.lua -i obj/root/a.luo");
     SAME(result.err, "");
+}
+
+void tst_LuaCompile::folderLostDuringTheWalkFailsTheBuild()
+{
+    World world;
+    writeProject(world, noPreprocess);
+    world.write("project/root/sub/first.lua");
+    int number = 0;
+    do {
+        const QByteArray name = "root/later" + QByteArray::number(number++);
+        world.write("project/" + name + ".lua");
+        world.write("project/obj/" + name + ".luo", "x\n", 1);
+    } while (world.entries("project/root").last() == "sub");
+    world.plan("ztluac", "1 remove root\n1 write root x\n");
+    const Result result = world.run({"-q"});
+    SAME(result.text(), report(1, "ztluac -o obj/root/sub/first.luo -- root/sub/first.lua\n",
+                               "[ztmake] Cannot read directory root\n"));
 }
 
 void tst_LuaCompile::brokenAndLinkedEntries()
