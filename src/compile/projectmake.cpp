@@ -7,8 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include <cerrno>
-
 #include <fcntl.h>
 
 using namespace Qt::StringLiterals;
@@ -19,13 +17,6 @@ QString pathBelow(const QString &directory, const QString &relativePath)
 {
     return relativePath.isEmpty() ? directory
                                   : Tools::ensureDirectorySeparator(directory) + relativePath;
-}
-
-/// A folder that is not there, or that the user must not read, counts as empty: deliberate. One
-/// that cannot be read for another reason would be left out of the firmware without a word.
-bool isUsual(int error)
-{
-    return error == 0 || error == ENOENT || error == EACCES;
 }
 
 } // namespace
@@ -54,13 +45,15 @@ bool ProjectMake::doCompile(const QString &relativePath)
     const FileStatus status = FileStatus::of(AT_FDCWD, source.constData());
     if (status.isDirectory())
         return compileDirectory(relativePath);
+    if (status.isUnknown())
+        return raiseUnreadable(pathBelow(sourceDirectory, relativePath));
     if (!status.isRegularFile() || !isLuaFile(source))
         return true;
 
     const QString path = pathBelow(objectDirectory, relativePath);
     const QByteArray destination = QFile::encodeName(path);
     const Directory workingDirectory({});
-    return makeDirectory(QFileInfo(path).path())
+    return makeMissingDirectory(Directory(QFileInfo(path).path()))
            && compileFile({&workingDirectory, FileName::of(source), status},
                           {workingDirectory, FileName::of(destination)}, relativePath);
 }
@@ -73,29 +66,29 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
     const DirectoryListing listing = sources.luaFilesAndDirectories();
-    if (!isUsual(listing.error))
-        return raiseUnreadable(sources);
+    // One that is gone meanwhile, or that the user must not read, counts as empty: deliberate.
+    if (listing.error != 0 && FileStatus::afterError(listing.error).isUnknown())
+        return raiseUnreadable(sources.path());
     for (const DirectoryListing::Entry &entry : listing.entries) {
         const QByteArrayView text = listing.name(entry);
         const FileName name = FileName::of(text);
-        FileStatus status;
-        if (!entry.isDirectory) {
-            // It is opened again behind a sub-directory, see below.
-            if (!sources.exists() && !isUsual(errno))
-                return raiseUnreadable(sources);
-            status = sources.status(name);
-        }
         const QString entryPath = Tools::joinPath(prefix, text);
-        if (entry.isDirectory || status.isDirectory()) {
-            // The number of open files must not grow with the depth of the tree.
+        FileStatus status;
+        if (entry.isLuaFile) {
+            status = sources.status(name);
+            if (status.isUnknown())
+                return raiseUnreadable(sources.filePath(name));
+        }
+        if (status.isRegularFile()) {
+            if (!makeMissingDirectory(outputs)
+                || !compileFile({&sources, name, status}, {outputs, name}, entryPath))
+                return false;
+        } else {
+            // The number of open files must not grow with the depth of the tree. Both are opened
+            // again at their next need.
             sources.close();
             outputs.close();
-            if (!compileDirectory(entryPath))
-                return false;
-        } else if (status.isRegularFile() && entry.isLuaFile) {
-            if (!outputs.exists() && !makeDirectory(outputs.path()))
-                return false;
-            if (!compileFile({&sources, name, status}, {outputs, name}, entryPath))
+            if (!doCompile(entryPath))
                 return false;
         }
     }
@@ -120,10 +113,15 @@ bool ProjectMake::compileFile(const File &source, const Destination &destination
     return true;
 }
 
-bool ProjectMake::raiseUnreadable(const Directory &directory)
+bool ProjectMake::raiseUnreadable(const QString &path)
 {
-    errorString = u"Cannot read directory %1"_s.arg(directory.path());
+    errorString = u"Cannot read %1"_s.arg(path);
     return false;
+}
+
+bool ProjectMake::makeMissingDirectory(const Directory &directory)
+{
+    return directory.exists() || makeDirectory(directory.path());
 }
 
 bool ProjectMake::makeDirectory(const QString &path)
@@ -208,12 +206,10 @@ bool ProjectMake::copy(const Destination &destination, File *file)
         return true;
     const QString source = input.path();
     const QString target = file->path();
+    if (file->status.exists() && !QFile::remove(target))
+        return m_project->raiseError(u"Cannot delete %1"_s.arg(target));
     return m_project->makeOutputs({{target}, source, input.status, true}, [&] {
-        if (file->status.exists() && !QFile::remove(target))
-            return m_project->raiseError(u"Cannot delete %1"_s.arg(target));
-        // It comes whole or not at all: written under another name first.
-        if (!QFile::copy(source, target))
-            return m_project->raiseError(u"Cannot write %1"_s.arg(target));
-        return true;
+        return QFile::copy(source, target)
+               || m_project->raiseError(u"Cannot write %1"_s.arg(target));
     });
 }

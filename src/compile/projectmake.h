@@ -72,7 +72,8 @@ private:
     bool compileDirectory(const QString &relativePath);
     bool compileFile(const File &source, const Destination &destination, QString relativePath);
     bool makeDirectory(const QString &path);
-    bool raiseUnreadable(const Directory &directory);
+    bool makeMissingDirectory(const Directory &directory);
+    bool raiseUnreadable(const QString &path);
     static File outputFile(const Destination &destination, QByteArrayView extension);
     bool preprocess(const Destination &destination, File *file);
     bool compileLua(const Destination &destination, File *file);

@@ -58,7 +58,7 @@ bool Project::outdateAfterFailure(const OutputStep &step)
     const bool removes = step.removesAfterFailure || Interruption::signal() != 0;
     bool isSettled = true;
     for (const QString &output : step.outputs)
-        isSettled &= removes ? remove(output) : makeOlder(output, step.inputStatus.modified());
+        isSettled &= (removes && remove(output)) || makeOlder(output, step.inputStatus.modified());
     return isSettled;
 }
 

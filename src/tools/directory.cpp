@@ -67,7 +67,7 @@ QString Directory::filePath(const FileName &name) const
 FileStatus Directory::status(const FileName &name) const
 {
     if (!exists())
-        return {};
+        return FileStatus::afterError(errno);
     QVarLengthArray<char, NAME_MAX + 1> text(name.stem.size() + name.extension.size() + 1);
     char *end = std::copy(name.stem.begin(), name.stem.end(), text.data());
     end = std::copy(name.extension.begin(), name.extension.end(), end);
@@ -93,15 +93,13 @@ DirectoryListing Directory::luaFilesAndDirectories()
             return listing;
         }
         const QByteArrayView name(entry->d_name);
+        const bool isLua = entry->d_type == DT_REG && isLuaFile(name);
         const bool mayBeDirectory =
                 entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-        const bool isLua = isLuaFile(name);
-        if (!mayBeDirectory && !(entry->d_type == DT_REG && isLua))
+        if (!(isLua || mayBeDirectory) || name.startsWith('.') || !name.isValidUtf8())
             continue;
-        if (name.startsWith('.') || !name.isValidUtf8())
-            continue;
-        listing.entries.push_back({static_cast<qsizetype>(listing.names.size()), name.size(),
-                                   entry->d_type == DT_DIR, isLua});
+        listing.entries.push_back(
+                {static_cast<qsizetype>(listing.names.size()), name.size(), isLua});
         listing.names.append(entry->d_name);
     }
 }

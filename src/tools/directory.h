@@ -29,8 +29,7 @@ struct DirectoryListing
     {
         qsizetype begin; ///< of the name, in `names`
         qsizetype size;
-        bool isDirectory; ///< certainly; otherwise its status tells
-        bool isLuaFile;   ///< going by its name
+        bool isLuaFile; ///< a regular file; otherwise a status has to tell what it is
     };
 
     std::vector<Entry> entries;
@@ -70,7 +69,7 @@ public:
     /// Reads the directory once and names its Lua files ("*.lua" in any case) and sub-directories.
     ///
     /// Hidden entries are left out, and so are names that are not valid UTF-8. An entry whose kind
-    /// the directory itself does not tell (a symbolic link) is listed, for the caller to look at.
+    /// the directory itself does not tell (a symbolic link) is listed whatever its name.
     DirectoryListing luaFilesAndDirectories();
 
 private:

@@ -2,6 +2,8 @@
 
 #include <QFile>
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -12,10 +14,10 @@ FileStatus FileStatus::of(const QString &path)
 
 FileStatus FileStatus::of(int directory, const char *name)
 {
-    FileStatus status;
     struct stat data;
     if (fstatat(directory, name, &data, 0) != 0)
-        return status;
+        return afterError(errno);
+    FileStatus status;
     if (S_ISDIR(data.st_mode))
         status.m_kind = Kind::Directory;
     else if (S_ISREG(data.st_mode))
@@ -26,9 +28,18 @@ FileStatus FileStatus::of(int directory, const char *name)
     return status;
 }
 
+FileStatus FileStatus::afterError(int error)
+{
+    FileStatus status;
+    const bool isMissing = error == ENOENT || error == ENOTDIR || error == ELOOP
+                           || error == ENAMETOOLONG || error == EACCES;
+    status.m_kind = isMissing ? Kind::Missing : Kind::Unknown;
+    return status;
+}
+
 bool FileStatus::isOutOfDate(const FileStatus &input) const
 {
-    return !exists() || (input.exists() && m_modified < input.m_modified);
+    return !exists() || input.isUnknown() || (input.exists() && m_modified < input.m_modified);
 }
 
 bool needRebuild(const QString &source, const QString &target)

@@ -32,15 +32,21 @@ class FileStatus
 public:
     FileStatus() = default;
 
-    /// Asks the file system now. A path that cannot be reached, for whatever reason, does not
-    /// exist.
+    /// Asks the file system now. A path that leads nowhere, or where the user must not go, does not
+    /// exist; with any other failure the status is unknown.
     static FileStatus of(const QString &path);
 
     /// Asks for @p name, in the file system's encoding, as seen from the open directory
     /// @p directory or, with AT_FDCWD, from the working directory.
     static FileStatus of(int directory, const char *name);
 
-    bool exists() const { return m_kind != Kind::Missing; }
+    /// @return what is known of a file that could not be asked for
+    /// @param error  the errno
+    static FileStatus afterError(int error);
+
+    /// @return false when unknown, too
+    bool exists() const { return m_kind > Kind::Unknown; }
+    bool isUnknown() const { return m_kind == Kind::Unknown; }
     bool isDirectory() const { return m_kind == Kind::Directory; }
     bool isRegularFile() const { return m_kind == Kind::RegularFile; }
 
@@ -48,11 +54,12 @@ public:
     FileTime modified() const { return m_modified; }
 
     /// The rule that decides every incremental step: an output is out of date when it is missing
-    /// or strictly older than its input. A missing input is never younger than an output.
+    /// or strictly older than its input. A missing input is never younger than an output; of an
+    /// unknown one the worst is assumed.
     bool isOutOfDate(const FileStatus &input) const;
 
 private:
-    enum class Kind { Missing, Directory, RegularFile, Other };
+    enum class Kind { Missing, Unknown, Directory, RegularFile, Other };
 
     Kind m_kind = Kind::Missing;
     FileTime m_modified;

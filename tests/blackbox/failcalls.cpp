@@ -204,6 +204,18 @@ int pipe2(int files[2], int flags) noexcept
     return fails("open", "pipe2") ? -1 : function(files, flags);
 }
 
+int fstatat(int directory, const char *path, struct stat *data, int flags) noexcept
+{
+    static const auto function = real<int(int, const char *, struct stat *, int)>("fstatat");
+    return fails("stat", "fstatat", path) ? -1 : function(directory, path, data, flags);
+}
+
+int fstatat64(int directory, const char *path, struct stat64 *data, int flags) noexcept
+{
+    static const auto function = real<int(int, const char *, struct stat64 *, int)>("fstatat64");
+    return fails("stat", "fstatat64", path) ? -1 : function(directory, path, data, flags);
+}
+
 ssize_t write(int file, const void *data, size_t size)
 {
     static const auto function = real<ssize_t(int, const void *, size_t)>("write");

@@ -46,6 +46,9 @@ public:
         for (const char *kernel : {"A-kernel.bin", "install.romfs", "base.romfs"})
             world.write("sdk/kernel/"_ba + kernel);
         writeSources("first", 0);
+        // A folder is opened again for what follows a folder in it.
+        for (int i = 0; isAtTheEdge("sub", world.entries("project/plain")); ++i)
+            world.write("project/plain/more" + QByteArray::number(i) + ".lua");
     }
 
     void writeSources(const QByteArray &text, qint64 time)
@@ -96,6 +99,10 @@ public:
     World world;
 
 private:
+    static bool isAtTheEdge(const QByteArray &name, const QByteArrayList &names)
+    {
+        return names.first() == name || names.last() == name;
+    }
     void install(const QByteArray &name)
     {
         world.remove(name);
@@ -142,11 +149,12 @@ struct FaultyRun
 bool isGoodMessage(const QByteArray &err)
 {
     static const QRegularExpression good(
-            u"^\\[ztmake\\] (Cannot make directory \\S+|Cannot read directory \\S+|"
+            u"^\\[ztmake\\] (Cannot make directory \\S+|Cannot read \\S+|"
             "Cannot (write|delete) \\S+|Error (writing|reading) \\S+: .+|"
             "Command failed to run: \\S+|demo\\.ztp: .+|"
-            // The known text without its name.
-            "Cannot remove %s)\\n$"_s);
+            "SDK \\S+ does not exist\\.|MTD16 input file \"\\S+\" not found\\.|"
+            // Known texts without a name.
+            "Cannot find SDK directory\\.|Cannot remove %s)\\n$"_s);
     return good.match(QString::fromUtf8(err)).hasMatch();
 }
 
@@ -200,7 +208,7 @@ bool triesAll()
 const QList<std::pair<QByteArray, QByteArray>> likelyErrors{
         {"open", "EMFILE EACCES EIO"}, {"write", "ENOSPC EIO"},  {"close", "EIO ENOSPC"},
         {"mkdir", "ENOSPC EACCES"},    {"unlink", "EACCES EIO"}, {"rename", "EIO EACCES"},
-        {"start", "ENOMEM EACCES"}};
+        {"start", "ENOMEM EACCES"},    {"stat", "EIO"}};
 
 } // namespace
 

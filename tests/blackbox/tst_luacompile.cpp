@@ -60,7 +60,9 @@ private slots:
     void onlyLuaFilesAreProcessed();
     void hiddenEntriesAreIgnored();
     void folderThatMustNotBeReadIsLeftOut();
-    void folderLostDuringTheWalkFailsTheBuild();
+    void sourcesLostDuringTheWalkAreSkipped();
+    void entryIsTakenForWhatItIsAtItsTurn();
+    void linkLoopEndsWhereTheSystemGivesUp();
     void brokenAndLinkedEntries();
     void namesOfObjects_data();
     void namesOfObjects();
@@ -69,6 +71,7 @@ private slots:
     void stagesOfAnEntry();
     void sourceThatIsAFile_data();
     void sourceThatIsAFile();
+    void missingSourceIsNoError_data();
     void missingSourceIsNoError();
     void sdkIncludeDirectoryFollowsTheSdk();
 };
@@ -144,7 +147,7 @@ void tst_LuaCompile::folderThatMustNotBeReadIsLeftOut()
     SAME(result.err, "");
 }
 
-void tst_LuaCompile::folderLostDuringTheWalkFailsTheBuild()
+void tst_LuaCompile::sourcesLostDuringTheWalkAreSkipped()
 {
     World world;
     writeProject(world, noPreprocess);
@@ -155,10 +158,52 @@ void tst_LuaCompile::folderLostDuringTheWalkFailsTheBuild()
         world.write("project/" + name + ".lua");
         world.write("project/obj/" + name + ".luo", "x\n", 1);
     } while (world.entries("project/root").last() == "sub");
+    QByteArrayList objects;
+    for (const QByteArray &entry : world.entries("project/root")) {
+        const QByteArray source = entry == "sub" ? "sub/first.lua" : entry;
+        objects << "-D " + source + " -i obj/root/" + source.chopped(1) + 'o';
+        if (entry == "sub")
+            break;
+    }
     world.plan("ztluac", "1 remove root\n1 write root x\n");
     const Result result = world.run({"-q"});
-    SAME(result.text(), report(1, "ztluac -o obj/root/sub/first.luo -- root/sub/first.lua\n",
-                               "[ztmake] Cannot read directory root\n"));
+    QCOMPARE(result.status, 0);
+    SAME(result.err, "");
+    SAME(compilerCalls(result), "ztluac -o obj/root/sub/first.luo -- root/sub/first.lua\n");
+    SAME(objectArguments(result), objects.join(' '));
+}
+
+void tst_LuaCompile::entryIsTakenForWhatItIsAtItsTurn()
+{
+    World world;
+    writeProject(world, noPreprocess);
+    world.write("project/root/a.lua/x.lua");
+    world.write("project/root/b.lua/x.lua");
+    const QByteArrayList order = world.entries("project/root");
+    const QByteArray first = order[0].left(1);
+    const QByteArray second = order[1].left(1);
+    world.plan("ztluac", "1 remove root/" + second + ".lua\n1 write root/" + second + ".lua x\n");
+    const Result result = world.run({"-q"});
+    QCOMPARE(result.status, 0);
+    SAME(result.err, "");
+    SAME(compilerCalls(result), "ztluac -o obj/root/" + first + ".lua/x.luo -- root/" + first
+                                        + ".lua/x.lua\n" + "ztluac -o obj/root/" + second
+                                        + ".luo -- root/" + second + ".lua\n");
+}
+
+void tst_LuaCompile::linkLoopEndsWhereTheSystemGivesUp()
+{
+    World world;
+    writeProject(world, noPreprocess);
+    world.write("project/root/a.lua");
+    world.link(".", "project/root/loop");
+    const Result result = world.run({"-q"});
+    QCOMPARE(result.status, 0);
+    SAME(result.err, "");
+    constexpr int followedLinks = 40;
+    const QByteArray calls = compilerCalls(result);
+    QCOMPARE(calls.count('\n'), followedLinks + 1);
+    QVERIFY(calls.contains(" root/" + QByteArray("loop/").repeated(followedLinks) + "a.lua\n"));
 }
 
 void tst_LuaCompile::brokenAndLinkedEntries()
@@ -302,19 +347,30 @@ void tst_LuaCompile::sourceThatIsAFile()
     SAME(compilerCalls(world.run({"-q"})), "");
 }
 
+void tst_LuaCompile::missingSourceIsNoError_data()
+{
+    QTest::addColumn<QByteArray>("source");
+
+    QTest::newRow("folder") << QByteArray("missing");
+    QTest::newRow("file") << QByteArray("missing.lua");
+    QTest::newRow("below a file") << QByteArray("file/a.lua");
+    QTest::newRow("link to itself") << QByteArray("loop");
+    QTest::newRow("name too long") << QByteArray(300, 'n');
+}
+
 void tst_LuaCompile::missingSourceIsNoError()
 {
+    QFETCH(QByteArray, source);
     World world;
-    writeProject(world, {}, "missing");
-    Result result = world.run({"-q"});
+    writeProject(world, {}, source);
+    world.write("project/file");
+    world.link("loop", "project/loop");
+    const Result result = world.run({"-q"});
     QCOMPARE(result.status, 0);
-    SAME(compilerCalls(result), "");
-    SAME(world.tree("project/obj"), "root/\nversion.txt\n");
-    writeProject(world, {}, "missing.lua");
-    result = world.run({"-q"});
-    QCOMPARE(result.status, 0);
+    SAME(result.err, "");
     SAME(compilerCalls(result), "");
     SAME(objectArguments(result), "");
+    SAME(world.tree("project/obj"), "root/\nversion.txt\n");
 }
 
 void tst_LuaCompile::sdkIncludeDirectoryFollowsTheSdk()

@@ -57,6 +57,8 @@ private slots:
     void copiesAreReplacedWhenOutOfDate();
     void copyThatCannotBeReplaced();
     void copyThatCannotBeWritten();
+    void copyThatCannotBeDeletedStaysCurrent();
+    void partialOutputThatCannotBeDeletedIsMadeAgain();
     void failingToolLeavesNoOutput_data();
     void failingToolLeavesNoOutput();
     void firstFailureEndsTheWalk();
@@ -108,6 +110,37 @@ void tst_LuaOutputs::copyThatCannotBeReplaced()
     SAME(world.run({"-q"}).text(), report(1, {}, "[ztmake] Cannot delete obj/root/a.lua\n"));
     world.setTime("project/obj/root/a.lua", 1);
     QCOMPARE(world.run({"-q"}).status, 0);
+}
+
+void tst_LuaOutputs::copyThatCannotBeDeletedStaysCurrent()
+{
+    World world;
+    writeProject(world, noPreprocess + noCompile);
+    world.write("project/root/a.lua");
+    world.write("project/obj/root/a.lua", "x\n", 1);
+    world.setMode("project/obj/root", 0555);
+    SAME(world.run({"-q", "-A"}, {.ordinaryUser = true}).text(),
+         report(1, {}, "[ztmake] Cannot delete obj/root/a.lua\n"));
+    SAME(world.tree("project/obj"), "root/\nroot/a.lua\n");
+    const Result next = world.run({"-q"}, {.ordinaryUser = true});
+    SAME(next.err, "");
+    QCOMPARE(next.status, 0);
+}
+
+void tst_LuaOutputs::partialOutputThatCannotBeDeletedIsMadeAgain()
+{
+    World world;
+    writeProject(world, noCompile);
+    world.write("project/root/a.lua", "x\n", 2);
+    world.write("project/obj/root/a.lui", "x\n", 1);
+    world.setMode("project/obj/root", 0555);
+    world.plan("ztlpp", "1 partial\n1 exit 3\n");
+    SAME(world.run({"-q"}, {.ordinaryUser = true}).err, "[ztmake] Command exited with status 3\n");
+    SAME(world.tree("project/obj"), "root/\nroot/a.lui\n");
+    const Result next = world.run({"-q"}, {.ordinaryUser = true});
+    SAME(next.err, "");
+    QCOMPARE(next.status, 0);
+    QCOMPARE(next.calls.first().name, "ztlpp");
 }
 
 void tst_LuaOutputs::copyThatCannotBeWritten()

@@ -28,6 +28,30 @@ private slots:
         QVERIFY(!FileStatus::of(file + u"/below"_s).exists());
     }
 
+    void onlySomeErrorsMeanThatNothingIsThere()
+    {
+        for (const int error : {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EACCES}) {
+            const FileStatus missing = FileStatus::afterError(error);
+            QVERIFY2(!missing.exists() && !missing.isUnknown(), strerror(error));
+        }
+        for (const int error : {EIO, ENOMEM, EMFILE}) {
+            const FileStatus unknown = FileStatus::afterError(error);
+            QVERIFY2(!unknown.exists() && unknown.isUnknown(), strerror(error));
+            QVERIFY(!unknown.isRegularFile() && !unknown.isDirectory());
+        }
+        QVERIFY(!FileStatus().isUnknown());
+    }
+
+    void ofAnUnknownFileTheWorstIsAssumed()
+    {
+        const QTemporaryDir world;
+        QVERIFY(TestFiles::write(world.filePath(u"file"_s)));
+        const FileStatus file = FileStatus::of(world.filePath(u"file"_s));
+        const FileStatus unknown = FileStatus::afterError(EIO);
+        QVERIFY(file.isOutOfDate(unknown));
+        QVERIFY(unknown.isOutOfDate(file));
+    }
+
     void symbolicLinksAreFollowed()
     {
         const QTemporaryDir world;
