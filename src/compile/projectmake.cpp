@@ -73,12 +73,7 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
         const QByteArrayView text = listing.name(entry);
         const FileName name = FileName::of(text);
         const QString entryPath = Tools::joinPath(prefix, text);
-        FileStatus status;
-        if (entry.isLuaFile) {
-            status = sources.status(name);
-            if (status.isUnknown())
-                return raiseUnreadable(sources.filePath(name));
-        }
+        const FileStatus status = entry.isLuaFile ? sources.status(name) : FileStatus();
         if (status.isRegularFile()) {
             if (!makeMissingDirectory(outputs)
                 || !compileFile({&sources, name, status}, {outputs, name}, entryPath))
