@@ -21,7 +21,7 @@ import generate
 DEFAULT_SIZES = [100, 1000, 10000, 50000, 100000]
 NOT_FULLY_BUILT = 50000  # the time goes to the sizes around it
 COUNTED_SIZE = 10000  # for callgrind
-SLOW_MAKE = 10000  # make needs seconds from here on, so it runs less often
+SLOW_MAKE = 10000  # make may need seconds from here on, so it runs less often
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C.UTF-8"}
 NULL_STREAMS = [(os.POSIX_SPAWN_OPEN, stream, "/dev/null", os.O_WRONLY, 0) for stream in (1, 2)]
 

@@ -45,8 +45,8 @@ struct DirectoryListing
 /// A directory whose files are asked for by their bare names, which spares the file system the way
 /// through the path.
 ///
-/// It is opened at the first need and holds one file descriptor until it is closed. One that
-/// cannot be opened has no files.
+/// It is opened at the first need and holds one file descriptor until it is closed. One that does
+/// not exist has no files.
 class Directory
 {
 public:

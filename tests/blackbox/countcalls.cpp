@@ -1,17 +1,19 @@
-// Preloaded into the program: counts the calls that ask the file system about files, and writes the
-// counts to the file that COUNTCALLS_LOG names when the program ends.
+// Preloaded into the program: counts the calls that ask the file system about files or open them,
+// and writes the counts to the file that COUNTCALLS_LOG names when the program ends.
 //
 // A call that the C library makes for itself is not seen; the program's own and Qt's are.
 
-#include <cstdarg>
+#include "preload.h"
+
 #include <cstdio>
 #include <cstdlib>
 
 #include <dirent.h>
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using Preload::modeOf;
+using Preload::real;
 
 namespace {
 
@@ -19,12 +21,6 @@ long statCalls = 0;
 long accessCalls = 0;
 long mkdirCalls = 0;
 long openCalls = 0;
-
-template <typename Function>
-Function *real(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
 
 // The tools inherit the preloaded library; only the first process counts.
 [[gnu::constructor]] void leaveTheTools()
@@ -53,8 +49,7 @@ Function *real(const char *name)
         static const auto function = real<int(const char *, int, ...)>(#name);                     \
         va_list arguments;                                                                         \
         va_start(arguments, flags);                                                                \
-        const bool hasMode = (flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE;                \
-        const mode_t mode = hasMode ? static_cast<mode_t>(va_arg(arguments, unsigned)) : 0;        \
+        const mode_t mode = modeOf(flags, arguments);                                              \
         va_end(arguments);                                                                         \
         ++openCalls;                                                                               \
         return function(path, flags, mode);                                                        \

@@ -1,19 +1,19 @@
 // Preloaded into the program: makes one of its system calls fail.
 //
 // ZTTEST_FAULT says which: "<kind> <what> <number>". The kinds are "open" (whatever needs a file
-// descriptor), "write", "close", "mkdir", "unlink", "rename", "start" (of a program), "exec" (in
-// Qt's child), and "any". The
-// what is the name of an error; "KILL" or "TERM" for a signal to the program right before the call;
-// "SHORT" for a write of half of the bytes; or "EDIT" for an edit of the file that
-// ZTTEST_FAULT_FILE names, which gets a time ahead of the clock. The number counts the calls of
-// that kind, from 1. At the end the count goes to the file that ZTTEST_FAULT_LOG names, with the
-// failed call and its path.
+// descriptor), "stat" (the program's own), "write", "close", "mkdir", "unlink", "rename", "start"
+// (of a program), "exec" (in Qt's child), and "any". The what is the name of an error; "KILL" or
+// "TERM" for a signal to the program right before the call; "SHORT" for a write of half of the
+// bytes; or "EDIT" for an edit of the file that ZTTEST_FAULT_FILE names, which gets a time ahead of
+// the clock. The number counts the calls of that kind, from 1. At the end the count goes to the
+// file that ZTTEST_FAULT_LOG names, with the failed call and its path.
 //
 // Calls that the C library makes for itself are not seen; the program's own and Qt's are.
 
+#include "preload.h"
+
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,12 +21,13 @@
 #include <string>
 
 #include <dirent.h>
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <spawn.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using Preload::modeOf;
+using Preload::real;
 
 namespace {
 
@@ -41,12 +42,6 @@ struct Plan
 
 Plan *activePlan = nullptr;
 pid_t plannedProcess = 0;
-
-template <typename Function>
-Function *real(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
 
 int errorNumber(const char *name)
 {
@@ -123,13 +118,6 @@ bool isShort()
 {
     return activePlan && activePlan->count == activePlan->number
            && strcmp(activePlan->what, "SHORT") == 0;
-}
-
-mode_t modeOf(int flags, va_list arguments)
-{
-    return (flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE
-                   ? static_cast<mode_t>(va_arg(arguments, unsigned))
-                   : 0;
 }
 
 } // namespace
