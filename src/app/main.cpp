@@ -3,7 +3,7 @@
 #include "app/projectloader.h"
 #include "app/reportprinter.h"
 #include "engine/interruption.h"
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 #include "tools/tools.h"
 
 #include <QCoreApplication>

@@ -24,7 +24,7 @@ constexpr std::array<option, 9> longOptions{{
         {nullptr, no_argument, nullptr, 0},
 }};
 
-// "D" has no case below and so prints the usage text: deliberate.
+// "D" has no case below, and so prints the usage text instead of a complaint.
 constexpr char shortOptions[] = "AvDqR?";
 
 /// @return false when the usage text is due

@@ -1,16 +1,14 @@
 #include "app/reportprinter.h"
 
 #include "app/makeproject.h"
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 #include "xml/translationreportparser.h"
 
 #include <cstdio>
 
-using namespace Qt::StringLiterals;
-
 void printTranslationReport(const ProjectSpec &spec)
 {
-    const QString path = spec.objectFilePath(u"translations/report.xml"_s);
+    const QString path = spec.translationReport();
     if (!FileStatus::of(path).exists())
         return;
     TranslationReportParser parser;

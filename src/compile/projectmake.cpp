@@ -1,13 +1,12 @@
 #include "compile/projectmake.h"
 
+#include "engine/arguments.h"
 #include "engine/project.h"
 #include "tools/tools.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-
-#include <fcntl.h>
 
 using namespace Qt::StringLiterals;
 
@@ -17,6 +16,14 @@ QString pathBelow(const QString &directory, const QString &relativePath)
 {
     return relativePath.isEmpty() ? directory
                                   : Tools::ensureDirectorySeparator(directory) + relativePath;
+}
+
+OutputStep stepOf(const QString &input, const FileStatus &inputStatus, const QString &output)
+{
+    return {.outputs = {output},
+            .input = input,
+            .inputStatus = inputStatus,
+            .dependsOnProjectFile = true};
 }
 
 } // namespace
@@ -41,21 +48,23 @@ bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output)
 
 bool ProjectMake::doCompile(const QString &relativePath)
 {
-    const QByteArray source = QFile::encodeName(pathBelow(sourceDirectory, relativePath));
-    const FileStatus status = FileStatus::of(AT_FDCWD, source.constData());
+    const QString path = pathBelow(sourceDirectory, relativePath);
+    const FileStatus status = FileStatus::of(path);
     if (status.isDirectory())
         return compileDirectory(relativePath);
     if (status.isUnknown())
-        return raiseUnreadable(pathBelow(sourceDirectory, relativePath));
-    if (!status.isRegularFile() || !isLuaFile(source))
+        return raiseUnreadable(path);
+    const std::string name = QFile::encodeName(path).toStdString();
+    if (!status.isRegularFile() || !isLuaFile(name))
         return true;
 
-    const QString path = pathBelow(objectDirectory, relativePath);
-    const QByteArray destination = QFile::encodeName(path);
-    const Directory workingDirectory({});
-    return makeMissingDirectory(Directory(QFileInfo(path).path()))
-           && compileFile({&workingDirectory, FileName::of(source), status},
-                          {workingDirectory, FileName::of(destination)}, relativePath);
+    const QString destination = pathBelow(objectDirectory, relativePath);
+    const std::string outputName = QFile::encodeName(destination).toStdString();
+    Directory parent(QFileInfo(destination).path());
+    Directory workingDirectory({});
+    return makeMissingDirectory(&parent)
+           && compileFile({&workingDirectory, name, status}, {&workingDirectory, outputName},
+                          relativePath);
 }
 
 bool ProjectMake::compileDirectory(const QString &relativePath)
@@ -65,22 +74,20 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     Directory sources(pathBelow(sourceDirectory, relativePath));
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
-    const DirectoryListing listing = sources.luaFilesAndDirectories();
-    // One that is gone meanwhile, or that the user must not read, counts as empty: deliberate.
+    DirectoryListing listing = sources.luaFilesAndDirectories();
+    // One that is gone meanwhile, or that the user must not read, counts as empty.
     if (listing.error != 0 && FileStatus::afterError(listing.error).isUnknown())
         return raiseUnreadable(sources.path());
-    for (const DirectoryListing::Entry &entry : listing.entries) {
-        const QByteArrayView text = listing.name(entry);
-        const FileName name = FileName::of(text);
-        const QString entryPath = Tools::joinPath(prefix, text);
-        const FileStatus status = entry.isLuaFile ? sources.status(name) : FileStatus();
+    for (DirectoryListing::Entry &entry : listing.entries) {
+        const QString entryPath = joinPath(prefix, entry.name);
+        const FileStatus status = entry.isLuaFile ? sources.status(entry.name) : FileStatus();
         if (status.isRegularFile()) {
-            if (!makeMissingDirectory(outputs)
-                || !compileFile({&sources, name, status}, {outputs, name}, entryPath))
+            const File source{&sources, std::move(entry.name), status};
+            if (!makeMissingDirectory(&outputs)
+                || !compileFile(source, {&outputs, source.name}, entryPath))
                 return false;
         } else {
-            // The number of open files must not grow with the depth of the tree. Both are opened
-            // again at their next need.
+            // The number of open files must not grow with the depth of the tree.
             sources.close();
             outputs.close();
             if (!doCompile(entryPath))
@@ -91,21 +98,26 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
 }
 
 bool ProjectMake::compileFile(const File &source, const Destination &destination,
-                              QString relativePath)
+                              const QString &relativePath)
 {
-    File file = source;
-    if (process.preprocess() && !preprocess(destination, &file))
+    const std::optional<File> object = makeObject(source, destination);
+    if (!object)
         return false;
-    if (process.compileLua() && !compileLua(destination, &file))
-        return false;
-    const bool isCopied = !process.preprocess() && !process.compileLua();
-    if (isCopied && !copy(destination, &file))
-        return false;
-
-    objects.append({std::move(relativePath), file.path()});
+    objects.append({relativePath, object->path()});
     if (m_project->spec().lupdateEnabled() && process.lupdateEnabled())
         lupdateSources.append(source.path());
     return true;
+}
+
+std::optional<ProjectMake::File> ProjectMake::makeObject(const File &source,
+                                                         const Destination &destination)
+{
+    if (!process.preprocess())
+        return process.compileLua() ? compileLua(source, destination) : copy(source, destination);
+    std::optional<File> preprocessed = preprocess(source, destination);
+    if (!preprocessed || !process.compileLua())
+        return preprocessed;
+    return compileLua(*preprocessed, destination);
 }
 
 bool ProjectMake::raiseUnreadable(const QString &path)
@@ -114,9 +126,9 @@ bool ProjectMake::raiseUnreadable(const QString &path)
     return false;
 }
 
-bool ProjectMake::makeMissingDirectory(const Directory &directory)
+bool ProjectMake::makeMissingDirectory(Directory *directory)
 {
-    return directory.exists() || makeDirectory(directory.path());
+    return directory->ensureOpen() || makeDirectory(directory->path());
 }
 
 bool ProjectMake::makeDirectory(const QString &path)
@@ -131,26 +143,27 @@ const QStringList &ProjectMake::preprocessorIncludes()
 {
     if (m_includeArguments.isEmpty()) {
         if (!sdkIncludeDirectory.isEmpty())
-            m_includeArguments << u"-I"_s << QDir::toNativeSeparators(sdkIncludeDirectory);
+            m_includeArguments << pathOption(u"-I"_s, sdkIncludeDirectory);
         for (const QString &directory : std::as_const(process.include))
-            m_includeArguments << u"-I"_s << QDir::toNativeSeparators(directory);
+            m_includeArguments << pathOption(u"-I"_s, directory);
     }
     return m_includeArguments;
 }
 
-ProjectMake::File ProjectMake::outputFile(const Destination &destination, QByteArrayView extension)
+ProjectMake::File ProjectMake::Destination::output(std::string_view extension) const
 {
-    const FileName name{destination.name.stem, extension};
-    return {&destination.directory, name, destination.directory.status(name)};
+    File file{directory, withExtension(name, extension), {}};
+    file.status = directory->status(file.name);
+    return file;
 }
 
-bool ProjectMake::preprocess(const Destination &destination, File *file)
+std::optional<ProjectMake::File> ProjectMake::preprocess(const File &input,
+                                                         const Destination &destination)
 {
     const QStringList &includes = preprocessorIncludes();
-    const File input = *file;
-    *file = outputFile(destination, ".lui");
-    if (!needRebuild(input.status, file->status))
-        return true;
+    File output = destination.output("lui");
+    if (!needRebuild(input.status, output.status))
+        return output;
 
     QStringList arguments;
     if (process.removeComments())
@@ -158,53 +171,61 @@ bool ProjectMake::preprocess(const Destination &destination, File *file)
     if (process.simplifyWhitespace())
         arguments << u"--trim"_s;
     arguments << includes;
-    arguments << u"--out"_s << QDir::toNativeSeparators(file->path());
-    // As stored, unlike every other path here: deliberate.
-    arguments << u"--root"_s << sourceDirectory;
-    arguments << u"--"_s << QDir::toNativeSeparators(input.path());
-    return runTool(u"ztlpp"_s, arguments, input, file);
+    arguments << pathOption(u"--out"_s, output.path());
+    arguments << u"--root"_s << sourceDirectory; // as stored, unlike every other path
+    arguments << pathOption(u"--"_s, input.path());
+    if (!makeOutput(u"ztlpp"_s, arguments, input, output))
+        return {};
+    output.status = output.directory->status(output.name);
+    return output;
 }
 
-bool ProjectMake::compileLua(const Destination &destination, File *file)
+std::optional<ProjectMake::File> ProjectMake::compileLua(const File &input,
+                                                         const Destination &destination)
 {
-    const File input = *file;
-    *file = outputFile(destination, ".luo");
-    if (!needRebuild(input.status, file->status))
-        return true;
+    File output = destination.output("luo");
+    if (!needRebuild(input.status, output.status))
+        return output;
 
     QStringList arguments;
     if (process.stripLua())
         arguments << u"-s"_s;
-    arguments << u"-o"_s << QDir::toNativeSeparators(file->path());
-    arguments << u"--"_s << QDir::toNativeSeparators(input.path());
-    return runTool(u"ztluac"_s, arguments, input, file);
+    arguments << pathOption(u"-o"_s, output.path());
+    arguments << pathOption(u"--"_s, input.path());
+    if (!makeOutput(u"ztluac"_s, arguments, input, output))
+        return {};
+    return output;
 }
 
-bool ProjectMake::runTool(const QString &tool, const QStringList &arguments, const File &input,
-                          File *output)
+bool ProjectMake::makeOutput(const QString &tool, const QStringList &arguments, const File &input,
+                             const File &output)
 {
-    const OutputStep step{{output->path()}, input.path(), input.status, true};
-    if (m_project->makeOutputs(step,
-                               [&] { return m_project->runTool(tool, arguments, verbosity); })) {
-        output->status = output->directory->status(output->name);
+    if (m_project->makeOutputs(stepOf(input.path(), input.status, output.path()),
+                               m_project->toolCommand(tool, arguments, verbosity)))
         return true;
-    }
     errorString = m_project->errorText();
     return false;
 }
 
-bool ProjectMake::copy(const Destination &destination, File *file)
+std::optional<ProjectMake::File> ProjectMake::copy(const File &input,
+                                                   const Destination &destination)
 {
-    const File input = *file;
-    *file = outputFile(destination, destination.name.extension);
-    if (!needRebuild(input.status, file->status))
-        return true;
-    const QString source = input.path();
-    const QString target = file->path();
-    if (file->status.exists() && !QFile::remove(target))
-        return m_project->raiseError(u"Cannot delete %1"_s.arg(target));
-    return m_project->makeOutputs({{target}, source, input.status, true}, [&] {
-        return QFile::copy(source, target)
-               || m_project->raiseError(u"Cannot write %1"_s.arg(target));
-    });
+    File output{destination.directory, std::string(destination.name), {}};
+    output.status = output.directory->status(output.name);
+    if (!needRebuild(input.status, output.status))
+        return output;
+    const QString path = output.path();
+    if (output.status.exists() && !QFile::remove(path)) {
+        m_project->raiseError(u"Cannot delete %1"_s.arg(path));
+        return {};
+    }
+    const OutputStep step = stepOf(input.path(), input.status, path);
+    if (!m_project->beginOutputs(step))
+        return {};
+    const bool isCopied = QFile::copy(step.input, path);
+    m_project->endOutputs(step, isCopied);
+    if (isCopied)
+        return output;
+    m_project->raiseError(u"Cannot write %1"_s.arg(path));
+    return {};
 }

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "files/directory.h"
 #include "model/processspec.h"
-#include "tools/directory.h"
 
 #include <QDateTime>
 #include <QList>
+
+#include <optional>
 
 class Project;
 
@@ -18,7 +20,7 @@ Q_DECLARE_TYPEINFO(CompiledObject, Q_RELOCATABLE_TYPE);
 
 /// Turns one tree of Lua sources into a tree of processed objects, as far as they are out of date.
 ///
-/// Set the members up, call compile() once, then read `objects` and `lupdateSources`.
+/// Set the members, call compile() once, then read `objects` and `lupdateSources`.
 class ProjectMake
 {
 public:
@@ -51,35 +53,40 @@ public:
     bool needRebuild(const FileStatus &input, const FileStatus &output) const;
 
 private:
-    /// A file of the chain from the source to the final object.
+    /// A file of the chain from a source to its object.
     struct File
     {
-        const Directory *directory;
-        FileName name;
+        Directory *directory;
+        std::string name; ///< in the file system's encoding
         FileStatus status;
 
         QString path() const { return directory->filePath(name); }
     };
 
-    /// Where the outputs of a source go: `name` is the source's own, each stage replaces its
-    /// extension.
+    /// Where the outputs of a source go.
     struct Destination
     {
-        const Directory &directory;
-        FileName name;
+        Directory *directory;
+        std::string_view name;
+
+        /// @return the output that has @p extension in place of the one of `name`
+        File output(std::string_view extension) const;
     };
 
     bool compileDirectory(const QString &relativePath);
-    bool compileFile(const File &source, const Destination &destination, QString relativePath);
+    bool compileFile(const File &source, const Destination &destination,
+                     const QString &relativePath);
+    std::optional<File> makeObject(const File &source, const Destination &destination);
     bool makeDirectory(const QString &path);
-    bool makeMissingDirectory(const Directory &directory);
+    bool makeMissingDirectory(Directory *directory);
     bool raiseUnreadable(const QString &path);
-    static File outputFile(const Destination &destination, QByteArrayView extension);
-    bool preprocess(const Destination &destination, File *file);
-    bool compileLua(const Destination &destination, File *file);
-    bool copy(const Destination &destination, File *file);
-    bool runTool(const QString &tool, const QStringList &arguments, const File &input,
-                 File *output);
+
+    // The stages: each makes its output when it is out of date, and returns it.
+    std::optional<File> preprocess(const File &input, const Destination &destination);
+    std::optional<File> compileLua(const File &input, const Destination &destination);
+    std::optional<File> copy(const File &input, const Destination &destination);
+    bool makeOutput(const QString &tool, const QStringList &arguments, const File &input,
+                    const File &output);
     const QStringList &preprocessorIncludes();
 
     Project *m_project;

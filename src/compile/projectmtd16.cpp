@@ -2,8 +2,6 @@
 
 #include "engine/project.h"
 
-#include <QFile>
-
 using namespace Qt::StringLiterals;
 
 ProjectMtd16::ProjectMtd16(Project *project) : m_project(project) {}
@@ -35,9 +33,9 @@ bool ProjectMtd16::compile()
     if (requested.isEmpty())
         return true;
     arguments << definitionFile;
-    if (m_project->makeOutputs({requested, definitionFile, definition}, [&] {
-            return m_project->runTool(u"ztmkmtd"_s, arguments, verbosity);
-        }))
+    if (m_project->makeOutputs(
+                {.outputs = requested, .input = definitionFile, .inputStatus = definition},
+                m_project->toolCommand(u"ztmkmtd"_s, arguments, verbosity)))
         return true;
     errorString = m_project->errorText();
     return false;

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 
 class Project;
 
 /// Compiles the MTD16 definition file into a Lua header and a Lua module, as far as they are out of
 /// date.
 ///
-/// Set the members up, then call compile(). All paths reach the tool as they are stored here.
+/// Set the members, then call compile(). All paths reach the tool as they are stored here.
 class ProjectMtd16
 {
 public:

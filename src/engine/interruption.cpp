@@ -11,6 +11,8 @@ extern "C" {
 }
 #endif
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr std::array watchedSignals{SIGINT, SIGTERM, SIGHUP};
@@ -72,15 +74,15 @@ int Interruption::signal()
     return pendingSignal;
 }
 
-const char *Interruption::signalName()
+QString Interruption::signalName()
 {
     switch (pendingSignal) {
     case SIGINT:
-        return "SIGINT";
+        return u"SIGINT"_s;
     case SIGTERM:
-        return "SIGTERM";
+        return u"SIGTERM"_s;
     default:
-        return "SIGHUP";
+        return u"SIGHUP"_s;
     }
 }
 

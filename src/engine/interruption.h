@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 #include <sys/types.h>
 
 /// SIGINT, SIGTERM and SIGHUP: the first one that arrives is noted and passed on to the running
@@ -14,7 +16,7 @@ void watch();
 int signal();
 
 /// @return the name of signal(), such as "SIGINT"
-const char *signalName();
+QString signalName();
 
 /// Ends the program by signal(), so that the caller sees the true cause.
 [[noreturn]] void finish();

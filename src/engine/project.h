@@ -1,29 +1,16 @@
 #pragma once
 
-#include "engine/unfinishedoutputs.h"
+#include "engine/command.h"
+#include "engine/outputguard.h"
 #include "model/projectspec.h"
-#include "tools/filestatus.h"
 
-#include <QDateTime>
+#include <memory>
 
-#include <functional>
-#include <optional>
-
-/// Outputs that later builds judge by their time stamps, and what they are made from.
-struct OutputStep
-{
-    QStringList outputs;
-    QString input;
-    FileStatus inputStatus;            ///< from before the step
-    bool dependsOnProjectFile = false; ///< its time stamp counts like the one of an input
-    bool removesAfterFailure = true; ///< otherwise what a failed tool left stays, but is not taken
-                                     ///< for current
-};
-
-/// The build engine: runs one operation on a project and the external programs it needs.
+/// The build engine: what the steps of an operation share, that is the project's specification, the
+/// error text, the message output, and the running of external programs.
 ///
 /// Every fallible step returns false and leaves its reason in errorText(); the last failure stands.
-/// Single-threaded; one external program runs at a time and is waited for.
+/// Single-threaded.
 class Project
 {
 public:
@@ -39,8 +26,17 @@ public:
     Project(const Project &) = delete;
     Project &operator=(const Project &) = delete;
 
+    // The operations. They are defined in build/operations.cpp, on top of the steps; this folder
+    // knows none of them.
+
     /// Runs one operation; every one needs a usable SDK directory.
     bool run(Operation operation);
+    bool buildProject(bool rebuildAll);
+    /// Drops the translations that are no longer used, and asks for new statistics.
+    bool clearObsolete();
+    /// Removes the project's firmware and installer files from the output directory.
+    /// @return true, always
+    bool cleanFirmwareFolder();
 
     const ProjectSpec &spec() const { return m_spec; }
 
@@ -49,8 +45,8 @@ public:
 
     /// The project file's modification time: compiled files older than it are built again.
     /// Null until set, and then without effect.
-    const QDateTime &projectFileTime() const { return m_projectFileTime; }
-    void setProjectFileTime(const QDateTime &time) { m_projectFileTime = time; }
+    const QDateTime &projectFileTime() const { return m_outputGuard.projectFileTime(); }
+    void setProjectFileTime(const QDateTime &time) { m_outputGuard.setProjectFileTime(time); }
 
     /// Puts out one progress or warning line.
     virtual void msg(const QString &text) = 0;
@@ -59,8 +55,10 @@ public:
     /// @return false, always, so that a step can return its result directly
     bool raiseError(const QString &text);
 
-    /// Runs one external program to completion; the only place that starts a program whose output
-    /// is shown. Its standard streams are this program's own.
+    /// @return false with the error text set when a signal has interrupted this process
+    bool checkInterruption();
+
+    /// Runs one external program to completion; its standard streams are this process's own.
     ///
     /// Seventeen or more arguments travel in a response file in the object directory, which is gone
     /// when the call returns.
@@ -76,25 +74,27 @@ public:
     /// Runs the SDK program @p tool, see runCommand().
     bool runTool(const QString &tool, const QStringList &arguments, int verbose);
 
-    /// Makes the outputs of a step by calling @p make, so that no later build takes half an output,
-    /// or one of an input that was edited meanwhile, for current: the only way to such outputs.
-    ///
-    /// Outputs are removed when @p make fails. A process that is killed leaves a note for the next
-    /// build (UnfinishedOutputs). Outputs of an input that has changed get a time stamp older than
-    /// its own.
-    /// @return false with the error text set when @p make fails, or the note cannot be written
-    bool makeOutputs(const OutputStep &step, const std::function<bool()> &make);
+    /// @return the command that runs the SDK program @p tool
+    Command toolCommand(const QString &tool, const QStringList &arguments, int verbose) const;
 
-    /// Runs the SDK program @p tool, see runCommand(), which writes @p image: whatever its time
-    /// stamp, it is made again by each build. What an interrupted tool left of it is removed.
-    bool makeImage(const QString &tool, const QStringList &arguments, const QString &image,
-                   int verbose);
+    /// Runs a command that writes the outputs of @p step, under the protection of OutputGuard.
+    /// @return false with the error text set
+    bool makeOutputs(const OutputStep &step, const Command &command);
 
-    /// @return false with the error text set when a signal has interrupted the program
-    bool checkInterruption();
+    /// The same for outputs that no command writes: to be called before they are written.
+    /// @return false with the error text set; then nothing may be written
+    bool beginOutputs(const OutputStep &step);
+    /// To be called after that.
+    /// @param isFinished  whether the outputs are whole
+    void endOutputs(const OutputStep &step, bool isFinished);
+
+    /// Runs a command that writes @p image, which each build makes again whatever its time stamp.
+    /// What an interrupted one left of it is removed.
+    /// @return false with the error text set
+    bool makeImage(const QString &image, const Command &command);
 
     /// Deletes what a killed build left half-written.
-    /// @param rebuildAll  set when any output may be half-written
+    /// @param rebuildAll  set when any output may be half-written; otherwise left alone
     /// @return false with the error text set
     bool recoverFromKill(bool *rebuildAll);
 
@@ -111,26 +111,21 @@ public:
     /// @return the version written into the firmware; asks svnversion when the project wants it
     QString generateVersion();
 
+    /// Replaces what runs the commands: for tests.
+    void setCommandRunner(std::unique_ptr<CommandRunner> runner);
+
 protected:
     /// Not virtual: the concrete object is never deleted through this class.
     ~Project() = default;
 
 private:
     bool checkSdk();
-    bool buildProject(bool rebuildAll);
-    bool clearObsolete();
-    bool cleanFirmwareFolder();
     bool runOperation(Operation operation);
-    bool raiseInterruption(const QString &displayName);
-    /// @return false when an output stays that the next build would take for current
-    bool outdateAfterEdit(const OutputStep &step) const;
-    /// @return likewise
-    static bool outdateAfterFailure(const OutputStep &step);
-    UnfinishedOutputs &unfinishedOutputs();
+    /// @return whether the command succeeded; otherwise the error text is set
+    bool report(const Command &command, const CommandResult &result);
 
     const ProjectSpec &m_spec;
     QString m_errorText;
-    QDateTime m_projectFileTime;
-    std::optional<UnfinishedOutputs> m_unfinishedOutputs;
-    bool m_toolSucceeded = false; ///< the last one, also when an interruption makes the step fail
+    std::unique_ptr<CommandRunner> m_commandRunner;
+    OutputGuard m_outputGuard;
 };

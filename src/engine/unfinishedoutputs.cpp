@@ -1,6 +1,6 @@
 #include "engine/unfinishedoutputs.h"
 
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 #include "tools/tools.h"
 
 #include <QDir>

@@ -15,6 +15,9 @@ struct MergeSpec
     ProcessSpec process;
 
     bool operator==(const MergeSpec &) const = default;
+
+    /// @return the kind that a word of a project file stands for; None for an unknown word
+    static Type typeFromWord(const QString &word);
 };
 
 /// One filesystem image.

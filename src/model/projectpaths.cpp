@@ -1,5 +1,5 @@
+#include "files/filestatus.h"
 #include "model/projectspec.h"
-#include "tools/filestatus.h"
 #include "tools/sdkdir.h"
 #include "tools/tools.h"
 
@@ -72,6 +72,11 @@ QString ProjectSpec::qmFilePath(const QString &fileName) const
     return objectFilePath(fileName.isEmpty() ? u"translations"_s : u"translations/"_s + fileName);
 }
 
+QString ProjectSpec::translationReport() const
+{
+    return objectFilePath(u"translations/report.xml"_s);
+}
+
 QString ProjectSpec::stateFile() const
 {
     return stateFile_.isEmpty() ? Tools::replaceExtension(projectFile, u"ztn"_s)
@@ -83,7 +88,7 @@ QString ProjectSpec::stateFile(const QString &step, const QString &item) const
     const QString file = stateFile();
     const QString suffix = QFileInfo(file).completeSuffix();
     // The dot is cut off even when there is no suffix, which takes the name's last character:
-    // deliberate, state files of existing projects are found by these names.
+    // state files of existing projects are found by these names.
     return file.chopped(std::min(suffix.size() + 1, file.size())) + u'-' + step + u'-' + item + u'.'
            + suffix;
 }

@@ -45,9 +45,15 @@ struct ProjectSpec
     bool lupdateEnabled() const { return translation.isOn(); }
     bool mtd16Enabled() const { return mtd16.isOn(); }
 
-    /// Prepares the record for a new read. Not the constructor's state, deliberately: `interactive`
+    /// @return the level of the project's own steps; @p fallback when the project sets none
+    int level(int fallback) const { return verbose >= 0 ? verbose : fallback; }
+    /// @return the level of the steps for a filesystem or target that sets @p own: that one when it
+    /// is set, else the project's
+    int inheritedLevel(int own) const { return own >= 0 ? own : verbose; }
+
+    /// Prepares the record for a new read. The result differs from a new record: `interactive`
     /// becomes unset, `mtd16` off, `translationBaseDir` "/usr/lib/lua", and the languages and the
-    /// translation switch stay.
+    /// translation switch stay. Callers that reuse a record rely on it.
     void clear();
 
     /// @return the first target of that model (case-sensitive), valid until `targets` changes;
@@ -72,6 +78,9 @@ struct ProjectSpec
     QString tsFilePath(const QString &fileName) const;
     /// @return the compiled translation @p fileName, in the object tree
     QString qmFilePath(const QString &fileName) const;
+
+    /// @return the statistics that the translation scanner leaves behind
+    QString translationReport() const;
 
     /// @return the build state file: by default the project file with the extension "ztn"
     QString stateFile() const;

@@ -13,7 +13,14 @@ struct Tristate
     bool isOn() const { return value > 0; }      ///< for settings that are off unless switched on
     bool isNotOff() const { return value != 0; } ///< for settings that are on unless switched off
 
+    /// @return this setting when it is set, else @p outer, the one of the enclosing level
+    Tristate orElse(Tristate outer) const { return isSet() ? *this : outer; }
+
     bool operator==(const Tristate &) const = default;
+
+    /// @return the setting that a lower-case word of a project file stands for ("true", "yes", "1",
+    /// "false", "no", "0"); unset for any other word
+    static Tristate fromWord(const QString &word);
 };
 
 /// A text setting with a built-in default, which applies while `value` is empty.

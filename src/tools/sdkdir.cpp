@@ -1,6 +1,6 @@
 #include "tools/sdkdir.h"
 
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 #include "tools/tools.h"
 
 #include <QDir>

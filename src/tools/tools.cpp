@@ -2,35 +2,17 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QStringBuilder>
 #include <QStringList>
 
 #include <array>
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-bool isAscii(QByteArrayView text)
-{
-    return QtPrivate::isAscii(QLatin1StringView(text));
-}
-
-} // namespace
-
 namespace Tools {
 
 QString ensureDirectorySeparator(const QString &path)
 {
     return path.isEmpty() || path.endsWith(u'/') ? path : path + u'/';
-}
-
-QString joinPath(const QString &prefix, QByteArrayView name, QByteArrayView extension)
-{
-    // Plain ASCII, which nearly all names are, needs no decoder and only one allocation.
-    if (isAscii(name) && isAscii(extension))
-        return prefix % QLatin1StringView(name) % QLatin1StringView(extension);
-    return prefix % QString::fromUtf8(name) % QString::fromUtf8(extension);
 }
 
 QString replaceExtension(const QString &name, const QString &extension)

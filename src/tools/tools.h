@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 #include <QXmlStreamReader>
 
@@ -10,12 +9,9 @@ namespace Tools {
 /// @return @p path ending in "/"; an empty path stays empty
 QString ensureDirectorySeparator(const QString &path);
 
-/// @return @p prefix followed by @p name and @p extension, which are in the file system's encoding
-QString joinPath(const QString &prefix, QByteArrayView name, QByteArrayView extension = {});
-
 /// Replaces what follows the last "." of @p name by @p extension, or appends "." and the extension.
-/// The last dot may stand in a directory part ("a.b/box" becomes "a.ztn"): deliberate, file names
-/// of existing projects depend on it.
+/// The last dot may stand in a directory part ("a.b/box" becomes "a.ztn"): the file names of
+/// existing projects depend on it.
 QString replaceExtension(const QString &name, const QString &extension);
 
 /// @return @p text without the characters ":", "/", "\", "?" and "*"

@@ -144,7 +144,7 @@ bool ProjectParser1::characters(const QString &text)
 
 void ProjectParser1::charactersMerge(const QString &text)
 {
-    // Replaces what an earlier piece of the same text left: deliberate.
+    // Replaces what an earlier piece of the same text left: projects rely on the last piece.
     m_currentMerge.source = text;
 }
 
@@ -167,8 +167,8 @@ bool ProjectParser1::enterProject(const QXmlAttributes &attributes)
     m_spec->stateFile_ = attributes.value(u"StateFile"_s);
     if (!decodeTristate(attributes, u"CompileLua"_s, &m_spec->process.compile))
         return false;
-    // Project-wide, Lua is neither preprocessed nor compiled, whatever the attribute says; a bad
-    // word in it is an error all the same. Deliberate.
+    // Projects of this schema are not preprocessed or compiled as a whole, whatever the attribute
+    // says; a bad word in it is an error all the same.
     m_spec->process.compile = {0};
     m_spec->process.preprocess_ = {0};
     m_state = State::Project;
@@ -209,13 +209,8 @@ bool ProjectParser1::enterMerge(const QXmlAttributes &attributes)
     if (attributes.index(u"Type"_s) < 0)
         return fail(u"\"Type\" attribute missing in \"Merge\" element."_s);
     const QString type = attributes.value(u"Type"_s);
-    if (type == "Archive"_L1)
-        m_currentMerge.type = MergeSpec::Type::Archive;
-    else if (type == "Directory"_L1)
-        m_currentMerge.type = MergeSpec::Type::Directory;
-    else if (type == "File"_L1)
-        m_currentMerge.type = MergeSpec::Type::File;
-    else
+    m_currentMerge.type = MergeSpec::typeFromWord(type);
+    if (m_currentMerge.type == MergeSpec::Type::None)
         return fail(u"\"Type\" attribute value \"%1\" invalid."_s.arg(type));
     m_currentMerge.destination = attributes.value(u"Destination"_s);
     if (!decodeTristate(attributes, u"CompileLua"_s, &m_currentMerge.process.compile))
@@ -231,13 +226,7 @@ bool ProjectParser1::decodeTristate(const QXmlAttributes &attributes, const QStr
     if (attributes.index(name) < 0)
         return true;
     const QString value = attributes.value(name).toLower();
-    if (value == "true"_L1 || value == "yes"_L1 || value == "1"_L1) {
-        *out = {1};
-        return true;
-    }
-    if (value == "false"_L1 || value == "no"_L1 || value == "0"_L1) {
-        *out = {0};
-        return true;
-    }
-    return fail(u"Expected a \"%1\" boolean value, but got \"%2\""_s.arg(name, value));
+    *out = Tristate::fromWord(value);
+    return out->isSet()
+           || fail(u"Expected a \"%1\" boolean value, but got \"%2\""_s.arg(name, value));
 }

@@ -20,8 +20,7 @@ public:
     QString errorString() const override { return m_errorMessage; }
 
     /// @return whether the root element was this schema's. Only true during the parse: it is
-    /// cleared at its end, so that an error in a first-schema file ends in the caller's general
-    /// message. Deliberate.
+    /// cleared at its end, and the caller's choice of messages is written against that.
     bool recognised() const { return m_recognised; }
 
     bool startDocument() override;

@@ -66,7 +66,7 @@ bool ProjectParser2::readDocumentEnd()
     if (!expectNextEndElement("ZeltaProject"))
         return false;
     if (readNext() != EndDocument)
-        return raiseError(u"End of document expected"_s); // no full stop: deliberate
+        return raiseError(u"End of document expected"_s);
     return true;
 }
 
@@ -79,8 +79,8 @@ bool ProjectParser2::readStartup()
 
 bool ProjectParser2::readTarget()
 {
-    // Only a target without any attribute is refused; one that has others but no Model is accepted
-    // with an empty model: deliberate.
+    // A target with other attributes but no Model is accepted, with an empty model: such project
+    // files exist.
     if (attributes().isEmpty())
         return raiseError(u"\"Model\" attribute missing or empty in <Target> element."_s);
     TargetSpec target;
@@ -120,13 +120,8 @@ bool ProjectParser2::readMerge(FilesystemSpec *filesystem)
 {
     MergeSpec merge;
     const QString type = stringAttribute("Type");
-    if (type == "Archive"_L1)
-        merge.type = MergeSpec::Type::Archive;
-    else if (type == "Directory"_L1)
-        merge.type = MergeSpec::Type::Directory;
-    else if (type == "File"_L1)
-        merge.type = MergeSpec::Type::File;
-    else
+    merge.type = MergeSpec::typeFromWord(type);
+    if (merge.type == MergeSpec::Type::None)
         return raiseError(u"\"Type\" attribute value \"%1\" missing or invalid."_s.arg(type));
 
     if (!readChildren({
@@ -151,7 +146,7 @@ bool ProjectParser2::readPreprocess(ProcessSpec *process)
 {
     const QString type = stringAttribute("Type");
     if (type != "Ztlpp"_L1)
-        return raiseError(u"Preprocessing type \"%1\" not supported"_s.arg(type)); // no full stop
+        return raiseError(u"Preprocessing type \"%1\" not supported"_s.arg(type));
     process->preprocess_ = tristateAttribute("Enabled");
     process->removeComments_ = tristateAttribute("RemoveComments");
     process->simplifyWhitespace_ = tristateAttribute("SimplifyWhitespace");
@@ -165,7 +160,7 @@ bool ProjectParser2::readCompile(ProcessSpec *process)
 {
     const QString type = stringAttribute("Type");
     if (type != "Lua"_L1)
-        return raiseError(u"Compilation type \"%1\" not supported"_s.arg(type)); // no full stop
+        return raiseError(u"Compilation type \"%1\" not supported"_s.arg(type));
     process->compile = tristateAttribute("Enabled");
     process->strip = tristateAttribute("Strip");
     process->strict = tristateAttribute("Strict");

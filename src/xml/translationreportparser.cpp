@@ -33,7 +33,7 @@ bool TranslationReportParser::readRoot()
         if (!(name() == "source"_L1 ? readSource() : skipElement()))
             return false;
     }
-    // Only a second end tag is refused: deliberate.
+    // Only a second end tag is refused; whatever else follows is left to the stream reader.
     if (readNext() == EndElement)
         return raiseError(u"End of document expected"_s);
     return !hasError();

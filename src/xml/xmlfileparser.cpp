@@ -10,17 +10,6 @@ namespace {
 
 constexpr int maximumNesting = 20;
 
-enum class Word { Yes, No, Other };
-
-Word booleanWord(const QString &lowerCaseText)
-{
-    if (lowerCaseText == "true"_L1 || lowerCaseText == "yes"_L1 || lowerCaseText == "1"_L1)
-        return Word::Yes;
-    if (lowerCaseText == "false"_L1 || lowerCaseText == "no"_L1 || lowerCaseText == "0"_L1)
-        return Word::No;
-    return Word::Other;
-}
-
 } // namespace
 
 bool XmlFileParser::openFile(const QString &path)
@@ -74,7 +63,7 @@ QString XmlFileParser::readCharacters()
     QString characters = text().toString();
     if (readNext() == EndElement)
         return characters;
-    // No angle brackets here, unlike in expectNextEndElement(): deliberate.
+    // No angle brackets here, unlike in expectNextEndElement(): messages are kept as they are.
     raiseError(u"End of %1 element expected."_s.arg(element));
     return {};
 }
@@ -155,17 +144,12 @@ Tristate XmlFileParser::tristateAttribute(const char *name)
     if (value.isEmpty())
         return {};
     const QString lowerCaseValue = value.toLower();
-    switch (booleanWord(lowerCaseValue)) {
-    case Word::Yes:
-        return {1};
-    case Word::No:
-        return {0};
-    case Word::Other:
-        break;
+    const Tristate setting = Tristate::fromWord(lowerCaseValue);
+    if (!setting.isSet()) {
+        raiseError(u"Expected \"%1\" to be a boolean attribute, but got \"%2\""_s.arg(
+                QLatin1StringView(name), lowerCaseValue));
     }
-    raiseError(u"Expected \"%1\" to be a boolean attribute, but got \"%2\""_s.arg(
-            QLatin1StringView(name), lowerCaseValue));
-    return {};
+    return setting;
 }
 
 bool XmlFileParser::boolAttribute(const char *name, bool defaultValue)
@@ -173,14 +157,9 @@ bool XmlFileParser::boolAttribute(const char *name, bool defaultValue)
     const QString value = stringAttribute(name).toLower();
     if (value.isEmpty())
         return defaultValue;
-    switch (booleanWord(value)) {
-    case Word::Yes:
-        return true;
-    case Word::No:
-        return false;
-    case Word::Other:
-        break;
-    }
+    const Tristate setting = Tristate::fromWord(value);
+    if (setting.isSet())
+        return setting.isOn();
     raiseError(
             u"Expected \"%1\" to be a bool, but got \"%2\""_s.arg(QLatin1StringView(name), value));
     return defaultValue;

@@ -67,9 +67,9 @@ class References(unittest.TestCase):
                 with self.subTest(name):
                     self.assertRegex(source, rf"\b(Build|Project)::{name}\(")
         # All of them, in the order in which they are called.
-        operations = (SOURCES / "src/engine/operations.cpp").read_text()
-        body = re.search(r"^bool Project::buildProject.*?^}", operations, re.MULTILINE | re.DOTALL)
-        self.assertEqual(steps, re.findall(r"(?:build\.|&& )(\w+)\(\)", body[0]))
+        build = (SOURCES / "src/build/build.cpp").read_text()
+        body = re.search(r"^bool Build::run.*?^}", build, re.MULTILINE | re.DOTALL)
+        self.assertEqual(steps, re.findall(r"(?:return |&& |->)(\w+)\(\)", body[0]))
 
 
 if __name__ == "__main__":

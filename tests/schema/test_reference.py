@@ -42,7 +42,7 @@ class Reference(Documents):
                         self.assertEqual(text.count(f"\n{word}: "), int(is_value), text)
 
     def test_effects_are_options_that_the_engine_knows(self):
-        source = "".join(file.read_text() for folder in ("engine", "compile")
+        source = "".join(file.read_text() for folder in ("build", "engine", "compile")
                          for file in (SOURCES / "src" / folder).glob("*.cpp"))
         options = {(tool, option) for schema in (CURRENT, FIRST)
                    for text in schema.root.itertext()

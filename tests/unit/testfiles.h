@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/project.h"
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +9,9 @@
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <functional>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -79,4 +82,25 @@ public:
     void msg(const QString &text) override { messages.append(text); }
 
     QStringList messages;
+};
+
+/// Does a piece of the test's own work in place of every command.
+class FakeRunner final : public CommandRunner
+{
+public:
+    /// @param work  returns whether the command is to succeed; a failing one exits with 3
+    explicit FakeRunner(std::function<bool(const Command &)> work) : m_work(std::move(work)) {}
+
+    CommandResult run(const Command &command) override
+    {
+        CommandResult result;
+        result.isFinished = m_work(command);
+        result.outcome = result.isFinished ? CommandResult::Outcome::Succeeded
+                                           : CommandResult::Outcome::Failed;
+        result.status = result.isFinished ? 0 : 3;
+        return result;
+    }
+
+private:
+    std::function<bool(const Command &)> m_work;
 };

@@ -48,7 +48,7 @@ private slots:
                      raise(number);
                      require(errno == 77);
                      require(Interruption::signal() == number);
-                     require(Interruption::signalName() == name);
+                     require(Interruption::signalName().toLatin1() == name);
                  }),
                  0);
     }

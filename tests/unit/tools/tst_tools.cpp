@@ -27,33 +27,6 @@ private slots:
         QTEST(Tools::ensureDirectorySeparator(path), "expected");
     }
 
-    void joinPath_data()
-    {
-        QTest::addColumn<QString>("prefix");
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<QByteArray>("extension");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("plain") << u"a/"_s << "b"_ba
-                               << ".lua"_ba << u"a/b.lua"_s;
-        QTest::newRow("no prefix") << u""_s << "b"_ba
-                                   << ".lua"_ba << u"b.lua"_s;
-        QTest::newRow("no extension") << u"a/"_s << "b"_ba
-                                      << ""_ba << u"a/b"_s;
-        QTest::newRow("nothing") << u""_s << ""_ba
-                                 << ""_ba << u""_s;
-        QTest::newRow("beyond ASCII") << u"ä/"_s << "\xc3\xbc"_ba
-                                      << ".\xf0\x9f\x98\x80"_ba << u"ä/ü.\U0001F600"_s;
-        QTest::newRow("extension beyond ASCII") << u"a/"_s << "b"_ba
-                                                << ".\xc3\xbc"_ba << u"a/b.ü"_s;
-    }
-    void joinPath()
-    {
-        QFETCH(QString, prefix);
-        QFETCH(QByteArray, name);
-        QFETCH(QByteArray, extension);
-        QTEST(Tools::joinPath(prefix, name, extension), "expected");
-    }
-
     void replaceExtension_data()
     {
         QTest::addColumn<QString>("name");

@@ -1,4 +1,4 @@
-#include "tools/filestatus.h"
+#include "files/filestatus.h"
 
 #include "testfiles.h"
 

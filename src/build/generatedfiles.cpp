@@ -1,7 +1,6 @@
-#include "engine/generatedfiles.h"
+#include "build/generatedfiles.h"
 
-#include "engine/build.h"
-#include "engine/project.h"
+#include "model/projectspec.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -56,31 +55,13 @@ QByteArray startupScript(const ProjectSpec &spec)
     return script;
 }
 
-bool Build::addVersionFile()
-{
-    const QString path = m_spec.objectFilePath(u"version.txt"_s);
-    if (!writeFile(path, m_versionText.toUtf8() + '\n'))
-        return false;
-    addFileToRootImage(u"/etc/version"_s, path);
-    return true;
-}
-
-bool Build::addStartupScript()
-{
-    if (m_spec.startupFile.isEmpty())
-        return true;
-    const QString path = m_spec.objectFilePath(u"autoexec.lua"_s);
-    if (!writeFile(path, startupScript(m_spec)))
-        return false;
-    addFileToRootImage(u"/etc/autoexec.lua"_s, path);
-    return true;
-}
-
-bool Build::writeFile(const QString &path, const QByteArray &content)
+bool writeGeneratedFile(const QString &path, const QByteArray &content, QString *error)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return m_project->raiseError(u"Error writing %1: %2"_s.arg(path, file.errorString()));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *error = u"Error writing %1: %2"_s.arg(path, file.errorString());
+        return false;
+    }
     file.write(content);
     return true;
 }

@@ -1,4 +1,4 @@
-#include "engine/generatedfiles.h"
+#include "build/generatedfiles.h"
 
 #include "model/projectspec.h"
 

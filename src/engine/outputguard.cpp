@@ -1,5 +1,7 @@
+#include "engine/outputguard.h"
+
 #include "engine/interruption.h"
-#include "engine/project.h"
+#include "model/projectspec.h"
 
 #include <QFile>
 
@@ -35,25 +37,8 @@ bool makeOlder(const QString &output, const FileTime &time)
            || remove(output);
 }
 
-} // namespace
-
-bool Project::makeOutputs(const OutputStep &step, const std::function<bool()> &make)
-{
-    if (!checkInterruption())
-        return false;
-    UnfinishedOutputs &unfinished = unfinishedOutputs();
-    QString error;
-    if (!unfinished.begin(step.outputs, &error))
-        return raiseError(error);
-
-    m_toolSucceeded = false;
-    const bool ok = make();
-    if (ok || m_toolSucceeded ? outdateAfterEdit(step) : outdateAfterFailure(step))
-        unfinished.end();
-    return ok;
-}
-
-bool Project::outdateAfterFailure(const OutputStep &step)
+/// @return false when an output stays that the next build would take for current
+bool outdateAfterFailure(const OutputStep &step)
 {
     const bool removes = step.removesAfterFailure || Interruption::signal() != 0;
     bool isSettled = true;
@@ -62,7 +47,39 @@ bool Project::outdateAfterFailure(const OutputStep &step)
     return isSettled;
 }
 
-bool Project::outdateAfterEdit(const OutputStep &step) const
+} // namespace
+
+OutputGuard::OutputGuard(const ProjectSpec &spec) : m_spec(spec) {}
+
+bool OutputGuard::recover(bool *rebuildAll, QString *error)
+{
+    UnfinishedOutputs &unfinished = unfinishedOutputs();
+    if (!unfinished.recover(error))
+        return false;
+    if (unfinished.isTorn())
+        *rebuildAll = true;
+    return true;
+}
+
+bool OutputGuard::begin(const OutputStep &step, QString *error)
+{
+    return unfinishedOutputs().begin(step.outputs, error);
+}
+
+void OutputGuard::end(const OutputStep &step, bool isFinished)
+{
+    if (isFinished ? outdateAfterEdit(step) : outdateAfterFailure(step))
+        unfinishedOutputs().end();
+}
+
+void OutputGuard::close(bool operationSucceeded)
+{
+    if (m_unfinishedOutputs)
+        m_unfinishedOutputs->close(operationSucceeded);
+    m_unfinishedOutputs.reset();
+}
+
+bool OutputGuard::outdateAfterEdit(const OutputStep &step) const
 {
     std::optional<FileTime> oldest;
     const auto compare = [&oldest](const FileTime &before, const FileTime &now) {
@@ -87,41 +104,9 @@ bool Project::outdateAfterEdit(const OutputStep &step) const
     return isSettled;
 }
 
-bool Project::makeImage(const QString &tool, const QStringList &arguments, const QString &image,
-                        int verbose)
-{
-    const bool ok = runTool(tool, arguments, verbose);
-    if (!m_toolSucceeded && Interruption::signal() != 0)
-        QFile::remove(image);
-    return ok;
-}
-
-bool Project::recoverFromKill(bool *rebuildAll)
-{
-    QString error;
-    if (!unfinishedOutputs().recover(&error))
-        return raiseError(error);
-    if (unfinishedOutputs().isTorn())
-        *rebuildAll = true;
-    return true;
-}
-
-UnfinishedOutputs &Project::unfinishedOutputs()
+UnfinishedOutputs &OutputGuard::unfinishedOutputs()
 {
     if (!m_unfinishedOutputs)
         m_unfinishedOutputs.emplace(m_spec.objectFilePath({}));
     return *m_unfinishedOutputs;
-}
-
-bool Project::checkInterruption()
-{
-    return Interruption::signal() == 0 || raiseInterruption({});
-}
-
-bool Project::raiseInterruption(const QString &displayName)
-{
-    const QLatin1StringView name(Interruption::signalName());
-    return raiseError(displayName.isEmpty()
-                              ? u"Interrupted by %1"_s.arg(name)
-                              : u"Interrupted by %1 while %2 was running"_s.arg(name, displayName));
 }

@@ -1,37 +1,45 @@
-#include "tools/directory.h"
-
-#include "tools/tools.h"
+#include "files/directory.h"
 
 #include <QFile>
-#include <QVarLengthArray>
+#include <QStringBuilder>
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
-bool isLuaFile(QByteArrayView name)
+bool isLuaFile(std::string_view name)
 {
-    const QByteArrayView suffix(".lua");
-    return name.endsWith(suffix)
+    constexpr std::string_view suffix(".lua");
+    return name.ends_with(suffix)
            || (name.size() >= suffix.size()
-               && qstrnicmp(name.last(suffix.size()).data(), suffix.size(), suffix.data(),
+               && qstrnicmp(name.substr(name.size() - suffix.size()).data(), suffix.data(),
                             suffix.size())
                           == 0);
 }
 
-FileName FileName::of(QByteArrayView name)
+std::string withExtension(std::string_view name, std::string_view extension)
 {
-    const qsizetype dot = name.lastIndexOf('.');
-    return dot < 0 ? FileName{name, {}} : FileName{name.first(dot), name.sliced(dot)};
+    const std::string_view stem = name.substr(0, name.rfind('.'));
+    std::string result;
+    result.reserve(stem.size() + 1 + extension.size());
+    result.append(stem);
+    result += '.';
+    result.append(extension);
+    return result;
+}
+
+QString joinPath(const QString &prefix, const std::string &name)
+{
+    // Plain ASCII, which nearly all names are, needs no decoder and only one allocation.
+    const QLatin1StringView text(name.data(), static_cast<qsizetype>(name.size()));
+    return QtPrivate::isAscii(text) ? prefix % text : prefix + QString::fromStdString(name);
 }
 
 Directory::Directory(const QString &path)
-    : m_path(path), m_prefix(Tools::ensureDirectorySeparator(path))
+    : m_path(path), m_prefix(path.isEmpty() || path.endsWith(u'/') ? path : path + u'/')
 {
 }
 
@@ -40,7 +48,7 @@ Directory::~Directory()
     close();
 }
 
-bool Directory::exists() const
+bool Directory::ensureOpen()
 {
     if (m_descriptor == closed) {
         m_descriptor = m_path.isEmpty() ? AT_FDCWD
@@ -59,20 +67,15 @@ void Directory::close()
     m_descriptor = closed;
 }
 
-QString Directory::filePath(const FileName &name) const
+QString Directory::filePath(const std::string &name) const
 {
-    return Tools::joinPath(m_prefix, name.stem, name.extension);
+    return joinPath(m_prefix, name);
 }
 
-FileStatus Directory::status(const FileName &name) const
+FileStatus Directory::status(const std::string &name)
 {
-    if (!exists())
-        return FileStatus::afterError(errno);
-    QVarLengthArray<char, NAME_MAX + 1> text(name.stem.size() + name.extension.size() + 1);
-    char *end = std::copy(name.stem.begin(), name.stem.end(), text.data());
-    end = std::copy(name.extension.begin(), name.extension.end(), end);
-    *end = '\0';
-    return FileStatus::of(m_descriptor, text.constData());
+    return ensureOpen() ? FileStatus::of(m_descriptor, name.c_str())
+                        : FileStatus::afterError(errno);
 }
 
 DirectoryListing Directory::luaFilesAndDirectories()
@@ -92,14 +95,13 @@ DirectoryListing Directory::luaFilesAndDirectories()
             listing.error = errno;
             return listing;
         }
-        const QByteArrayView name(entry->d_name);
+        const std::string_view name(entry->d_name);
         const bool isLua = entry->d_type == DT_REG && isLuaFile(name);
         const bool mayBeDirectory =
                 entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-        if (!(isLua || mayBeDirectory) || name.startsWith('.') || !name.isValidUtf8())
+        if (!(isLua || mayBeDirectory) || name.starts_with('.')
+            || !QByteArrayView(name).isValidUtf8())
             continue;
-        listing.entries.push_back(
-                {static_cast<qsizetype>(listing.names.size()), name.size(), isLua});
-        listing.names.append(entry->d_name);
+        listing.entries.push_back({std::string(name), isLua});
     }
 }

@@ -25,23 +25,22 @@ struct FileTime
 
 /// What one stat of a path said; symbolic links are followed.
 ///
-/// The only place that asks the file system for times, so that the question of what is out of
-/// date costs one system call a file.
+/// The only place that reads file times, so that deciding what is out of date costs one system call
+/// a file.
 class FileStatus
 {
 public:
     FileStatus() = default;
 
-    /// Asks the file system now. A path that leads nowhere, or where the user must not go, does not
-    /// exist; with any other failure the status is unknown.
+    /// Stats @p path. One that leads nowhere, or where the user must not go, does not exist; after
+    /// any other failure the status is unknown.
     static FileStatus of(const QString &path);
 
-    /// Asks for @p name, in the file system's encoding, as seen from the open directory
+    /// Stats @p name, in the file system's encoding, as seen from the open directory
     /// @p directory or, with AT_FDCWD, from the working directory.
     static FileStatus of(int directory, const char *name);
 
-    /// @return what is known of a file that could not be asked for
-    /// @param error  the errno
+    /// @return the status of a file whose stat failed with @p error, an errno
     static FileStatus afterError(int error);
 
     /// @return false when unknown, too
@@ -54,8 +53,8 @@ public:
     FileTime modified() const { return m_modified; }
 
     /// The rule that decides every incremental step: an output is out of date when it is missing
-    /// or strictly older than its input. A missing input is never younger than an output; of an
-    /// unknown one the worst is assumed.
+    /// or strictly older than its input. A missing input is never newer than an output; an unknown
+    /// one is taken to be.
     bool isOutOfDate(const FileStatus &input) const;
 
 private:
@@ -65,5 +64,5 @@ private:
     FileTime m_modified;
 };
 
-/// Asks for both files and applies the rule, see FileStatus::isOutOfDate().
+/// Stats both files and applies the rule, see FileStatus::isOutOfDate().
 bool needRebuild(const QString &source, const QString &target);

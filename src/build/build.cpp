@@ -1,0 +1,215 @@
+#include "build/build.h"
+
+#include "build/generatedfiles.h"
+#include "compile/projectmake.h"
+#include "compile/projectmtd16.h"
+#include "engine/project.h"
+#include "tools/tools.h"
+
+#include <QDir>
+
+using namespace Qt::StringLiterals;
+
+Build::Build(Project *project, bool rebuildAll)
+    : m_project(project), m_spec(project->spec()), m_rebuildAll(rebuildAll)
+{
+}
+
+bool Build::run()
+{
+    return makeDirectories() && recoverFromKill() && nameFirmware() && compileDefinitions()
+           && selectRootFilesystem() && beginRootImage() && addMergeEntries() && addTranslations()
+           && addVersionFile() && addStartupScript() && packRootImage()
+           && m_project->cleanFirmwareFolder() && linkFirmware() && buildInstallers();
+}
+
+bool Build::makeDirectories()
+{
+    if (!makeDirectory(m_spec.objectFilePath({})))
+        return false;
+    return !m_spec.lupdateEnabled()
+           || (makeDirectory(m_spec.tsFilePath({})) && makeDirectory(m_spec.qmFilePath({})));
+}
+
+bool Build::makeDirectory(const QString &directory)
+{
+    if (QDir().mkpath(directory))
+        return true;
+    return m_project->raiseError(u"Cannot make directory %1"_s.arg(directory));
+}
+
+bool Build::recoverFromKill()
+{
+    return m_project->recoverFromKill(&m_rebuildAll);
+}
+
+bool Build::nameFirmware()
+{
+    m_linker.emplace(m_project);
+    return m_project->checkInterruption();
+}
+
+bool Build::compileDefinitions()
+{
+    if (!m_spec.mtd16Enabled())
+        return true;
+    ProjectMtd16 compiler(m_project);
+    // All paths as stored: projects rely on their resolving against the working directory.
+    compiler.definitionFile = m_spec.mtd16Source.isEmpty()
+                                      ? Tools::replaceExtension(m_spec.projectFile, u"mtdef"_s)
+                                      : m_spec.mtd16Source;
+    compiler.headerFile = m_spec.mtd16Header.effectiveValue();
+    compiler.luaFile = m_spec.mtd16Lua.effectiveValue();
+    compiler.verbosity = m_spec.verbose;
+    compiler.rebuildAll = m_rebuildAll;
+    return compiler.compile() || m_project->raiseError(compiler.errorString);
+}
+
+bool Build::hasRootFilesystem() const
+{
+    return !m_spec.filesystems.isEmpty();
+}
+
+bool Build::selectRootFilesystem()
+{
+    const QString rootLabel = u"root"_s;
+    if (hasRootFilesystem())
+        m_rootFilesystem = m_spec.filesystems.first();
+    if (m_rootFilesystem.label.isEmpty())
+        m_rootFilesystem.label = rootLabel;
+    if (m_spec.filesystems.size() <= 1 && m_rootFilesystem.label == rootLabel)
+        return true;
+    return m_project->raiseError(
+            u"Project must contain exactly one filesystem, labelled \"root\"."_s);
+}
+
+bool Build::beginRootImage()
+{
+    m_rootImage.emplace(m_project, m_rootFilesystem);
+    m_translations.emplace(m_project, m_rebuildAll);
+    return m_rootImage->begin(&m_temporaryFile);
+}
+
+bool Build::addMergeEntries()
+{
+    QString destination;
+    for (const MergeSpec &merge : std::as_const(m_rootFilesystem.merges)) {
+        if (merge.destination != destination) {
+            destination = merge.destination;
+            m_rootImage->setDestination(destination);
+        }
+        const QString source = m_spec.projectFilePath(merge.source);
+        if (merge.type == MergeSpec::Type::Archive) {
+            m_rootImage->addArchive(source);
+            continue;
+        }
+        m_rootImage->addSource(source);
+        if (!compileEntry(merge, source))
+            return false;
+    }
+    return true;
+}
+
+bool Build::compileEntry(const MergeSpec &merge, const QString &source)
+{
+    ProcessSpec process;
+    process.mergeFrom(m_spec.process);
+    process.mergeFrom(m_rootFilesystem.process);
+    process.mergeFrom(merge.process);
+    if (!process.isActive())
+        return true;
+
+    QString objectDirectory = m_spec.objectFilePath(Tools::safeFileName(m_rootFilesystem.label));
+    if (m_compiledEntries > 0)
+        objectDirectory += u"%1"_s.arg(m_compiledEntries, 2, 10, QChar(u'0'));
+    ++m_compiledEntries;
+
+    ProjectMake compiler(m_project);
+    compiler.verbosity = m_rootImage->level();
+    compiler.sdkIncludeDirectory = m_spec.sdkPath(u"usr/include"_s);
+    compiler.process = process;
+    compiler.sourceDirectory = source;
+    compiler.objectDirectory = objectDirectory;
+    compiler.rebuildAll = m_rebuildAll;
+    compiler.referenceTime = m_project->projectFileTime();
+    if (!compiler.compile()) {
+        // Some failures are already in the project's error text.
+        return compiler.errorString.isEmpty() ? false : m_project->raiseError(compiler.errorString);
+    }
+
+    for (const CompiledObject &object : std::as_const(compiler.objects))
+        m_rootImage->addFile(object.sourceFile, object.objectFile);
+    m_translations->addSources({source, compiler.lupdateSources});
+    return true;
+}
+
+bool Build::addTranslations()
+{
+    if (!m_spec.lupdateEnabled())
+        return true;
+    if (!m_translations->update())
+        return false;
+    m_translations->addTo(&*m_rootImage);
+    return true;
+}
+
+bool Build::addVersionFile()
+{
+    const QString path = m_spec.objectFilePath(u"version.txt"_s);
+    QString error;
+    if (!writeGeneratedFile(path, m_linker->versionText().toUtf8() + '\n', &error))
+        return m_project->raiseError(error);
+    m_rootImage->addFile(u"/etc/version"_s, path);
+    return true;
+}
+
+bool Build::addStartupScript()
+{
+    if (m_spec.startupFile.isEmpty())
+        return true;
+    const QString path = m_spec.objectFilePath(u"autoexec.lua"_s);
+    QString error;
+    if (!writeGeneratedFile(path, startupScript(m_spec), &error))
+        return m_project->raiseError(error);
+    m_rootImage->addFile(u"/etc/autoexec.lua"_s, path);
+    return true;
+}
+
+bool Build::packRootImage()
+{
+    return !hasRootFilesystem() || m_rootImage->pack();
+}
+
+bool Build::linkFirmware()
+{
+    if (!hasRootFilesystem())
+        return true;
+    for (const TargetSpec &target : m_spec.targets) {
+        if (!m_linker->linkFirmware(target, m_rootImage->path()))
+            return false;
+    }
+    return true;
+}
+
+bool Build::buildInstallers()
+{
+    InstallerImage image(m_project);
+    if (!image.begin(&m_temporaryFile))
+        return false;
+    for (const TargetSpec &target : m_spec.targets) {
+        if (target.buildInstaller.orElse(m_spec.buildInstaller).isOn()
+            && !buildInstaller(target, &image))
+            return false;
+    }
+    return true;
+}
+
+bool Build::buildInstaller(const TargetSpec &target, InstallerImage *image)
+{
+    // One level quieter than the firmware that the installer carries, so that a verbose build is
+    // about the firmware.
+    const int level = m_spec.inheritedLevel(target.verbose) - (hasRootFilesystem() ? 1 : 0);
+    const QString firmware = hasRootFilesystem() ? m_linker->firmwareFile(target) : QString();
+    return image->pack(target, firmware, level)
+           && m_linker->linkInstaller(target, image->path(), level);
+}

@@ -1,0 +1,79 @@
+#include "build/build.h"
+#include "engine/arguments.h"
+#include "engine/project.h"
+#include "tools/tools.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// For the operations that are not builds, when the project sets no level.
+constexpr int defaultLevel = 1;
+
+} // namespace
+
+bool Project::run(Operation operation)
+{
+    m_errorText.clear();
+    const bool ok = checkSdk() && runOperation(operation);
+    m_outputGuard.close(ok);
+    return ok;
+}
+
+bool Project::runOperation(Operation operation)
+{
+    switch (operation) {
+    case Operation::Build:
+        return buildProject(false);
+    case Operation::BuildAll:
+        return buildProject(true);
+    case Operation::ClearObsolete:
+        return clearObsolete();
+    case Operation::CleanFirmwareFolder:
+        return cleanFirmwareFolder();
+    }
+    return false;
+}
+
+bool Project::buildProject(bool rebuildAll)
+{
+    return Build(this, rebuildAll).run();
+}
+
+bool Project::clearObsolete()
+{
+    const QString reportPath = m_spec.translationReport();
+    QFile::remove(reportPath);
+
+    // The tool runs in the translation directory. Existing projects rely on the fixed "../", which
+    // leads to the report only for a project file in the working directory.
+    QStringList arguments{u"--clearobsolete"_s};
+    arguments << pathOption(u"--xml-report"_s, u"../"_s + reportPath);
+    for (const QString &language : m_spec.languages)
+        arguments << pathOption(u"--ts"_s, language + u".ts"_s);
+    return runToolIn(m_spec.tsFilePath({}), u"ztlupdate"_s, arguments, m_spec.level(defaultLevel));
+}
+
+bool Project::cleanFirmwareFolder()
+{
+    const int verbosity = m_spec.level(defaultLevel);
+    const QString safeName = Tools::safeFileName(m_spec.name);
+    const QString prefix = safeName.isEmpty() ? QString() : u"*-"_s + safeName;
+    // A name that makes no valid wildcard ("D[") matches nothing; Qt would complain for each file.
+    if (!QRegularExpression::fromWildcard(prefix).isValid())
+        return true;
+    const QDir folder(m_spec.outputFilePath({}));
+    const QStringList files =
+            folder.entryList({prefix + u"*-firmware.ztf"_s, prefix + u"*-install.ztf"_s},
+                             QDir::Files, QDir::Unsorted);
+    for (const QString &file : files) {
+        if (verbosity > 1)
+            msg(u"Removing "_s + file);
+        QFile::remove(folder.filePath(file));
+    }
+    return true;
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QStringList>
+#include <QTemporaryFile>
+
+/// A temporary file that carries a long argument list to a program, one argument a line in the
+/// local encoding, unquoted. It is removed with this object.
+class ResponseFile
+{
+public:
+    /// @return whether so many arguments travel in a file instead of on the command line
+    static bool isNeededFor(const QStringList &arguments);
+
+    /// @param pathTemplate  ends in "XXXXXX", which are replaced
+    explicit ResponseFile(const QString &pathTemplate) : m_file(pathTemplate) {}
+
+    /// @return false with the reason in @p error when the arguments could not be written in full
+    bool write(const QStringList &arguments, QString *error);
+
+    /// @return the one argument that leads the program to the file: "@" and its absolute path
+    QString argument() const;
+
+private:
+    QTemporaryFile m_file;
+};
