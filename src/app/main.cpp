@@ -8,6 +8,11 @@
 
 #include <QCoreApplication>
 
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -18,12 +23,21 @@ int fail(const QString &message)
     return 1;
 }
 
-QDateTime modificationTime(const QString &path)
+QDateTime modificationTime(const FileStatus &status)
 {
-    const FileStatus status = FileStatus::of(path);
     if (!status.exists())
         return {};
     return QDateTime::fromMSecsSinceEpoch(status.modified().toMilliseconds(), Qt::UTC);
+}
+
+/// A file that is opened later must not get the number of a standard stream that the caller has
+/// closed: messages would be written into it.
+void openClosedStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) < 0 && errno == EBADF)
+            open("/dev/null", O_RDWR); // takes the lowest free number
+    }
 }
 
 int run(Options options)
@@ -34,7 +48,7 @@ int run(Options options)
         return fail(u"Cannot find a unique profile in current directory."_s);
 
     // Before the file is read: one that is edited meanwhile counts as changed next time.
-    const QDateTime projectFileTime = modificationTime(options.projectFile);
+    const FileStatus projectFile = FileStatus::of(options.projectFile);
     ProjectSpec spec;
     QString error;
     if (!loadProject(options.projectFile, &spec, &error))
@@ -42,22 +56,22 @@ int run(Options options)
     spec.verbose = options.verbosity; // overrides the project file's
 
     MakeProject project(spec);
-    project.setProjectFileTime(projectFileTime);
+    project.setProjectFileTime(modificationTime(projectFile));
+    project.setProjectFileStatus(projectFile);
     Interruption::watch();
     const bool ok = project.run(options.operation) && project.checkInterruption();
     if (!ok)
         printMessage(project.errorText());
     if (Interruption::signal() != 0)
         Interruption::finish();
-    if (ok && options.report)
-        printTranslationReport(spec);
-    return ok ? 0 : 1;
+    return ok && (!options.report || printTranslationReport(spec)) ? 0 : 1;
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    openClosedStreams();
     // Under a locale that is not UTF-8, as in many containers, Qt warns that it switches to one.
     // The switch is welcome, the warning would stand before every message of a build.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});

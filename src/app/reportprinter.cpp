@@ -4,17 +4,20 @@
 #include "files/filestatus.h"
 #include "xml/translationreportparser.h"
 
+#include <cerrno>
 #include <cstdio>
 
-void printTranslationReport(const ProjectSpec &spec)
+using namespace Qt::StringLiterals;
+
+bool printTranslationReport(const ProjectSpec &spec)
 {
     const QString path = spec.translationReport();
     if (!FileStatus::of(path).exists())
-        return;
+        return true;
     TranslationReportParser parser;
     if (!parser.parse(path)) {
         printMessage(parser.errorString());
-        return;
+        return true;
     }
     for (const TranslationReport &report : parser.reports()) {
         std::printf("%s: %s->%s: %u total, %u unfinished, %u obsolete\n",
@@ -23,4 +26,8 @@ void printTranslationReport(const ProjectSpec &spec)
                     report.language.toLocal8Bit().constData(), report.total, report.unfinished,
                     report.obsolete);
     }
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return true;
+    printMessage(u"Error writing standard output: %1"_s.arg(qt_error_string(errno)));
+    return false;
 }

@@ -17,16 +17,21 @@ Build::Build(Project *project, bool rebuildAll)
 
 bool Build::run()
 {
-    return makeDirectories() && recoverFromKill() && nameFirmware() && compileDefinitions()
+    return claimObjectDirectory() && recoverFromKill() && makeDirectories() && nameFirmware() && compileDefinitions()
            && selectRootFilesystem() && beginRootImage() && addMergeEntries() && addTranslations()
            && addVersionFile() && addStartupScript() && packRootImage()
            && m_project->cleanFirmwareFolder() && linkFirmware() && buildInstallers();
 }
 
+bool Build::claimObjectDirectory()
+{
+    const QString directory = m_spec.objectFilePath({});
+    const auto make = [&] { return makeDirectory(directory); };
+    return make() && m_project->claimObjectDirectory(make);
+}
+
 bool Build::makeDirectories()
 {
-    if (!makeDirectory(m_spec.objectFilePath({})))
-        return false;
     return !m_spec.lupdateEnabled()
            || (makeDirectory(m_spec.tsFilePath({})) && makeDirectory(m_spec.qmFilePath({})));
 }
@@ -54,10 +59,7 @@ bool Build::compileDefinitions()
     if (!m_spec.mtd16Enabled())
         return true;
     ProjectMtd16 compiler(m_project);
-    // All paths as stored: projects rely on their resolving against the working directory.
-    compiler.definitionFile = m_spec.mtd16Source.isEmpty()
-                                      ? Tools::replaceExtension(m_spec.projectFile, u"mtdef"_s)
-                                      : m_spec.mtd16Source;
+    compiler.definitionFile = m_spec.mtd16DefinitionPath();
     compiler.headerFile = m_spec.mtd16Header.effectiveValue();
     compiler.luaFile = m_spec.mtd16Lua.effectiveValue();
     compiler.verbosity = m_spec.verbose;
@@ -107,6 +109,7 @@ bool Build::addMergeEntries()
         if (!compileEntry(merge, source))
             return false;
     }
+    warnOfUndecodableFiles();
     return true;
 }
 
@@ -132,7 +135,9 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
     compiler.objectDirectory = objectDirectory;
     compiler.rebuildAll = m_rebuildAll;
     compiler.referenceTime = m_project->projectFileTime();
-    if (!compiler.compile()) {
+    const bool ok = compiler.compile();
+    m_undecodableFiles += compiler.undecodableFiles;
+    if (!ok) {
         // Some failures are already in the project's error text.
         return compiler.errorString.isEmpty() ? false : m_project->raiseError(compiler.errorString);
     }
@@ -141,6 +146,13 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
         m_rootImage->addFile(object.sourceFile, object.objectFile);
     m_translations->addSources({source, compiler.lupdateSources});
     return true;
+}
+
+void Build::warnOfUndecodableFiles()
+{
+    if (m_undecodableFiles > 0)
+        m_project->msg(u"Warning: Lua files with names that are not UTF-8 are not compiled: %1"_s
+                               .arg(m_undecodableFiles));
 }
 
 bool Build::addTranslations()
@@ -155,23 +167,26 @@ bool Build::addTranslations()
 
 bool Build::addVersionFile()
 {
-    const QString path = m_spec.objectFilePath(u"version.txt"_s);
-    QString error;
-    if (!writeGeneratedFile(path, m_linker->versionText().toUtf8() + '\n', &error))
-        return m_project->raiseError(error);
-    m_rootImage->addFile(u"/etc/version"_s, path);
-    return true;
+    return addGeneratedFile(u"/etc/version"_s, u"version.txt"_s,
+                            m_linker->versionText().toUtf8() + '\n');
 }
 
 bool Build::addStartupScript()
 {
-    if (m_spec.startupFile.isEmpty())
-        return true;
-    const QString path = m_spec.objectFilePath(u"autoexec.lua"_s);
+    return m_spec.startupFile.isEmpty()
+           || addGeneratedFile(u"/etc/autoexec.lua"_s, u"autoexec.lua"_s, startupScript(m_spec));
+}
+
+bool Build::addGeneratedFile(const QString &destination, const QString &name,
+                             const QByteArray &content)
+{
+    const QString path = m_spec.objectFilePath(name);
+    if (!m_project->checkNoInput(path, FileStatus::of(path)))
+        return false;
     QString error;
-    if (!writeGeneratedFile(path, startupScript(m_spec), &error))
+    if (!writeGeneratedFile(path, content, &error))
         return m_project->raiseError(error);
-    m_rootImage->addFile(u"/etc/autoexec.lua"_s, path);
+    m_rootImage->addFile(destination, path);
     return true;
 }
 

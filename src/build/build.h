@@ -23,8 +23,11 @@ public:
     bool run();
 
 private:
-    bool makeDirectories();
+    /// Makes the object directory, and waits until no other operation uses it.
+    bool claimObjectDirectory();
     bool recoverFromKill();
+    /// Makes the directories of the translations.
+    bool makeDirectories();
     /// Forms the version text and the names of the firmware files.
     bool nameFirmware();
     bool compileDefinitions();
@@ -39,6 +42,9 @@ private:
     bool linkFirmware();
     bool buildInstallers();
 
+    bool addGeneratedFile(const QString &destination, const QString &name,
+                          const QByteArray &content);
+    void warnOfUndecodableFiles();
     bool makeDirectory(const QString &directory);
     bool compileEntry(const MergeSpec &merge, const QString &source);
     bool buildInstaller(const TargetSpec &target, InstallerImage *image);
@@ -54,4 +60,5 @@ private:
     std::optional<RootImage> m_rootImage;
     std::optional<Translations> m_translations;
     int m_compiledEntries = 0;
+    int m_undecodableFiles = 0;
 };

@@ -62,6 +62,9 @@ bool writeGeneratedFile(const QString &path, const QByteArray &content, QString 
         *error = u"Error writing %1: %2"_s.arg(path, file.errorString());
         return false;
     }
-    file.write(content);
+    if (file.write(content) != content.size() || !file.flush()) {
+        *error = u"Error writing %1: %2"_s.arg(path, file.errorString());
+        return false;
+    }
     return true;
 }

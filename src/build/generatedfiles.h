@@ -10,5 +10,5 @@ struct ProjectSpec;
 QByteArray startupScript(const ProjectSpec &spec);
 
 /// Writes a generated file, in place of an earlier one.
-/// @return false with the reason in @p error when it cannot be opened
+/// @return false with the reason in @p error when it cannot be written in full
 bool writeGeneratedFile(const QString &path, const QByteArray &content, QString *error);

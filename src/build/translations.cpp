@@ -62,15 +62,18 @@ bool Translations::release(const QString &language)
     const ProjectSpec &spec = m_project->spec();
     const QString source = spec.tsFilePath(language + u".ts"_s);
     const QString target = spec.qmFilePath(language + u".qm"_s);
-    const FileStatus status = FileStatus::of(source);
-    if (!m_rebuildAll && !FileStatus::of(target).isOutOfDate(status))
+    const FileStatus input = FileStatus::of(source);
+    const FileStatus output = FileStatus::of(target);
+    if (!m_rebuildAll && !m_project->isLeftOver(output) && !output.isOutOfDate(input))
         return true;
+    if (!m_project->checkNoInput(target, output))
+        return false;
     QStringList arguments{u"-removeidentical"_s, u"-nounfinished"_s, u"-silent"_s};
     arguments << QDir::toNativeSeparators(source);
     arguments << pathOption(u"-qm"_s, target);
-    return m_project->makeOutputs({.outputs = {target},
-                                   .input = source,
-                                   .inputStatus = status,
-                                   .removesAfterFailure = false},
-                                  m_project->toolCommand(u"lrelease"_s, arguments, spec.verbose));
+    OutputChain chain{.input = source, .inputStatus = input, .removesAfterFailure = false};
+    const bool ok = m_project->makeOutputs(
+            &chain, {target}, m_project->toolCommand(u"lrelease"_s, arguments, spec.verbose));
+    m_project->endOutputs(&chain);
+    return ok;
 }

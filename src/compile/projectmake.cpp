@@ -2,11 +2,15 @@
 
 #include "engine/arguments.h"
 #include "engine/project.h"
+#include "files/copyfile.h"
 #include "tools/tools.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
 
 using namespace Qt::StringLiterals;
 
@@ -18,14 +22,6 @@ QString pathBelow(const QString &directory, const QString &relativePath)
                                   : Tools::ensureDirectorySeparator(directory) + relativePath;
 }
 
-OutputStep stepOf(const QString &input, const FileStatus &inputStatus, const QString &output)
-{
-    return {.outputs = {output},
-            .input = input,
-            .inputStatus = inputStatus,
-            .dependsOnProjectFile = true};
-}
-
 } // namespace
 
 ProjectMake::ProjectMake(Project *project) : m_project(project) {}
@@ -33,12 +29,19 @@ ProjectMake::ProjectMake(Project *project) : m_project(project) {}
 bool ProjectMake::compile()
 {
     objects.clear();
+    createdDirectories.clear();
+    m_walked.clear();
     return makeDirectory(objectDirectory) && doCompile({});
+}
+
+bool ProjectMake::needRebuild(const QString &input, const QString &output) const
+{
+    return needRebuild(FileStatus::of(input), FileStatus::of(output));
 }
 
 bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output) const
 {
-    if (rebuildAll || !output.exists())
+    if (rebuildAll || !output.exists() || m_project->isLeftOver(output))
         return true;
     if (referenceTime.isValid()
         && output.modified().toMilliseconds() < referenceTime.toMSecsSinceEpoch())
@@ -51,7 +54,7 @@ bool ProjectMake::doCompile(const QString &relativePath)
     const QString path = pathBelow(sourceDirectory, relativePath);
     const FileStatus status = FileStatus::of(path);
     if (status.isDirectory())
-        return compileDirectory(relativePath);
+        return enterDirectory(relativePath, status.id());
     if (status.isUnknown())
         return raiseUnreadable(path);
     const std::string name = QFile::encodeName(path).toStdString();
@@ -67,6 +70,17 @@ bool ProjectMake::doCompile(const QString &relativePath)
                           relativePath);
 }
 
+bool ProjectMake::enterDirectory(const QString &relativePath, const FileId &id)
+{
+    // A link that leads back to where the walk is already would be followed for ever.
+    if (std::find(m_walked.begin(), m_walked.end(), id) != m_walked.end())
+        return true;
+    m_walked.push_back(id);
+    const bool ok = compileDirectory(relativePath);
+    m_walked.pop_back();
+    return ok;
+}
+
 bool ProjectMake::compileDirectory(const QString &relativePath)
 {
     if (!m_project->checkInterruption())
@@ -75,9 +89,12 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
     DirectoryListing listing = sources.luaFilesAndDirectories();
-    // One that is gone meanwhile, or that the user must not read, counts as empty.
     if (listing.error != 0 && FileStatus::afterError(listing.error).isUnknown())
         return raiseUnreadable(sources.path());
+    if (listing.error == EACCES) // otherwise it is gone meanwhile, and counts as empty
+        m_project->msg(u"Warning: Cannot read directory %1, nothing in it is compiled."_s.arg(
+                sources.path()));
+    undecodableFiles += listing.undecodableFiles;
     for (DirectoryListing::Entry &entry : listing.entries) {
         const QString entryPath = joinPath(prefix, entry.name);
         const FileStatus status = entry.isLuaFile ? sources.status(entry.name) : FileStatus();
@@ -100,7 +117,10 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
 bool ProjectMake::compileFile(const File &source, const Destination &destination,
                               const QString &relativePath)
 {
-    const std::optional<File> object = makeObject(source, destination);
+    OutputChain chain{.inputStatus = source.status, .dependsOnProjectFile = true};
+    const std::optional<File> object = makeObject(source, destination, &chain);
+    if (!chain.outputs.isEmpty())
+        m_project->endOutputs(&chain);
     if (!object)
         return false;
     objects.append({relativePath, object->path()});
@@ -110,14 +130,17 @@ bool ProjectMake::compileFile(const File &source, const Destination &destination
 }
 
 std::optional<ProjectMake::File> ProjectMake::makeObject(const File &source,
-                                                         const Destination &destination)
+                                                         const Destination &destination,
+                                                         OutputChain *chain)
 {
-    if (!process.preprocess())
-        return process.compileLua() ? compileLua(source, destination) : copy(source, destination);
-    std::optional<File> preprocessed = preprocess(source, destination);
+    if (!process.preprocess()) {
+        return process.compileLua() ? compileLua(source, destination, chain)
+                                    : copy(source, destination, chain);
+    }
+    std::optional<File> preprocessed = preprocess(source, destination, chain);
     if (!preprocessed || !process.compileLua())
         return preprocessed;
-    return compileLua(*preprocessed, destination);
+    return compileLua(*preprocessed, destination, chain);
 }
 
 bool ProjectMake::raiseUnreadable(const QString &path)
@@ -128,7 +151,13 @@ bool ProjectMake::raiseUnreadable(const QString &path)
 
 bool ProjectMake::makeMissingDirectory(Directory *directory)
 {
-    return directory->ensureOpen() || makeDirectory(directory->path());
+    const QString &path = directory->path();
+    if (directory->ensureOpen() || createdDirectories.contains(path))
+        return true;
+    if (!makeDirectory(path))
+        return false;
+    createdDirectories.insert(path);
+    return true;
 }
 
 bool ProjectMake::makeDirectory(const QString &path)
@@ -157,12 +186,13 @@ ProjectMake::File ProjectMake::Destination::output(std::string_view extension) c
     return file;
 }
 
-std::optional<ProjectMake::File> ProjectMake::preprocess(const File &input,
-                                                         const Destination &destination)
+std::optional<ProjectMake::File> ProjectMake::preprocess(const File &source,
+                                                         const Destination &destination,
+                                                         OutputChain *chain)
 {
     const QStringList &includes = preprocessorIncludes();
     File output = destination.output("lui");
-    if (!needRebuild(input.status, output.status))
+    if (!needRebuild(source.status, output.status))
         return output;
 
     QStringList arguments;
@@ -173,15 +203,17 @@ std::optional<ProjectMake::File> ProjectMake::preprocess(const File &input,
     arguments << includes;
     arguments << pathOption(u"--out"_s, output.path());
     arguments << u"--root"_s << sourceDirectory; // as stored, unlike every other path
-    arguments << pathOption(u"--"_s, input.path());
-    if (!makeOutput(u"ztlpp"_s, arguments, input, output))
+    arguments << pathOption(u"--"_s, source.path());
+    chain->input = source.path();
+    if (!makeOutput(u"ztlpp"_s, arguments, source, output, chain))
         return {};
     output.status = output.directory->status(output.name);
     return output;
 }
 
 std::optional<ProjectMake::File> ProjectMake::compileLua(const File &input,
-                                                         const Destination &destination)
+                                                         const Destination &destination,
+                                                         OutputChain *chain)
 {
     File output = destination.output("luo");
     if (!needRebuild(input.status, output.status))
@@ -192,40 +224,60 @@ std::optional<ProjectMake::File> ProjectMake::compileLua(const File &input,
         arguments << u"-s"_s;
     arguments << pathOption(u"-o"_s, output.path());
     arguments << pathOption(u"--"_s, input.path());
-    if (!makeOutput(u"ztluac"_s, arguments, input, output))
+    if (output.status.isSameFileAs(chain->inputStatus)) {
+        m_project->raiseError(u"Cannot write %1"_s.arg(output.path()));
+        errorString = m_project->errorText();
+        return {};
+    }
+    if (chain->input.isEmpty()) { // the preprocessed file is current, or there is none
+        chain->input = input.path();
+        chain->inputStatus = input.status;
+    }
+    if (!makeOutput(u"ztluac"_s, arguments, input, output, chain))
         return {};
     return output;
 }
 
 bool ProjectMake::makeOutput(const QString &tool, const QStringList &arguments, const File &input,
-                             const File &output)
+                             const File &output, OutputChain *chain)
 {
-    if (m_project->makeOutputs(stepOf(input.path(), input.status, output.path()),
-                               m_project->toolCommand(tool, arguments, verbosity)))
+    if (checkOutput(input, output)
+        && m_project->makeOutputs(chain, {output.path()},
+                                  m_project->toolCommand(tool, arguments, verbosity)))
         return true;
     errorString = m_project->errorText();
     return false;
 }
 
-std::optional<ProjectMake::File> ProjectMake::copy(const File &input,
-                                                   const Destination &destination)
+bool ProjectMake::checkOutput(const File &input, const File &output)
+{
+    if (output.status.isSameFileAs(input.status))
+        return m_project->raiseError(u"Cannot write %1"_s.arg(output.path()));
+    return m_project->checkNoInput(output.path(), output.status);
+}
+
+std::optional<ProjectMake::File> ProjectMake::copy(const File &source,
+                                                   const Destination &destination,
+                                                   OutputChain *chain)
 {
     File output{destination.directory, std::string(destination.name), {}};
     output.status = output.directory->status(output.name);
-    if (!needRebuild(input.status, output.status))
+    if (!needRebuild(source.status, output.status))
         return output;
+    if (!checkOutput(source, output))
+        return {};
     const QString path = output.path();
     if (output.status.exists() && !QFile::remove(path)) {
         m_project->raiseError(u"Cannot delete %1"_s.arg(path));
         return {};
     }
-    const OutputStep step = stepOf(input.path(), input.status, path);
-    if (!m_project->beginOutputs(step))
+    chain->input = source.path();
+    const QStringList outputs{path, temporaryCopyOf(path)};
+    if (!m_project->beginOutputs(chain, outputs))
         return {};
-    const bool isCopied = QFile::copy(step.input, path);
-    m_project->endOutputs(step, isCopied);
-    if (isCopied)
+    if (copyFile(chain->input, path))
         return output;
+    m_project->failOutputs(chain, outputs);
     m_project->raiseError(u"Cannot write %1"_s.arg(path));
     return {};
 }

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "engine/outputguard.h"
 #include "files/directory.h"
 #include "model/processspec.h"
 
 #include <QDateTime>
 #include <QList>
+#include <QSet>
 
 #include <optional>
+#include <vector>
 
 class Project;
 
@@ -36,6 +39,9 @@ public:
     QDateTime referenceTime; ///< outputs older than it are rebuilt; counts milliseconds; invalid:
                              ///< none
 
+    QSet<QString> createdDirectories; ///< output directories that compile() had to make
+    int undecodableFiles = 0; ///< Lua files left out because their names are not valid UTF-8
+
     QString errorString; ///< reason of the last failure, unless the project's error text holds it
     QList<CompiledObject> objects; ///< every processed source, up to date or not
     QStringList lupdateSources;    ///< sources to be scanned for translatable texts
@@ -50,6 +56,7 @@ public:
     bool doCompile(const QString &relativePath);
 
     /// @return whether the stage that makes @p output from @p input must run
+    bool needRebuild(const QString &input, const QString &output) const;
     bool needRebuild(const FileStatus &input, const FileStatus &output) const;
 
 private:
@@ -73,22 +80,30 @@ private:
         File output(std::string_view extension) const;
     };
 
+    bool enterDirectory(const QString &relativePath, const FileId &id);
     bool compileDirectory(const QString &relativePath);
     bool compileFile(const File &source, const Destination &destination,
                      const QString &relativePath);
-    std::optional<File> makeObject(const File &source, const Destination &destination);
+    std::optional<File> makeObject(const File &source, const Destination &destination,
+                                   OutputChain *chain);
     bool makeDirectory(const QString &path);
     bool makeMissingDirectory(Directory *directory);
     bool raiseUnreadable(const QString &path);
 
     // The stages: each makes its output when it is out of date, and returns it.
-    std::optional<File> preprocess(const File &input, const Destination &destination);
-    std::optional<File> compileLua(const File &input, const Destination &destination);
-    std::optional<File> copy(const File &input, const Destination &destination);
+    std::optional<File> preprocess(const File &source, const Destination &destination,
+                                   OutputChain *chain);
+    std::optional<File> compileLua(const File &input, const Destination &destination,
+                                   OutputChain *chain);
+    std::optional<File> copy(const File &source, const Destination &destination,
+                             OutputChain *chain);
     bool makeOutput(const QString &tool, const QStringList &arguments, const File &input,
-                    const File &output);
+                    const File &output, OutputChain *chain);
+    /// @return false with the error text set when @p output is an input
+    bool checkOutput(const File &input, const File &output);
     const QStringList &preprocessorIncludes();
 
     Project *m_project;
     QStringList m_includeArguments; ///< built once
+    std::vector<FileId> m_walked;   ///< the directories on the way from the root
 };

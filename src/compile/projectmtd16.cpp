@@ -6,11 +6,18 @@ using namespace Qt::StringLiterals;
 
 ProjectMtd16::ProjectMtd16(Project *project) : m_project(project) {}
 
-bool ProjectMtd16::needRebuild(const FileStatus &input, const QString &output) const
+bool ProjectMtd16::needRebuild(const QDateTime &inputTime, const QString &output) const
 {
     if (output.isEmpty())
         return false;
-    return rebuildAll || FileStatus::of(output).isOutOfDate(input);
+    const FileStatus status = FileStatus::of(output);
+    return rebuildAll || !status.exists()
+           || status.modified().toMilliseconds() < inputTime.toMSecsSinceEpoch();
+}
+
+bool ProjectMtd16::needRebuild(const FileStatus &input, const FileStatus &output) const
+{
+    return rebuildAll || m_project->isLeftOver(output) || output.isOutOfDate(input);
 }
 
 bool ProjectMtd16::compile()
@@ -22,21 +29,26 @@ bool ProjectMtd16::compile()
     }
     QStringList requested;
     QStringList arguments;
-    if (needRebuild(definition, headerFile)) {
-        requested << headerFile;
-        arguments << u"--header"_s << headerFile;
-    }
-    if (needRebuild(definition, luaFile)) {
-        requested << luaFile;
-        arguments << u"--lua"_s << luaFile;
-    }
-    if (requested.isEmpty())
+    const auto request = [&](const QString &option, const QString &output) {
+        const FileStatus status = FileStatus::of(output);
+        if (output.isEmpty() || !needRebuild(definition, status))
+            return true;
+        requested << output;
+        arguments << option << output;
+        return m_project->checkNoInput(output, status);
+    };
+    const bool ok = request(u"--header"_s, headerFile) && request(u"--lua"_s, luaFile);
+    if (ok && requested.isEmpty())
         return true;
     arguments << definitionFile;
-    if (m_project->makeOutputs(
-                {.outputs = requested, .input = definitionFile, .inputStatus = definition},
-                m_project->toolCommand(u"ztmkmtd"_s, arguments, verbosity)))
+    OutputChain chain{.input = definitionFile, .inputStatus = definition};
+    if (ok
+        && m_project->makeOutputs(&chain, requested,
+                                  m_project->toolCommand(u"ztmkmtd"_s, arguments, verbosity))) {
+        m_project->endOutputs(&chain);
         return true;
+    }
+    m_project->endOutputs(&chain);
     errorString = m_project->errorText();
     return false;
 }

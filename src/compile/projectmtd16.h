@@ -2,6 +2,8 @@
 
 #include "files/filestatus.h"
 
+#include <QDateTime>
+
 class Project;
 
 /// Compiles the MTD16 definition file into a Lua header and a Lua module, as far as they are out of
@@ -26,9 +28,11 @@ public:
     /// @return false with errorString set
     bool compile();
 
-    /// @return whether @p output is wanted and must be made from @p input
-    bool needRebuild(const FileStatus &input, const QString &output) const;
+    /// @return whether @p output is wanted and must be made from an input of that time
+    bool needRebuild(const QDateTime &inputTime, const QString &output) const;
 
 private:
+    bool needRebuild(const FileStatus &input, const FileStatus &output) const;
+
     Project *m_project;
 };

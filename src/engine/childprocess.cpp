@@ -24,7 +24,7 @@ std::vector<char *> pointersTo(QByteArrayList &words)
     return pointers;
 }
 
-/// @return the process's number, or -1
+/// @return the process's number, or -1 with errno set
 pid_t start(const QString &workDir, const QString &program, const QStringList &arguments)
 {
     const QByteArray path = QFile::encodeName(program);
@@ -33,18 +33,21 @@ pid_t start(const QString &workDir, const QString &program, const QStringList &a
         words.append(argument.toLocal8Bit());
 
     posix_spawn_file_actions_t actions;
-    if (posix_spawn_file_actions_init(&actions) != 0)
-        return -1;
+    int error = posix_spawn_file_actions_init(&actions);
     pid_t process = -1;
-    const bool ok = (workDir.isEmpty()
-                     || posix_spawn_file_actions_addchdir_np(&actions,
-                                                             QFile::encodeName(workDir).constData())
-                                == 0)
-                    && posix_spawn(&process, path.constData(), &actions, nullptr,
-                                   pointersTo(words).data(), environ)
-                               == 0;
-    posix_spawn_file_actions_destroy(&actions);
-    return ok ? process : -1;
+    if (error == 0) {
+        if (!workDir.isEmpty()) {
+            error = posix_spawn_file_actions_addchdir_np(&actions,
+                                                         QFile::encodeName(workDir).constData());
+        }
+        if (error == 0) {
+            error = posix_spawn(&process, path.constData(), &actions, nullptr,
+                                pointersTo(words).data(), environ);
+        }
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    errno = error;
+    return error == 0 ? process : -1;
 }
 
 } // namespace
@@ -59,7 +62,7 @@ ProcessEnd runProcess(const QString &workDir, const QString &program, const QStr
         Interruption::Target target;
         process = start(workDir, program, arguments);
         if (process < 0)
-            return {};
+            return {.error = errno};
         target.set(process);
         while (waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOWAIT) != 0) {
             if (errno != EINTR)
@@ -67,6 +70,6 @@ ProcessEnd runProcess(const QString &workDir, const QString &program, const QStr
         }
     }
     waitpid(process, nullptr, 0);
-    return end.si_code == CLD_EXITED ? ProcessEnd{ProcessEnd::Kind::Exited, end.si_status}
-                                     : ProcessEnd{ProcessEnd::Kind::Crashed, 0};
+    return end.si_code == CLD_EXITED ? ProcessEnd{.kind = ProcessEnd::Kind::Exited, .status = end.si_status}
+                                     : ProcessEnd{.kind = ProcessEnd::Kind::Crashed};
 }

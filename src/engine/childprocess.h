@@ -9,6 +9,7 @@ struct ProcessEnd
 
     Kind kind = Kind::NotStarted;
     int status = 0; ///< only of one that exited
+    int error = 0;  ///< the errno, only of one that was not started
 
     bool isSuccess() const { return kind == Kind::Exited && status == 0; }
 };

@@ -3,6 +3,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <ctime>
 
 #include <unistd.h>
 #ifdef ZTMAKE_COVERAGE
@@ -18,20 +20,35 @@ namespace {
 constexpr std::array watchedSignals{SIGINT, SIGTERM, SIGHUP};
 
 constexpr sig_atomic_t starting = -1;
+constexpr int64_t nanosecondsInASecond = 1'000'000'000;
 
 // Shared with the handler.
 volatile sig_atomic_t pendingSignal = 0;
 volatile sig_atomic_t hasSecondSignal = 0;
+timespec firstSignalTime; // written once, by the handler, which nothing interrupts
 volatile sig_atomic_t targetProcess = 0; // 0: none
+
+/// timeout(1) and some shells tell a process and then its group, so that a signal arrives twice.
+bool isRepeat(int number)
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const int64_t passed = (now.tv_sec - firstSignalTime.tv_sec) * nanosecondsInASecond
+                           + (now.tv_nsec - firstSignalTime.tv_nsec);
+    return number == pendingSignal && passed < nanosecondsInASecond / 2;
+}
 
 void handleSignal(int number, siginfo_t *info, void * /*context*/)
 {
     const int savedErrno = errno;
     if (pendingSignal == 0) {
         pendingSignal = number;
+        clock_gettime(CLOCK_MONOTONIC, &firstSignalTime);
         // A terminal has told the whole process group already.
         if (targetProcess > 0 && info->si_code != SI_KERNEL)
             kill(targetProcess, number);
+    } else if (isRepeat(number)) {
+        // The first one was enough.
     } else if (targetProcess > 0) {
         kill(targetProcess, SIGKILL);
     } else if (targetProcess == starting) {

@@ -5,7 +5,8 @@
 #include <sys/types.h>
 
 /// SIGINT, SIGTERM and SIGHUP: the first one that arrives is noted and passed on to the running
-/// program; a second one kills that program, or this one when none runs.
+/// program; a second one kills that program, or this one when none runs. The same signal again
+/// within half a second counts as the first one.
 namespace Interruption {
 
 /// Begins to take note, of those signals that are not ignored; before, a signal ends the program.

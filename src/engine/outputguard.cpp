@@ -1,12 +1,18 @@
 #include "engine/outputguard.h"
 
 #include "engine/interruption.h"
+#include "engine/outsidenote.h"
+#include "files/disksync.h"
+#include "files/removebelow.h"
 #include "model/projectspec.h"
+#include "tools/tools.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -37,76 +43,180 @@ bool makeOlder(const QString &output, const FileTime &time)
            || remove(output);
 }
 
-/// @return false when an output stays that the next build would take for current
-bool outdateAfterFailure(const OutputStep &step)
+/// @return the present moment, as file systems stamp files with it
+FileTime now()
 {
-    const bool removes = step.removesAfterFailure || Interruption::signal() != 0;
-    bool isSettled = true;
-    for (const QString &output : step.outputs)
-        isSettled &= (removes && remove(output)) || makeOlder(output, step.inputStatus.modified());
-    return isSettled;
+    timespec time = {};
+    clock_gettime(CLOCK_REALTIME_COARSE, &time);
+    return {time.tv_sec, time.tv_nsec};
 }
 
 } // namespace
 
 OutputGuard::OutputGuard(const ProjectSpec &spec) : m_spec(spec) {}
 
+UnfinishedNote &OutputGuard::note()
+{
+    if (!m_note)
+        m_note.emplace(m_spec.objectFilePath({}));
+    return *m_note;
+}
+
+/// @return nothing for an output outside the object directory
+QString OutputGuard::nameInNote(const QString &output) const
+{
+    const QString directory = Tools::ensureDirectorySeparator(m_spec.objectFilePath({}));
+    return output.startsWith(directory) ? output.sliced(directory.size()) : QString();
+}
+
 bool OutputGuard::recover(bool *rebuildAll, QString *error)
 {
-    UnfinishedOutputs &unfinished = unfinishedOutputs();
-    if (!unfinished.recover(error))
+    if (m_spec.mtd16Enabled()) {
+        for (const QString &output :
+             {m_spec.mtd16Header.effectiveValue(), m_spec.mtd16Lua.effectiveValue()}) {
+            if (!OutsideNote::recover(output)) {
+                *error = u"Cannot delete %1"_s.arg(output);
+                return false;
+            }
+        }
+    }
+    const std::optional<UnfinishedNote::State> state = note().read(error);
+    if (!state)
         return false;
-    if (unfinished.isTorn())
+    m_isNoteLeft = *state != UnfinishedNote::State::Absent;
+    bool isTorn = *state == UnfinishedNote::State::Torn;
+    if (!removeUnfinished(note().outputs(), &isTorn, error))
+        return false;
+    m_isRestInherited = isTorn || note().allSince();
+    if (isTorn)
         *rebuildAll = true;
+    if (*rebuildAll)
+        note().setAllSince(now());
+    // Noted at once: the next build is to go on with it even if this one makes nothing.
+    return !*rebuildAll || writeNote(error);
+}
+
+bool OutputGuard::removeUnfinished(const QStringList &outputs, bool *isTorn, QString *error) const
+{
+    const QString directory = m_spec.objectFilePath({});
+    for (const QString &name : outputs) {
+        switch (removeFileBelow(directory, name)) {
+        case Removal::Gone:
+            break;
+        case Removal::Stays:
+            *error = u"Cannot delete %1"_s.arg(m_spec.objectFilePath(name));
+            return false;
+        case Removal::Outside:
+            *isTorn = true;
+            break;
+        }
+    }
     return true;
 }
 
-bool OutputGuard::begin(const OutputStep &step, QString *error)
+bool OutputGuard::isLeftOver(const FileStatus &output) const
 {
-    return unfinishedOutputs().begin(step.outputs, error);
+    return m_note && m_note->allSince() && output.modified() < *m_note->allSince();
 }
 
-void OutputGuard::end(const OutputStep &step, bool isFinished)
+bool OutputGuard::writeNote(QString *error)
 {
-    if (isFinished ? outdateAfterEdit(step) : outdateAfterFailure(step))
-        unfinishedOutputs().end();
+    return note().write(m_unfinished, error);
+}
+
+bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString *error)
+{
+    if (!m_projectFile)
+        m_projectFile = FileStatus::of(m_spec.projectFile);
+    bool isNoted = false;
+    for (const QString &output : outputs) {
+        const QString name = nameInNote(output);
+        if (name.isEmpty()) {
+            OutsideNote::begin(output);
+        } else {
+            m_unfinished.append(name);
+            m_directories.insert(QFileInfo(output).path());
+            isNoted = true;
+        }
+    }
+    if (isNoted && !writeNote(error)) {
+        for (const QString &output : outputs)
+            m_unfinished.removeOne(nameInNote(output));
+        return false;
+    }
+    chain->outputs += outputs;
+    return true;
+}
+
+void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
+{
+    const bool removes = chain->removesAfterFailure || Interruption::signal() != 0;
+    for (const QString &output : outputs) {
+        if ((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified())) {
+            chain->outputs.removeOne(output);
+            forget(output);
+        }
+    }
+}
+
+void OutputGuard::forget(const QString &output)
+{
+    const QString name = nameInNote(output);
+    if (name.isEmpty())
+        OutsideNote::end(output);
+    else
+        m_unfinished.removeOne(name);
+}
+
+void OutputGuard::end(OutputChain *chain)
+{
+    const std::optional<FileTime> oldest = oldestEdit(*chain);
+    for (const QString &output : std::as_const(chain->outputs)) {
+        if (!oldest || makeOlder(output, *oldest))
+            forget(output);
+    }
+    chain->outputs.clear();
+    // When this fails, the note names too much, and more than necessary is built next time.
+    QString error;
+    if (note().isWritten())
+        writeNote(&error);
+}
+
+/// @return the older one of the times that an input had before and after it was edited; nothing
+/// when it was not
+std::optional<FileTime> OutputGuard::oldestEdit(const OutputChain &chain) const
+{
+    std::optional<FileTime> oldest;
+    const auto compare = [&oldest](const FileStatus &before, const FileStatus &now) {
+        if (!before.exists() || !now.exists())
+            return;
+        if (before.modified() < now.modified() || now.modified() < before.modified())
+            oldest = std::min({oldest.value_or(before.modified()), before.modified(),
+                               now.modified()});
+    };
+    if (chain.outputs.isEmpty())
+        return oldest;
+    compare(chain.inputStatus, FileStatus::of(chain.input));
+    if (chain.dependsOnProjectFile && m_projectFileTime.isValid())
+        compare(*m_projectFile, FileStatus::of(m_spec.projectFile));
+    return oldest;
 }
 
 void OutputGuard::close(bool operationSucceeded)
 {
-    if (m_unfinishedOutputs)
-        m_unfinishedOutputs->close(operationSucceeded);
-    m_unfinishedOutputs.reset();
-}
-
-bool OutputGuard::outdateAfterEdit(const OutputStep &step) const
-{
-    std::optional<FileTime> oldest;
-    const auto compare = [&oldest](const FileTime &before, const FileTime &now) {
-        if (before < now || now < before)
-            oldest = std::min({oldest.value_or(before), before, now});
-    };
-    const FileStatus input = FileStatus::of(step.input);
-    if (input.exists())
-        compare(step.inputStatus.modified(), input.modified());
-    if (step.dependsOnProjectFile && m_projectFileTime.isValid()) {
-        const FileStatus projectFile = FileStatus::of(m_spec.projectFile);
-        if (projectFile.exists()) {
-            compare(FileTime::fromMilliseconds(m_projectFileTime.toMSecsSinceEpoch()),
-                    FileTime::fromMilliseconds(projectFile.modified().toMilliseconds()));
+    if (m_note) {
+        const bool isRestLeft =
+                m_note->allSince()
+                && (Interruption::signal() != 0 || (m_isRestInherited && !operationSucceeded));
+        const bool isOnDisk = m_isNoteLeft || m_note->isWritten();
+        if (isOnDisk && !isRestLeft && m_unfinished.isEmpty()) {
+            if (!m_directories.isEmpty())
+                DiskSync::fileSystemsOf(m_directories.values());
+            m_note->remove();
         }
+        m_note.reset();
     }
-    bool isSettled = true;
-    if (oldest) {
-        for (const QString &output : step.outputs)
-            isSettled &= makeOlder(output, *oldest);
-    }
-    return isSettled;
-}
-
-UnfinishedOutputs &OutputGuard::unfinishedOutputs()
-{
-    if (!m_unfinishedOutputs)
-        m_unfinishedOutputs.emplace(m_spec.objectFilePath({}));
-    return *m_unfinishedOutputs;
+    m_isNoteLeft = m_isRestInherited = false;
+    m_unfinished.clear();
+    m_directories.clear();
 }

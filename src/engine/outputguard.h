@@ -1,28 +1,29 @@
 #pragma once
 
-#include "engine/unfinishedoutputs.h"
-#include "files/filestatus.h"
+#include "engine/unfinishednote.h"
 
 #include <QDateTime>
+#include <QSet>
 
 struct ProjectSpec;
 
-/// Outputs that later builds judge by their time stamps, and what they are made from.
-struct OutputStep
+/// A chain of steps that begins with one input, and the outputs that it makes. Later builds judge
+/// them by their time stamps.
+struct OutputChain
 {
-    QStringList outputs;
-    QString input;
-    FileStatus inputStatus;            ///< from before the step
+    QString input = {};
+    FileStatus inputStatus = {};       ///< from before the chain
     bool dependsOnProjectFile = false; ///< its time stamp counts like the one of an input
     bool removesAfterFailure = true;   ///< otherwise what a failed tool left stays, but is made
-                                       ///< older than its input
+                                       ///< older than the input
+    QStringList outputs = {};          ///< kept by the OutputGuard
 };
 
 /// Sees to it that no later build mistakes half an output, or one of an input that was edited while
 /// it was made, for current.
 ///
-/// Outputs of a failed step are removed. A process that is killed leaves a note for the next build
-/// (UnfinishedOutputs). Outputs of an input that has changed get a time stamp older than its own.
+/// Outputs of a failed step are removed. A build that is killed leaves an UnfinishedNote for the
+/// next one. Outputs of an input that has changed get a time stamp older than its own.
 class OutputGuard
 {
 public:
@@ -34,28 +35,45 @@ public:
     const QDateTime &projectFileTime() const { return m_projectFileTime; }
     void setProjectFileTime(const QDateTime &time) { m_projectFileTime = time; }
 
-    /// Deletes what a killed build left half-written.
-    /// @param rebuildAll  set when any output may be half-written; otherwise left alone
+    /// Says what the project file was like before it was read; otherwise it is looked at when the
+    /// first chain begins.
+    void setProjectFileStatus(const FileStatus &status) { m_projectFile = status; }
+
+    /// Removes what a killed build left half-written, and goes on with what an interrupted one was
+    /// to build. To be called before the outputs of a build are judged.
+    /// @param rebuildAll  whether this build is to make everything, which then is noted; set when
+    /// it must, because any output may be torn
     /// @return false with the reason in @p error
     bool recover(bool *rebuildAll, QString *error);
 
-    /// To be called before the outputs of @p step are written.
-    /// @return false with the reason in @p error; then nothing may be written
-    bool begin(const OutputStep &step, QString *error);
+    /// @return whether an interrupted build was to make @p output anew, and did not
+    bool isLeftOver(const FileStatus &output) const;
 
-    /// To be called when the step has ended.
-    /// @param isFinished  whether the outputs are whole
-    void end(const OutputStep &step, bool isFinished);
+    /// To be called before @p outputs are written.
+    /// @return false with the reason in @p error; then nothing may be written
+    bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
+    /// To be called when those outputs did not become whole.
+    void fail(OutputChain *chain, const QStringList &outputs);
+    /// To be called at the end of every chain.
+    void end(OutputChain *chain);
 
     /// To be called at the end of an operation.
     void close(bool operationSucceeded);
 
 private:
-    /// @return false when an output stays that the next build would take for current
-    bool outdateAfterEdit(const OutputStep &step) const;
-    UnfinishedOutputs &unfinishedOutputs();
+    UnfinishedNote &note();
+    bool removeUnfinished(const QStringList &outputs, bool *isTorn, QString *error) const;
+    bool writeNote(QString *error);
+    void forget(const QString &output);
+    std::optional<FileTime> oldestEdit(const OutputChain &chain) const;
+    QString nameInNote(const QString &output) const;
 
     const ProjectSpec &m_spec;
     QDateTime m_projectFileTime;
-    std::optional<UnfinishedOutputs> m_unfinishedOutputs;
+    std::optional<FileStatus> m_projectFile;
+    std::optional<UnfinishedNote> m_note;
+    bool m_isNoteLeft = false;      ///< by an earlier build, and still there
+    bool m_isRestInherited = false; ///< an earlier build was to make everything
+    QStringList m_unfinished;       ///< as seen from the object directory
+    QSet<QString> m_directories;    ///< that outputs were written to
 };

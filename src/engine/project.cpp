@@ -1,6 +1,7 @@
 #include "engine/project.h"
 
 #include "engine/interruption.h"
+#include "engine/responsefile.h"
 #include "engine/revision.h"
 #include "engine/toolrunner.h"
 #include "files/filestatus.h"
@@ -14,7 +15,8 @@ using namespace Qt::StringLiterals;
 Project::Project(const ProjectSpec &spec)
     : m_spec(spec), m_commandRunner(std::make_unique<ToolRunner>(
                             spec, [this](const QString &text) { msg(text); })),
-      m_outputGuard(spec)
+      m_outputGuard(spec),
+      m_inputs(spec)
 {
 }
 
@@ -72,31 +74,63 @@ Command Project::toolCommand(const QString &tool, const QStringList &arguments, 
     return {tool, m_spec.toolPath(tool), arguments, {}, verbose};
 }
 
-bool Project::makeOutputs(const OutputStep &step, const Command &command)
+bool Project::makeOutputs(OutputChain *chain, const QStringList &outputs, const Command &command)
 {
-    if (!beginOutputs(step))
+    if (!beginOutputs(chain, outputs))
         return false;
     const CommandResult result = m_commandRunner->run(command);
-    endOutputs(step, result.isFinished);
+    if (!result.isFinished)
+        failOutputs(chain, outputs);
     return report(command, result);
 }
 
-bool Project::beginOutputs(const OutputStep &step)
+bool Project::beginOutputs(OutputChain *chain, const QStringList &outputs)
 {
     if (!checkInterruption())
         return false;
     QString error;
-    return m_outputGuard.begin(step, &error) || raiseError(error);
+    return m_outputGuard.begin(chain, outputs, &error) || raiseError(error);
 }
 
-void Project::endOutputs(const OutputStep &step, bool isFinished)
+void Project::failOutputs(OutputChain *chain, const QStringList &outputs)
 {
-    m_outputGuard.end(step, isFinished);
+    m_outputGuard.fail(chain, outputs);
+}
+
+void Project::endOutputs(OutputChain *chain)
+{
+    m_outputGuard.end(chain);
+}
+
+bool Project::checkNoInput(const QString &path, const FileStatus &output)
+{
+    return !m_inputs.contains(output) || raiseError(u"Cannot write %1"_s.arg(path));
+}
+
+bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
+{
+    const QString directory = m_spec.objectFilePath({});
+    switch (m_lock.acquire(directory, makeDirectory, [this] {
+        msg(u"Waiting for another build"_s);
+    })) {
+    case BuildLock::Result::Held:
+        ResponseFile::removeLeftIn(directory);
+        break;
+    case BuildLock::Result::NotHeld:
+        break;
+    case BuildLock::Result::Interrupted:
+        return checkInterruption();
+    case BuildLock::Result::OwnBuild:
+        return raiseError(u"The build that started this one is still using %1"_s.arg(directory));
+    case BuildLock::Result::NoDirectory:
+        return false;
+    }
+    return true;
 }
 
 bool Project::makeImage(const QString &image, const Command &command)
 {
-    if (!checkInterruption())
+    if (!checkInterruption() || !checkNoInput(image, FileStatus::of(image)))
         return false;
     const CommandResult result = m_commandRunner->run(command);
     if (!result.isFinished && result.outcome == CommandResult::Outcome::Interrupted)
@@ -117,6 +151,8 @@ bool Project::prepareTemporaryFile(const QString &name, QString *previous)
     if (status.exists()) {
         if (!status.isRegularFile())
             return raiseError(u"Refusing to overwrite non-file %1"_s.arg(path));
+        if (!checkNoInput(path, status))
+            return false;
         // The placeholder is never filled; scripts match the text as it is.
         if (!QFile::remove(path))
             return raiseError(u"Cannot remove %s"_s);

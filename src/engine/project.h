@@ -1,6 +1,8 @@
 #pragma once
 
+#include "engine/buildlock.h"
 #include "engine/command.h"
+#include "engine/inputs.h"
 #include "engine/outputguard.h"
 #include "model/projectspec.h"
 
@@ -47,6 +49,12 @@ public:
     /// Null until set, and then without effect.
     const QDateTime &projectFileTime() const { return m_outputGuard.projectFileTime(); }
     void setProjectFileTime(const QDateTime &time) { m_outputGuard.setProjectFileTime(time); }
+    /// Says what the project file was like before it was read, so that an edit since then is
+    /// noticed.
+    void setProjectFileStatus(const FileStatus &status)
+    {
+        m_outputGuard.setProjectFileStatus(status);
+    }
 
     /// Puts out one progress or warning line.
     virtual void msg(const QString &text) = 0;
@@ -77,24 +85,39 @@ public:
     /// @return the command that runs the SDK program @p tool
     Command toolCommand(const QString &tool, const QStringList &arguments, int verbose) const;
 
-    /// Runs a command that writes the outputs of @p step, under the protection of OutputGuard.
+    /// Runs a command that writes @p outputs of @p chain, under the protection of OutputGuard. To be
+    /// followed, sooner or later, by endOutputs().
     /// @return false with the error text set
-    bool makeOutputs(const OutputStep &step, const Command &command);
+    bool makeOutputs(OutputChain *chain, const QStringList &outputs, const Command &command);
 
     /// The same for outputs that no command writes: to be called before they are written.
     /// @return false with the error text set; then nothing may be written
-    bool beginOutputs(const OutputStep &step);
-    /// To be called after that.
-    /// @param isFinished  whether the outputs are whole
-    void endOutputs(const OutputStep &step, bool isFinished);
+    bool beginOutputs(OutputChain *chain, const QStringList &outputs);
+    /// To be called when those did not become whole.
+    void failOutputs(OutputChain *chain, const QStringList &outputs);
+
+    /// To be called at the end of every chain.
+    void endOutputs(OutputChain *chain);
+
+    /// @return whether an interrupted build was to make @p output anew, and did not
+    bool isLeftOver(const FileStatus &output) const { return m_outputGuard.isLeftOver(output); }
+
+    /// @param output  what is about to be removed or written to
+    /// @return false with the error text set when it is an input, under whatever name
+    bool checkNoInput(const QString &path, const FileStatus &output);
+
+    /// Waits until no other operation uses the object directory, and claims it until the end of the
+    /// operation.
+    /// @param makeDirectory  called when it does not exist
+    /// @return false with the error text set when it cannot be had
+    bool claimObjectDirectory(const std::function<bool()> &makeDirectory);
 
     /// Runs a command that writes @p image, which each build makes again whatever its time stamp.
     /// What an interrupted one left of it is removed.
     /// @return false with the error text set
     bool makeImage(const QString &image, const Command &command);
 
-    /// Deletes what a killed build left half-written.
-    /// @param rebuildAll  set when any output may be half-written; otherwise left alone
+    /// Removes what a killed build left half-written, see OutputGuard::recover().
     /// @return false with the error text set
     bool recoverFromKill(bool *rebuildAll);
 
@@ -121,6 +144,7 @@ protected:
 private:
     bool checkSdk();
     bool runOperation(Operation operation);
+    bool claimWithoutBuild();
     /// @return whether the command succeeded; otherwise the error text is set
     bool report(const Command &command, const CommandResult &result);
 
@@ -128,4 +152,7 @@ private:
     QString m_errorText;
     std::unique_ptr<CommandRunner> m_commandRunner;
     OutputGuard m_outputGuard;
+    Inputs m_inputs;
+    BuildLock m_lock;
+    bool m_isDirectoryOwn = false; ///< the object directory was made only to be claimed
 };

@@ -1,12 +1,15 @@
 #include "engine/responsefile.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 #include <utility>
 
+#include <dirent.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -14,6 +17,14 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype minimumArguments = 17;
+constexpr std::string_view namePrefix = "args.";
+constexpr size_t nameLength = namePrefix.size() + 6;
+
+QString escaped(const QString &argument)
+{
+    QString text = argument;
+    return text.replace(u'\\', u"\\\\"_s).replace(u'\n', u"\\n"_s).replace(u'\r', u"\\r"_s);
+}
 
 /// QFile reports a write that was cut short (a full disk) without its reason, hence by hand.
 /// @return false with errno set
@@ -56,8 +67,28 @@ bool ResponseFile::isNeededFor(const QStringList &arguments)
     return arguments.size() >= minimumArguments;
 }
 
+void ResponseFile::removeLeftIn(const QString &directory)
+{
+    DIR *stream = opendir(QFile::encodeName(directory).constData());
+    if (!stream)
+        return;
+    while (const dirent *entry = readdir(stream)) {
+        const std::string_view name(entry->d_name);
+        if (entry->d_type == DT_REG && name.size() == nameLength && name.starts_with(namePrefix))
+            unlinkat(dirfd(stream), entry->d_name, 0);
+    }
+    closedir(stream);
+}
+
 bool ResponseFile::write(const QStringList &arguments, QString *error)
 {
+    for (const QString &argument : arguments) {
+        // The program would read it as two.
+        if (argument.contains(u'\n')) {
+            *error = u"Argument with a line break: %1"_s.arg(escaped(argument));
+            return false;
+        }
+    }
     const QString message = u"Error writing %1: %2"_s;
     if (!m_file.open()) {
         // It has no name of its own yet.

@@ -11,6 +11,9 @@ public:
     /// @return whether so many arguments travel in a file instead of on the command line
     static bool isNeededFor(const QStringList &arguments);
 
+    /// Removes the files that killed builds have left in an object directory.
+    static void removeLeftIn(const QString &directory);
+
     /// @param pathTemplate  ends in "XXXXXX", which are replaced
     explicit ResponseFile(const QString &pathTemplate) : m_file(pathTemplate) {}
 

@@ -5,6 +5,7 @@
 #include "engine/responsefile.h"
 #include "model/projectspec.h"
 
+#include <cerrno>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -47,5 +48,9 @@ CommandResult ToolRunner::run(const Command &command)
     }
     if (command.verbose >= 1)
         m_message(echoLine(command));
-    return resultOf(runProcess(command.workDir, command.program, arguments));
+    const ProcessEnd end = runProcess(command.workDir, command.program, arguments);
+    // The message for it is about the program; this is about the machine.
+    if (end.error == EAGAIN || end.error == ENOMEM)
+        m_message(u"Cannot start a process: %1"_s.arg(qt_error_string(end.error)));
+    return resultOf(end);
 }

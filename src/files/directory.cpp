@@ -99,9 +99,12 @@ DirectoryListing Directory::luaFilesAndDirectories()
         const bool isLua = entry->d_type == DT_REG && isLuaFile(name);
         const bool mayBeDirectory =
                 entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-        if (!(isLua || mayBeDirectory) || name.starts_with('.')
-            || !QByteArrayView(name).isValidUtf8())
+        if (!(isLua || mayBeDirectory) || name.starts_with('.'))
             continue;
+        if (!QByteArrayView(name).isValidUtf8()) {
+            listing.undecodableFiles += isLua ? 1 : 0;
+            continue;
+        }
         listing.entries.push_back({std::string(name), isLua});
     }
 }

@@ -20,7 +20,8 @@ struct DirectoryListing
     };
 
     std::vector<Entry> entries;
-    int error = 0; ///< the errno that cut the listing short; 0: it is complete
+    int undecodableFiles = 0; ///< Lua files whose names are not valid UTF-8
+    int error = 0;            ///< the errno that cut the listing short; 0: it is complete
 };
 
 /// A directory whose files are looked up by their bare names, which spares the file system the way

@@ -25,6 +25,7 @@ FileStatus FileStatus::of(int directory, const char *name)
     else
         status.m_kind = Kind::Other;
     status.m_modified = {data.st_mtim.tv_sec, data.st_mtim.tv_nsec};
+    status.m_id = {data.st_dev, data.st_ino};
     return status;
 }
 

@@ -2,6 +2,10 @@
 
 #include <QString>
 
+#include <compare>
+
+#include <sys/types.h>
+
 /// A moment as the file system keeps it.
 struct FileTime
 {
@@ -21,6 +25,15 @@ struct FileTime
     {
         return seconds != other.seconds ? seconds < other.seconds : nanoseconds < other.nanoseconds;
     }
+};
+
+/// Tells one file from all others, whatever its names.
+struct FileId
+{
+    dev_t device = 0;
+    ino_t inode = 0;
+
+    auto operator<=>(const FileId &) const = default;
 };
 
 /// What one stat of a path said; symbolic links are followed.
@@ -52,6 +65,15 @@ public:
     /// @return the last modification; meaningless unless exists()
     FileTime modified() const { return m_modified; }
 
+    /// @return what the file is known by; meaningless unless exists()
+    FileId id() const { return m_id; }
+
+    /// @return whether both paths lead to one file
+    bool isSameFileAs(const FileStatus &other) const
+    {
+        return exists() && other.exists() && m_id == other.m_id;
+    }
+
     /// The rule that decides every incremental step: an output is out of date when it is missing
     /// or strictly older than its input. A missing input is never newer than an output; an unknown
     /// one is taken to be.
@@ -62,6 +84,7 @@ private:
 
     Kind m_kind = Kind::Missing;
     FileTime m_modified;
+    FileId m_id;
 };
 
 /// Stats both files and applies the rule, see FileStatus::isOutOfDate().

@@ -108,6 +108,12 @@ QString ProjectSpec::mtd16DefinitionFile() const
     return mtd16Source.isEmpty() ? mtd16DefaultDefinitionFile() : mtd16Source;
 }
 
+QString ProjectSpec::mtd16DefinitionPath() const
+{
+    // As stored: projects rely on its resolving against the working directory.
+    return mtd16Source.isEmpty() ? Tools::replaceExtension(projectFile, u"mtdef"_s) : mtd16Source;
+}
+
 void ProjectSpec::setSdk(const QString &sdkName)
 {
     sdk = sdkName;

@@ -93,6 +93,8 @@ struct ProjectSpec
     void setMtd16DefinitionFile(const QString &path);
     /// @return the definition file's project-relative name
     QString mtd16DefinitionFile() const;
+    /// @return the definition file as a build hands it on: seen from the working directory
+    QString mtd16DefinitionPath() const;
 
     /// Names the SDK and forgets the directory found for the previous one.
     void setSdk(const QString &sdkName);

@@ -85,7 +85,7 @@ private slots:
 
     void outputThatStaysAfterAFailureIsNotTakenForCurrent()
     {
-        OutputStep output = step({u"obj/a"_s});
+        OutputChain output = step({u"obj/a"_s});
         output.removesAfterFailure = false;
         QVERIFY(!make(output,
                       [&] { return write(u"obj/a"_s, 2'000) && m_project->raiseError({}); }));
@@ -177,7 +177,7 @@ private slots:
         QFETCH(bool, depends);
         QFETCH(qint64, edited);
         m_project->setProjectFileTime(QDateTime::fromMSecsSinceEpoch(5'000));
-        OutputStep output = step({u"obj/a"_s});
+        OutputChain output = step({u"obj/a"_s});
         output.dependsOnProjectFile = depends;
         QVERIFY(make(output, [&] {
             return write(u"obj/a"_s, 2'000)
@@ -189,7 +189,7 @@ private slots:
 
     void projectFileWithoutATimeIsNotLookedAt()
     {
-        OutputStep output = step({u"obj/a"_s});
+        OutputChain output = step({u"obj/a"_s});
         output.dependsOnProjectFile = true;
         QVERIFY(make(output, [&] { return write(u"obj/a"_s, 2'000); }));
         QCOMPARE(time(u"obj/a"_s), 2'000);
@@ -246,7 +246,7 @@ private slots:
         QFETCH(bool, removesAfterFailure);
         QVERIFY(TestFiles::writeProgram(path(u"tool"_s),
                                         "echo half >\"$1\"; kill -TERM $PPID; exec sleep 60\n"));
-        OutputStep output = step({u"obj/a"_s});
+        OutputChain output = step({u"obj/a"_s});
         output.removesAfterFailure = removesAfterFailure;
         QCOMPARE(TestProcess::inChild([&] {
                      Interruption::watch();
@@ -357,17 +357,23 @@ private:
         QVERIFY(TestFiles::writeProgram(toolPath(), script));
     }
     /// Makes outputs by doing @p work, which returns whether they are whole.
-    bool make(const OutputStep &step, const std::function<bool()> &work)
+    bool make(OutputChain chain, const std::function<bool()> &work)
     {
-        if (!m_project->beginOutputs(step))
+        const QStringList outputs = std::exchange(chain.outputs, {});
+        if (!m_project->beginOutputs(&chain, outputs))
             return false;
         const bool isFinished = work();
-        m_project->endOutputs(step, isFinished);
+        if (!isFinished)
+            m_project->failOutputs(&chain, outputs);
+        m_project->endOutputs(&chain);
         return isFinished;
     }
-    bool runTool(const OutputStep &step)
+    bool runTool(OutputChain chain)
     {
-        return m_project->makeOutputs(step, {u"tool"_s, toolPath(), step.outputs});
+        const QStringList outputs = std::exchange(chain.outputs, {});
+        const bool ok = m_project->makeOutputs(&chain, outputs, {u"tool"_s, toolPath(), outputs});
+        m_project->endOutputs(&chain);
+        return ok;
     }
     bool makeImage()
     {
@@ -380,17 +386,17 @@ private:
                && chmod(QFile::encodeName(path(u"obj"_s)).constData(), 0777) == 0;
     }
 
-    OutputStep step(const QStringList &outputs) const
+    OutputChain step(const QStringList &outputs) const
     {
         QStringList paths;
         for (const QString &output : outputs)
             paths << path(output);
-        return {.outputs = paths, .input = input(), .inputStatus = FileStatus::of(input())};
+        return {.input = input(), .inputStatus = FileStatus::of(input()), .outputs = paths};
     }
 
     void makeAsOrdinaryUser(bool failed)
     {
-        OutputStep output = step({u"obj/a"_s});
+        OutputChain output = step({u"obj/a"_s});
         output.removesAfterFailure = false;
         const auto work = [&] { return !failed && TestFiles::setModified(input(), {1'500, 0}); };
         const QByteArray name = QFile::encodeName(input());

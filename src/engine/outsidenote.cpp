@@ -1,0 +1,60 @@
+#include "engine/outsidenote.h"
+
+#include "files/disksync.h"
+#include "files/filestatus.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray notePath(const QString &output)
+{
+    const QFileInfo info(output);
+    return QFile::encodeName(u"%1/.%2.unfinished"_s.arg(info.path(), info.fileName()));
+}
+
+} // namespace
+
+void OutsideNote::begin(const QString &output)
+{
+    // A new file: whatever stands in its place is not written to.
+    const QByteArray path = notePath(output);
+    unlink(path.constData());
+    const int note =
+            ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    if (note < 0)
+        return;
+    DiskSync::file(note);
+    close(note);
+    DiskSync::directory(QFileInfo(output).path());
+}
+
+void OutsideNote::end(const QString &output)
+{
+    const int file = ::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file >= 0) {
+        DiskSync::file(file);
+        close(file);
+        DiskSync::directory(QFileInfo(output).path());
+    }
+    unlink(notePath(output).constData());
+}
+
+bool OutsideNote::recover(const QString &output)
+{
+    const QByteArray path = notePath(output);
+    struct stat data = {};
+    if (lstat(path.constData(), &data) != 0)
+        return true;
+    if (!QFile::remove(output) && FileStatus::of(output).isRegularFile())
+        return false;
+    unlink(path.constData());
+    return true;
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+
+/// The note for an output outside the object directory, which must outlive that directory: a file
+/// ".NAME.unfinished" beside the output, there while the output is being written. It says nothing;
+/// that it is there means that the output may be half-written.
+namespace OutsideNote {
+
+/// Makes the note, and waits until it is on the disk. Where none can be made, the output is left
+/// without.
+void begin(const QString &output);
+
+/// Waits until the output is on the disk, and removes the note.
+void end(const QString &output);
+
+/// Removes an output that a killed build was writing, and its note.
+/// @return false when the output cannot be removed
+bool recover(const QString &output);
+
+} // namespace OutsideNote

@@ -1,0 +1,162 @@
+#include "engine/unfinishednote.h"
+
+#include "files/disksync.h"
+#include "tools/tools.h"
+
+#include <QFile>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The first line: this word, the boot, and the seconds and nanoseconds since when everything is to
+// be built, or "-". Then each output's name, ended by a NUL, and the end mark; what is left of a
+// longer list may follow.
+constexpr char formatWord[] = "ztmake-unfinished-2";
+constexpr char endMark = '\n';
+constexpr off_t maximumSize = 1 << 20;
+
+QByteArray bootId()
+{
+    static const QByteArray id = [] {
+        QFile file(u"/proc/sys/kernel/random/boot_id"_s);
+        return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed() : "unknown"_ba;
+    }();
+    return id;
+}
+
+/// @return false when the text is cut short or no list at all
+bool parseNames(QByteArrayView text, QStringList *names)
+{
+    while (!text.isEmpty()) {
+        if (text.front() == endMark)
+            return true;
+        const qsizetype end = text.indexOf('\0');
+        if (end <= 0)
+            return false;
+        names->append(QFile::decodeName(text.first(end).toByteArray()));
+        text = text.sliced(end + 1);
+    }
+    return false;
+}
+
+bool isOwnSmallFile(int descriptor)
+{
+    struct stat data = {};
+    return fstat(descriptor, &data) == 0 && S_ISREG(data.st_mode) && data.st_uid == geteuid()
+           && data.st_nlink == 1 && data.st_size <= maximumSize;
+}
+
+} // namespace
+
+UnfinishedNote::UnfinishedNote(const QString &objectDirectory)
+    : m_directory(objectDirectory.isEmpty() ? u"."_s : objectDirectory),
+      m_path(Tools::ensureDirectorySeparator(m_directory) + u".unfinished"_s)
+{
+}
+
+UnfinishedNote::~UnfinishedNote()
+{
+    if (m_descriptor >= 0)
+        close(m_descriptor);
+}
+
+std::optional<UnfinishedNote::State> UnfinishedNote::read(QString *error)
+{
+    const int descriptor = ::open(QFile::encodeName(m_path).constData(),
+                                  O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return State::Absent;
+        if (errno == ELOOP || errno == EACCES || errno == ENXIO)
+            return State::Torn;
+        *error = u"Error reading %1: %2"_s.arg(m_path, qt_error_string(errno));
+        return {};
+    }
+    QFile file;
+    const bool isWhole = file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)
+                         && isOwnSmallFile(descriptor) && parse(file.read(maximumSize));
+    if (isWhole)
+        return State::Whole;
+    m_outputs.clear();
+    m_allSince.reset();
+    return State::Torn;
+}
+
+bool UnfinishedNote::parse(const QByteArray &text)
+{
+    const qsizetype lineEnd = text.indexOf('\n');
+    const QByteArrayList words = text.left(lineEnd).split(' ');
+    if (lineEnd < 0 || words.size() != 4 || words[0] != formatWord || words[1] != bootId())
+        return false;
+    if (words[2] != "-")
+        m_allSince = FileTime{words[2].toLongLong(), words[3].toLongLong()};
+    return parseNames(QByteArrayView(text).sliced(lineEnd + 1), &m_outputs);
+}
+
+QByteArray UnfinishedNote::header() const
+{
+    const QByteArray since = m_allSince ? QByteArray::number(m_allSince->seconds) + ' '
+                                                  + QByteArray::number(m_allSince->nanoseconds)
+                                        : "- -"_ba;
+    return formatWord + (' ' + bootId()) + ' ' + since + '\n';
+}
+
+bool UnfinishedNote::create()
+{
+    // Under another name first: whatever stands in its place is replaced, never written to.
+    const QByteArray temporary = QFile::encodeName(m_path + u".new"_s);
+    unlink(temporary.constData());
+    m_descriptor = ::open(temporary.constData(),
+                          O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    if (m_descriptor < 0)
+        return false;
+    const QByteArray text = header();
+    m_headerSize = text.size();
+    errno = ENOSPC; // for a write that is cut short
+    bool ok = pwrite(m_descriptor, text.constData(), static_cast<size_t>(text.size()), 0)
+                      == text.size()
+              && pwrite(m_descriptor, &endMark, 1, m_headerSize) == 1;
+    ok = ok && DiskSync::file(m_descriptor)
+         && rename(temporary.constData(), QFile::encodeName(m_path).constData()) == 0;
+    if (!ok) {
+        const int reason = errno;
+        unlink(temporary.constData());
+        close(m_descriptor);
+        m_descriptor = -1;
+        errno = reason;
+        return false;
+    }
+    DiskSync::directory(m_directory);
+    return true;
+}
+
+bool UnfinishedNote::write(const QStringList &outputs, QString *error)
+{
+    if (m_descriptor >= 0 || create()) {
+        QByteArray text;
+        for (const QString &output : outputs)
+            text += QFile::encodeName(output) + '\0';
+        text += endMark;
+        errno = ENOSPC;
+        if (pwrite(m_descriptor, text.constData(), static_cast<size_t>(text.size()), m_headerSize)
+            == text.size())
+            return true;
+    }
+    *error = u"Error writing %1: %2"_s.arg(m_path, qt_error_string(errno));
+    return false;
+}
+
+void UnfinishedNote::remove()
+{
+    unlink(QFile::encodeName(m_path).constData());
+    if (m_descriptor >= 0)
+        close(m_descriptor);
+    m_descriptor = -1;
+}

@@ -1,0 +1,120 @@
+#include "files/copyfile.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int number) : m_number(number) {}
+    ~Descriptor()
+    {
+        if (m_number >= 0)
+            ::close(m_number);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    int number() const { return m_number; }
+    bool close() { return ::close(std::exchange(m_number, -1)) == 0; }
+
+private:
+    int m_number;
+};
+
+bool writeAll(int target, const char *data, ssize_t size)
+{
+    while (size > 0) {
+        const ssize_t count = ::write(target, data, static_cast<size_t>(size));
+        if (count < 0 && errno != EINTR)
+            return false;
+        data += std::max<ssize_t>(count, 0);
+        size -= std::max<ssize_t>(count, 0);
+    }
+    return true;
+}
+
+bool copyByHand(int source, int target)
+{
+    std::array<char, 65'536> piece;
+    for (;;) {
+        const ssize_t count = ::read(source, piece.data(), piece.size());
+        if (count == 0)
+            return true;
+        if (count < 0 && errno != EINTR)
+            return false;
+        if (!writeAll(target, piece.data(), count))
+            return false;
+    }
+}
+
+bool copyContent(int source, int target)
+{
+    bool isFirst = true;
+    for (;;) {
+        const ssize_t count = copy_file_range(source, nullptr, target, nullptr, 1 << 30, 0);
+        // Some file systems cannot, and some files that claim to be empty are not.
+        if (isFirst && (count == 0 || (count < 0 && errno != EINTR)))
+            return copyByHand(source, target);
+        if (count == 0)
+            return true;
+        if (count < 0 && errno != EINTR)
+            return false;
+        isFirst = false;
+    }
+}
+
+/// @return the permissions that QFile::copy() gives: the source's, and what this user may do
+mode_t permissionsOf(const QByteArray &source, mode_t mode)
+{
+    mode_t permissions = mode & 0777;
+    if (access(source.constData(), R_OK) == 0)
+        permissions |= S_IRUSR;
+    if (access(source.constData(), W_OK) == 0)
+        permissions |= S_IWUSR;
+    if (access(source.constData(), X_OK) == 0)
+        permissions |= S_IXUSR;
+    return permissions;
+}
+
+} // namespace
+
+QString temporaryCopyOf(const QString &target)
+{
+    return target.left(target.lastIndexOf(u'/') + 1) + u".ztmake-copy"_s;
+}
+
+bool copyFile(const QString &source, const QString &target)
+{
+    const QByteArray from = QFile::encodeName(source);
+    const QByteArray to = QFile::encodeName(target);
+    const QByteArray temporary = QFile::encodeName(temporaryCopyOf(target));
+    const Descriptor input(::open(from.constData(), O_RDONLY | O_CLOEXEC));
+    struct stat data = {};
+    if (input.number() < 0 || fstat(input.number(), &data) != 0)
+        return false;
+    unlink(temporary.constData());
+    Descriptor output(
+            ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (output.number() < 0)
+        return false;
+    if (copyContent(input.number(), output.number())
+        && fchmod(output.number(), permissionsOf(from, data.st_mode)) == 0 && output.close()
+        && renameat2(AT_FDCWD, temporary.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE)
+                   == 0)
+        return true;
+    unlink(temporary.constData());
+    return false;
+}

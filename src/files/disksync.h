@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+
+/// Waits until what was written is on the disk. The environment variable ZTMAKE_SYNC=0 leaves the
+/// waiting out, for trees that are thrown away after a power failure.
+namespace DiskSync {
+
+/// @return false with errno set when the disk failed; true on file systems that know no syncing
+bool file(int descriptor);
+
+/// Waits for the entries of a directory; a failure is ignored.
+void directory(const QString &path);
+
+/// Waits for all that was written to the file systems that hold @p directories, once for each; a
+/// failure is ignored.
+void fileSystemsOf(const QStringList &directories);
+
+} // namespace DiskSync
