@@ -1,3 +1,4 @@
+#include "rows.h"
 #include "world.h"
 
 #include <QRegularExpression>
@@ -58,286 +59,252 @@ const QByteArrayList allTools{"svnversion", "ztmkmtd",  "ztlpp",     "ztluac",
 
 } // namespace
 
-class tst_ToolRunner : public QObject
+class TestToolRunner : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void seventeenArgumentsTravelInAFile_data();
-    void seventeenArgumentsTravelInAFile();
-    void responseFileHoldsOneArgumentALine();
-    void responseFileIsNamedByAnAbsolutePath();
-    void responseFileIsRemovedAfterAFailure();
-    void responseFileThatCannotBeMadeFailsTheBuild_data();
-    void responseFileThatCannotBeMadeFailsTheBuild();
-    void responseFileThatIsCutShortFailsTheBuild();
-    void twentyArgumentsAreEchoed_data();
-    void twentyArgumentsAreEchoed();
-    void echoNamesTheOtherDirectory();
-    void quietBuildsShowTheToolsAlone();
-    void outputIsForwardedInOrder();
-    void failureOfAToolEndsTheBuild_data();
-    void failureOfAToolEndsTheBuild();
-    void failedTool_data();
-    void failedTool();
-    void inputIsLeftToTheTools();
-};
-
-void tst_ToolRunner::seventeenArgumentsTravelInAFile_data()
-{
-    QTest::addColumn<int>("files");
-    QTest::addColumn<QByteArray>("letters");
-    QTest::newRow("10") << 0 << QByteArray();
-    QTest::newRow("15") << 2 << QByteArray("-v");
-    QTest::newRow("16") << 3 << QByteArray();
-    QTest::newRow("17") << 3 << QByteArray("-v");
-    QTest::newRow("18") << 4 << QByteArray();
-    QTest::newRow("410") << 200 << QByteArray();
-}
-
-void tst_ToolRunner::seventeenArgumentsTravelInAFile()
-{
-    QFETCH(int, files);
-    QFETCH(QByteArray, letters);
-    World world;
-    writeProjectOfFiles(world, files);
-    const Result result = world.run({letters.isEmpty() ? "-q" : letters});
-    QCOMPARE(result.status, 0);
-    QCOMPARE(result.calls.size(), 1);
-    const QByteArrayList expected = imageArguments(files, letters);
-    QCOMPARE(result.calls[0].arguments, expected);
-    if (expected.size() < 17)
-        QCOMPARE(result.calls[0].received, expected);
-    else
-        QCOMPARE(result.calls[0].received, QByteArrayList{'@' + result.calls[0].responseFile});
-    SAME(world.tree("project/obj"), "version.txt\n");
-}
-
-void tst_ToolRunner::responseFileHoldsOneArgumentALine()
-{
-    World world;
-    world.project(demo, "<Filesystem><Merge Type=\"Archive\"><Source>a 'b' \"c\" \\d @e ü"
-                        "</Source><Destination>-x</Destination></Merge>"
-                        "<Merge Type=\"Archive\"><Source/><Destination>/</Destination></Merge>"
-                        "</Filesystem>");
-    const Result result = world.run({"-q"});
-    QCOMPARE(result.calls.size(), 1);
-    SAME(result.calls[0].responseText,
-         "-x\n.svn\n-o\nobj/root.romfs\n--label\nroot\n-D\n-x\n--merge\na 'b' \"c\" \\d @e ü\n"
-         "-D\n/\n--merge\n\n-D\n/etc/version\n-i\nobj/version.txt\n");
-}
-
-void tst_ToolRunner::responseFileIsNamedByAnAbsolutePath()
-{
-    World world;
-    writeProjectOfFiles(world, 4);
-    const QRegularExpression inProject(QStringLiteral("^%1/obj/args\\.[A-Za-z0-9]{6}$")
-                                               .arg(QString::fromUtf8(world.path("project"))));
-    const auto responseFile = [&world](const QByteArrayList &arguments, const Start &start) {
-        return QString::fromUtf8(world.run(arguments, start).calls.value(0).responseFile);
-    };
-    const QString first = responseFile({"-q"}, {});
-    QVERIFY2(inProject.match(first).hasMatch(), qPrintable(first));
-    const QString other = responseFile({"-q", "../project/demo.ztp"}, {.directory = "home"});
-    QVERIFY2(other.startsWith(QLatin1Char('/')), qPrintable(other));
-    QVERIFY2(other.contains(QStringLiteral("project/obj/args.")), qPrintable(other));
-}
-
-void tst_ToolRunner::responseFileIsRemovedAfterAFailure()
-{
-    for (const char *failure : {"* exit 1\n", "* crash\n", "* kill\n"}) {
+    void seventeenArgumentsTravelInAFile_data()
+    {
+        Rows<int, QByteArray> row; // files, letters
+        row("10", 0, {});
+        row("15", 2, "-v");
+        row("16", 3, {});
+        row("17", 3, "-v");
+        row("18", 4, {});
+        row("410", 200, {});
+    }
+    void seventeenArgumentsTravelInAFile()
+    {
+        const auto [files, letters] = fetch<int, QByteArray>();
         World world;
-        writeProjectOfFiles(world, 4);
-        world.plan("ztmkromfs", failure);
-        const Result result = world.run({"-q"});
-        QCOMPARE(result.status, 1);
-        QVERIFY(!result.calls.value(0).responseFile.isEmpty());
+        writeProjectOfFiles(world, files);
+        const Result result = world.run({letters.isEmpty() ? "-q" : letters});
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.calls.size(), 1);
+        const QByteArrayList expected = imageArguments(files, letters);
+        QCOMPARE(result.calls[0].arguments, expected);
+        if (expected.size() < 17)
+            QCOMPARE(result.calls[0].received, expected);
+        else
+            QCOMPARE(result.calls[0].received, QByteArrayList{'@' + result.calls[0].responseFile});
         SAME(world.tree("project/obj"), "version.txt\n");
     }
-    World world;
-    writeProjectOfFiles(world, 4);
-    world.remove("sdk/bin/ztmkromfs");
-    QCOMPARE(world.run({"-q"}).status, 1);
-    SAME(world.tree("project/obj"), "version.txt\n");
-}
 
-void tst_ToolRunner::responseFileThatCannotBeMadeFailsTheBuild_data()
-{
-    QTest::addColumn<QByteArray>("obstacle");
-    QTest::newRow("missing directory") << QByteArray();
-    QTest::newRow("file for a directory") << QByteArray("project/obj");
-}
-
-void tst_ToolRunner::responseFileThatCannotBeMadeFailsTheBuild()
-{
-    QFETCH(QByteArray, obstacle);
-    World world;
-    QByteArray languages;
-    for (const char *language : {"a", "b", "c", "d", "e", "f", "g"})
-        languages += "<Language>" + QByteArray(language) + "</Language>";
-    world.project(demo, "<Translation>" + languages + "</Translation>");
-    world.makeDirectory("project/translations");
-    if (!obstacle.isEmpty())
-        world.write(obstacle);
-    const Result result = world.run({"--clearobsolete"});
-    QCOMPARE(result.status, 1);
-    QVERIFY(result.calls.isEmpty());
-    const QByteArray reason = obstacle.isEmpty() ? "No such file or directory" : "Not a directory";
-    // A file that was never made has no name but the template.
-    SAME(result.err, "[ztmake] Error writing obj/args.XXXXXX: " + reason + "\n");
-}
-
-void tst_ToolRunner::responseFileThatIsCutShortFailsTheBuild()
-{
-    World world;
-    writeProjectOfFiles(world, 4);
-    const Result result = world.run({"-q"}, {.fileSizeLimit = 16});
-    QCOMPARE(result.status, 1);
-    QVERIFY(result.calls.isEmpty());
-    const QRegularExpression message(
-            QStringLiteral("^\\[ztmake\\] Error writing \\S*obj/args\\.\\w{6}:"
-                           " File too large\n$"));
-    QVERIFY2(message.match(QString::fromUtf8(result.err)).hasMatch(), result.err.constData());
-    SAME(world.tree("project/obj"), "version.txt\n");
-}
-
-void tst_ToolRunner::twentyArgumentsAreEchoed_data()
-{
-    QTest::addColumn<int>("files");
-    QTest::addColumn<QByteArray>("option");
-    QTest::addColumn<QByteArray>("letters");
-    QTest::addColumn<QByteArray>("rest");
-
-    QTest::newRow("10") << 0 << QByteArray("-R") << QByteArray() << QByteArray();
-    QTest::newRow("20") << 5 << QByteArray("-R") << QByteArray() << QByteArray();
-    QTest::newRow("21") << 5 << QByteArray("-v") << QByteArray("-v") << QByteArray(" ...");
-    QTest::newRow("22") << 6 << QByteArray("-R") << QByteArray() << QByteArray(" ...");
-    QTest::newRow("51") << 20 << QByteArray("-vv") << QByteArray("-vv") << QByteArray(" ...");
-}
-
-void tst_ToolRunner::twentyArgumentsAreEchoed()
-{
-    QFETCH(int, files);
-    QFETCH(QByteArray, option);
-    QFETCH(QByteArray, letters);
-    QFETCH(QByteArray, rest);
-    World world;
-    writeProjectOfFiles(world, files);
-    SAME(world.run({option}).err,
-         "[ztmake] ztmkromfs " + imageArguments(files, letters).mid(0, 20).join(' ') + rest + '\n');
-}
-
-void tst_ToolRunner::echoNamesTheOtherDirectory()
-{
-    World world;
-    world.project(R"(Name="Demo" SDK="../../sdk")", "", "project/sub/demo.ztp");
-    world.makeDirectory("project/sub/translations");
-    SAME(world.run({"--clearobsolete", "sub/demo.ztp"}).text(),
-         report(0,
-                "(in $W/project/sub/translations) ztlupdate --clearobsolete --xml-report"
-                " ../sub/obj/translations/report.xml\n",
-                "[ztmake] (in sub/translations) ztlupdate --clearobsolete --xml-report"
-                " ../sub/obj/translations/report.xml\n"));
-}
-
-void tst_ToolRunner::quietBuildsShowTheToolsAlone()
-{
-    World world;
-    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
-    world.plan("ztmkromfs", "* out packed\\n\n* err with a warning\\n\n");
-    world.plan("ztlink", "* out linked\\n\n");
-    const Result result = world.run({"-q"});
-    SAME(result.err, "with a warning\n");
-    SAME(result.out, "packed\nlinked\n");
-}
-
-void tst_ToolRunner::outputIsForwardedInOrder()
-{
-    World world;
-    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
-    world.plan("ztmkromfs", "* err packing\\n\n");
-    world.plan("ztlink", "* err linking\\n\n* exit 1\n");
-    SAME(world.run({}).err,
-         "[ztmake] ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
-         " -i obj/version.txt\npacking\n[ztmake] "
-                 + linkCalls
-                 + "linking\n"
-                   "[ztmake] Command exited with status 1\n");
-}
-
-void tst_ToolRunner::failureOfAToolEndsTheBuild_data()
-{
-    QTest::addColumn<int>("position");
-    for (int i = 1; i < allTools.size(); ++i)
-        QTest::newRow(allTools[i].constData()) << i;
-}
-
-void tst_ToolRunner::failureOfAToolEndsTheBuild()
-{
-    QFETCH(int, position);
-    World world;
-    writeProjectOfAllTools(world);
-    world.plan(allTools[position], "* exit 3\n");
-    const Result result = world.run({"-q"});
-    QByteArrayList names;
-    for (const Call &call : result.calls)
-        names.append(call.name);
-    QCOMPARE(names, allTools.mid(0, position + 1));
-    QCOMPARE(result.status, 1);
-    SAME(result.err, "[ztmake] Command exited with status 3\n");
-}
-
-void tst_ToolRunner::failedTool_data()
-{
-    QTest::addColumn<QByteArray>("plan");
-    QTest::addColumn<QByteArray>("error");
-
-    for (const char *status : {"1", "2", "126", "255"})
-        QTest::newRow(status) << "* exit " + QByteArray(status) + '\n'
-                              << "Command exited with status " + QByteArray(status);
-    QTest::newRow("aborted") << QByteArray("* crash\n") << QByteArray("Command crashed");
-    QTest::newRow("killed") << QByteArray("* kill\n") << QByteArray("Command crashed");
-    QTest::newRow("missing") << QByteArray("missing")
-                             << QByteArray("Command failed to run: $W/sdk/bin/ztmkromfs");
-    QTest::newRow("directory") << QByteArray("directory")
-                               << QByteArray("Command failed to run: $W/sdk/bin/ztmkromfs");
-    QTest::newRow("no program") << QByteArray("text")
-                                << QByteArray("Command failed to run: $W/sdk/bin/ztmkromfs");
-}
-
-void tst_ToolRunner::failedTool()
-{
-    QFETCH(QByteArray, plan);
-    QFETCH(QByteArray, error);
-    World world;
-    world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
-    if (plan.startsWith('*')) {
-        world.plan("ztmkromfs", plan);
-    } else {
-        world.remove("sdk/bin/ztmkromfs");
-        if (plan == "directory")
-            world.makeDirectory("sdk/bin/ztmkromfs");
-        if (plan == "text")
-            world.write("sdk/bin/ztmkromfs", "no program\n");
+    void responseFileHoldsOneArgumentALine()
+    {
+        World world;
+        world.project(demo, "<Filesystem><Merge Type=\"Archive\"><Source>a 'b' \"c\" \\d @e ü"
+                            "</Source><Destination>-x</Destination></Merge>"
+                            "<Merge Type=\"Archive\"><Source/><Destination>/</Destination></Merge>"
+                            "</Filesystem>");
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.calls.size(), 1);
+        SAME(result.calls[0].responseText,
+             "-x\n.svn\n-o\nobj/root.romfs\n--label\nroot\n-D\n-x\n--merge\na 'b' \"c\" \\d @e ü\n"
+             "-D\n/\n--merge\n\n-D\n/etc/version\n-i\nobj/version.txt\n");
     }
-    const Result result = world.run({"-q"});
-    QCOMPARE(result.status, 1);
-    QCOMPARE(result.calls.size(), plan.startsWith('*') ? 1 : 0);
-    SAME(result.err, "[ztmake] " + error + '\n');
-}
 
-void tst_ToolRunner::inputIsLeftToTheTools()
-{
-    World world;
-    world.project(demo + R"( Svnversion="1")", "<Target Model=\"T1\"/><Filesystem/>");
-    world.plan("svnversion", "* read\n* out 7\\n\n");
-    world.plan("ztmkromfs", "* exit 0\n");
-    world.plan("ztlink", "* read\n");
-    const Result result = world.run({"-q"}, {.input = "passphrase\n"});
-    QCOMPARE(result.calls.size(), 3);
-    SAME(result.calls[0].input, "");
-    SAME(result.calls[2].input, "passphrase\n");
-}
+    void responseFileIsNamedByAnAbsolutePath()
+    {
+        World world;
+        writeProjectOfFiles(world, 4);
+        const QRegularExpression inProject(QStringLiteral("^%1/obj/args\\.[A-Za-z0-9]{6}$")
+                                                   .arg(QString::fromUtf8(world.path("project"))));
+        const auto responseFile = [&world](const QByteArrayList &arguments, const Start &start) {
+            return QString::fromUtf8(world.run(arguments, start).calls.value(0).responseFile);
+        };
+        const QString first = responseFile({"-q"}, {});
+        QVERIFY2(inProject.match(first).hasMatch(), qPrintable(first));
+        const QString other = responseFile({"-q", "../project/demo.ztp"}, {.directory = "home"});
+        QVERIFY2(other.startsWith(QLatin1Char('/')), qPrintable(other));
+        QVERIFY2(other.contains(QStringLiteral("project/obj/args.")), qPrintable(other));
+    }
 
-QTEST_GUILESS_MAIN(tst_ToolRunner)
+    void responseFileIsRemovedAfterAFailure()
+    {
+        for (const char *failure : {"* exit 1\n", "* crash\n", "* kill\n"}) {
+            World world;
+            writeProjectOfFiles(world, 4);
+            world.plan("ztmkromfs", failure);
+            const Result result = world.run({"-q"});
+            QCOMPARE(result.status, 1);
+            QVERIFY(!result.calls.value(0).responseFile.isEmpty());
+            SAME(world.tree("project/obj"), "version.txt\n");
+        }
+        World world;
+        writeProjectOfFiles(world, 4);
+        world.remove("sdk/bin/ztmkromfs");
+        QCOMPARE(world.run({"-q"}).status, 1);
+        SAME(world.tree("project/obj"), "version.txt\n");
+    }
+
+    void responseFileThatCannotBeMadeFailsTheBuild_data()
+    {
+        Rows<QByteArray> row; // obstacle
+        row("missing directory", {});
+        row("file for a directory", "project/obj");
+    }
+    void responseFileThatCannotBeMadeFailsTheBuild()
+    {
+        const auto [obstacle] = fetch<QByteArray>();
+        World world;
+        QByteArray languages;
+        for (const char *language : {"a", "b", "c", "d", "e", "f", "g"})
+            languages += "<Language>" + QByteArray(language) + "</Language>";
+        world.project(demo, "<Translation>" + languages + "</Translation>");
+        world.makeDirectory("project/translations");
+        if (!obstacle.isEmpty())
+            world.write(obstacle);
+        const Result result = world.run({"--clearobsolete"});
+        QCOMPARE(result.status, 1);
+        QVERIFY(result.calls.isEmpty());
+        const QByteArray reason =
+                obstacle.isEmpty() ? "No such file or directory" : "Not a directory";
+        // A file that was never made has no name but the template.
+        SAME(result.err, "[ztmake] Error writing obj/args.XXXXXX: " + reason + "\n");
+    }
+
+    void responseFileThatIsCutShortFailsTheBuild()
+    {
+        World world;
+        writeProjectOfFiles(world, 4);
+        const Result result = world.run({"-q"}, {.fileSizeLimit = 16});
+        QCOMPARE(result.status, 1);
+        QVERIFY(result.calls.isEmpty());
+        const QRegularExpression message(
+                QStringLiteral("^\\[ztmake\\] Error writing \\S*obj/args\\.\\w{6}:"
+                               " File too large\n$"));
+        QVERIFY2(message.match(QString::fromUtf8(result.err)).hasMatch(), result.err.constData());
+        SAME(world.tree("project/obj"), "version.txt\n");
+    }
+
+    void twentyArgumentsAreEchoed_data()
+    {
+        Rows<int, QByteArray, QByteArray, QByteArray> row; // files, option, letters, rest
+
+        row("10", 0, "-R", {}, {});
+        row("20", 5, "-R", {}, {});
+        row("21", 5, "-v", "-v", " ...");
+        row("22", 6, "-R", {}, " ...");
+        row("51", 20, "-vv", "-vv", " ...");
+    }
+    void twentyArgumentsAreEchoed()
+    {
+        const auto [files, option, letters, rest] =
+                fetch<int, QByteArray, QByteArray, QByteArray>();
+        World world;
+        writeProjectOfFiles(world, files);
+        SAME(world.run({option}).err, "[ztmake] ztmkromfs "
+                                              + imageArguments(files, letters).mid(0, 20).join(' ')
+                                              + rest + '\n');
+    }
+
+    void echoNamesTheOtherDirectory()
+    {
+        World world;
+        world.project(R"(Name="Demo" SDK="../../sdk")", "", "project/sub/demo.ztp");
+        world.makeDirectory("project/sub/translations");
+        SAME(world.run({"--clearobsolete", "sub/demo.ztp"}).text(),
+             report(0,
+                    "(in $W/project/sub/translations) ztlupdate --clearobsolete --xml-report"
+                    " ../sub/obj/translations/report.xml\n",
+                    "[ztmake] (in sub/translations) ztlupdate --clearobsolete --xml-report"
+                    " ../sub/obj/translations/report.xml\n"));
+    }
+
+    void quietBuildsShowTheToolsAlone()
+    {
+        World world;
+        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        world.plan("ztmkromfs", "* out packed\\n\n* err with a warning\\n\n");
+        world.plan("ztlink", "* out linked\\n\n");
+        const Result result = world.run({"-q"});
+        SAME(result.err, "with a warning\n");
+        SAME(result.out, "packed\nlinked\n");
+    }
+
+    void outputIsForwardedInOrder()
+    {
+        World world;
+        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        world.plan("ztmkromfs", "* err packing\\n\n");
+        world.plan("ztlink", "* err linking\\n\n* exit 1\n");
+        SAME(world.run({}).err,
+             "[ztmake] ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
+             " -i obj/version.txt\npacking\n[ztmake] "
+                     + linkCalls
+                     + "linking\n"
+                       "[ztmake] Command exited with status 1\n");
+    }
+
+    void failureOfAToolEndsTheBuild_data()
+    {
+        Rows<int> row; // position
+        for (int i = 1; i < allTools.size(); ++i)
+            row(allTools[i].constData(), i);
+    }
+    void failureOfAToolEndsTheBuild()
+    {
+        const auto [position] = fetch<int>();
+        World world;
+        writeProjectOfAllTools(world);
+        world.plan(allTools[position], "* exit 3\n");
+        const Result result = world.run({"-q"});
+        QByteArrayList names;
+        for (const Call &call : result.calls)
+            names.append(call.name);
+        QCOMPARE(names, allTools.mid(0, position + 1));
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] Command exited with status 3\n");
+    }
+
+    void failedTool_data()
+    {
+        Rows<QByteArray, QByteArray> row; // plan, error
+
+        for (const char *status : {"1", "2", "126", "255"})
+            row(status, "* exit " + QByteArray(status) + '\n',
+                "Command exited with status " + QByteArray(status));
+        row("aborted", "* crash\n", "Command crashed");
+        row("killed", "* kill\n", "Command crashed");
+        row("missing", "missing", "Command failed to run: $W/sdk/bin/ztmkromfs");
+        row("directory", "directory", "Command failed to run: $W/sdk/bin/ztmkromfs");
+        row("no program", "text", "Command failed to run: $W/sdk/bin/ztmkromfs");
+    }
+    void failedTool()
+    {
+        const auto [plan, error] = fetch<QByteArray, QByteArray>();
+        World world;
+        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        if (plan.startsWith('*')) {
+            world.plan("ztmkromfs", plan);
+        } else {
+            world.remove("sdk/bin/ztmkromfs");
+            if (plan == "directory")
+                world.makeDirectory("sdk/bin/ztmkromfs");
+            if (plan == "text")
+                world.write("sdk/bin/ztmkromfs", "no program\n");
+        }
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.status, 1);
+        QCOMPARE(result.calls.size(), plan.startsWith('*') ? 1 : 0);
+        SAME(result.err, "[ztmake] " + error + '\n');
+    }
+
+    void inputIsLeftToTheTools()
+    {
+        World world;
+        world.project(demo + R"( Svnversion="1")", "<Target Model=\"T1\"/><Filesystem/>");
+        world.plan("svnversion", "* read\n* out 7\\n\n");
+        world.plan("ztmkromfs", "* exit 0\n");
+        world.plan("ztlink", "* read\n");
+        const Result result = world.run({"-q"}, {.input = "passphrase\n"});
+        QCOMPARE(result.calls.size(), 3);
+        SAME(result.calls[0].input, "");
+        SAME(result.calls[2].input, "passphrase\n");
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToolRunner)
 #include "tst_toolrunner.moc"

@@ -1,6 +1,6 @@
 #include "app/makeproject.h"
 
-#include <QtTest>
+#include "rows.h"
 
 #include <memory>
 
@@ -11,20 +11,18 @@ class TestMakeProject : public QObject
 private slots:
     void programName_data()
     {
-        QTest::addColumn<QByteArray>("argument");
-        QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("plain") << QByteArray("ztmake") << QByteArray("ztmake");
-        QTest::newRow("path") << QByteArray("/opt/sdk-2.1/bin/ztmake") << QByteArray("ztmake");
-        QTest::newRow("extension") << QByteArray("bin/ztmake.exe") << QByteArray("ztmake");
-        QTest::newRow("complete base name")
-                << QByteArray("ztmake-2.1.bin") << QByteArray("ztmake-2.1");
+        Rows<QByteArray, QByteArray> row; // argument, expected
+        row("plain", "ztmake", "ztmake");
+        row("path", "/opt/sdk-2.1/bin/ztmake", "ztmake");
+        row("extension", "bin/ztmake.exe", "ztmake");
+        row("complete base name", "ztmake-2.1.bin", "ztmake-2.1");
     }
     void programName()
     {
-        QFETCH(QByteArray, argument);
+        const auto [argument, expected] = fetch<QByteArray, QByteArray>();
         setProgramName(argument.constData());
         const std::unique_ptr<const char[]> name(myname); // the program has one for its whole life
-        QTEST(QByteArray(myname), "expected");
+        QCOMPARE(QByteArray(myname), expected);
     }
 };
 

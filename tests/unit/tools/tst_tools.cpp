@@ -1,5 +1,6 @@
 #include "tools/tools.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -14,125 +15,104 @@ private slots:
 
     void ensureDirectorySeparator_data()
     {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("empty stays empty") << u""_s << u""_s;
-        QTest::newRow("with separator") << u"a/"_s << u"a/"_s;
-        QTest::newRow("without") << u"a/b"_s << u"a/b/"_s;
-        QTest::newRow("root") << u"/"_s << u"/"_s;
+        Rows<QString, QString> row; // path, expected
+        row("empty stays empty", {}, {});
+        row("with separator", u"a/"_s, u"a/"_s);
+        row("without", u"a/b"_s, u"a/b/"_s);
+        row("root", u"/"_s, u"/"_s);
     }
     void ensureDirectorySeparator()
     {
-        QFETCH(QString, path);
-        QTEST(Tools::ensureDirectorySeparator(path), "expected");
+        const auto [path, expected] = fetch<QString, QString>();
+        QCOMPARE(Tools::ensureDirectorySeparator(path), expected);
     }
 
     void joinPath_data()
     {
-        QTest::addColumn<QString>("prefix");
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<QByteArray>("extension");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("plain") << u"a/"_s << "b"_ba
-                               << ".lua"_ba << u"a/b.lua"_s;
-        QTest::newRow("no prefix") << u""_s << "b"_ba
-                                   << ".lua"_ba << u"b.lua"_s;
-        QTest::newRow("no extension") << u"a/"_s << "b"_ba
-                                      << ""_ba << u"a/b"_s;
-        QTest::newRow("nothing") << u""_s << ""_ba
-                                 << ""_ba << u""_s;
-        QTest::newRow("beyond ASCII") << u"ä/"_s << "\xc3\xbc"_ba
-                                      << ".\xf0\x9f\x98\x80"_ba << u"ä/ü.\U0001F600"_s;
-        QTest::newRow("extension beyond ASCII") << u"a/"_s << "b"_ba
-                                                << ".\xc3\xbc"_ba << u"a/b.ü"_s;
+        Rows<QString, QByteArray, QByteArray, QString> row; // prefix, name, extension, expected
+        row("plain", u"a/"_s, "b", ".lua", u"a/b.lua"_s);
+        row("no prefix", {}, "b", ".lua", u"b.lua"_s);
+        row("no extension", u"a/"_s, "b", {}, u"a/b"_s);
+        row("nothing", {}, {}, {}, {});
+        row("beyond ASCII", u"ä/"_s, "\xc3\xbc", ".\xf0\x9f\x98\x80", u"ä/ü.\U0001F600"_s);
+        row("extension beyond ASCII", u"a/"_s, "b", ".\xc3\xbc", u"a/b.ü"_s);
     }
     void joinPath()
     {
-        QFETCH(QString, prefix);
-        QFETCH(QByteArray, name);
-        QFETCH(QByteArray, extension);
-        QTEST(Tools::joinPath(prefix, name, extension), "expected");
+        const auto [prefix, name, extension, expected] =
+                fetch<QString, QByteArray, QByteArray, QString>();
+        QCOMPARE(Tools::joinPath(prefix, name, extension), expected);
     }
 
     void replaceExtension_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("dot in a directory part") << u"a.b/c"_s << u"a.ztn"_s;
-        QTest::newRow("no dot") << u"box"_s << u"box.ztn"_s;
-        QTest::newRow("ends in a dot") << u"box."_s << u"box.ztn"_s;
-        QTest::newRow("last of two") << u"box.v2.ztp"_s << u"box.v2.ztn"_s;
-        QTest::newRow("empty") << u""_s << u".ztn"_s;
+        Rows<QString, QString> row; // name, expected
+        row("dot in a directory part", u"a.b/c"_s, u"a.ztn"_s);
+        row("no dot", u"box"_s, u"box.ztn"_s);
+        row("ends in a dot", u"box."_s, u"box.ztn"_s);
+        row("last of two", u"box.v2.ztp"_s, u"box.v2.ztn"_s);
+        row("empty", {}, u".ztn"_s);
     }
     void replaceExtension()
     {
-        QFETCH(QString, name);
-        QTEST(Tools::replaceExtension(name, u"ztn"_s), "expected");
+        const auto [name, expected] = fetch<QString, QString>();
+        QCOMPARE(Tools::replaceExtension(name, u"ztn"_s), expected);
     }
 
     void safeFileName_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("some") << u"A/B:C?"_s << u"ABC"_s;
-        QTest::newRow("all") << u":/\\?*"_s << u""_s;
-        QTest::newRow("others stay") << u"a b.c-d\"<|>ä"_s << u"a b.c-d\"<|>ä"_s;
+        Rows<QString, QString> row; // text, expected
+        row("some", u"A/B:C?"_s, u"ABC"_s);
+        row("all", u":/\\?*"_s, {});
+        row("others stay", u"a b.c-d\"<|>ä"_s, u"a b.c-d\"<|>ä"_s);
     }
     void safeFileName()
     {
-        QFETCH(QString, text);
-        QTEST(Tools::safeFileName(text), "expected");
+        const auto [text, expected] = fetch<QString, QString>();
+        QCOMPARE(Tools::safeFileName(text), expected);
     }
 
     void tokenName_data()
     {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("expected");
+        Rows<int, QString> row; // type, expected
         const char *const names[] = {
                 "NoToken",      "Invalid",         "StartDocument",        "EndDocument",
                 "StartElement", "EndElement",      "Characters",           "Comment",
                 "DTD",          "EntityReference", "ProcessingInstruction"};
         for (int type = 0; type < 11; ++type)
-            QTest::newRow(names[type]) << type << QString::fromLatin1(names[type]);
-        QTest::newRow("beyond") << 11 << u"11"_s;
-        QTest::newRow("negative") << -1 << u"-1"_s;
+            row(names[type], type, QString::fromLatin1(names[type]));
+        row("beyond", 11, u"11"_s);
+        row("negative", -1, u"-1"_s);
     }
     void tokenName()
     {
-        QFETCH(int, type);
-        QTEST(Tools::tokenName(static_cast<QXmlStreamReader::TokenType>(type)), "expected");
+        const auto [type, expected] = fetch<int, QString>();
+        QCOMPARE(Tools::tokenName(static_cast<QXmlStreamReader::TokenType>(type)), expected);
     }
 
     void findProfile_data()
     {
-        QTest::addColumn<QStringList>("files");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("none") << QStringList{u"box.txt"_s} << u""_s;
-        QTest::newRow("the only one") << QStringList{u"other.ztp"_s} << u"other.ztp"_s;
-        QTest::newRow("named after the directory")
-                << QStringList{u"box.ztp"_s, u"other.ztp"_s} << u"box.ztp"_s;
-        QTest::newRow("base name ends at the first dot")
-                << QStringList{u"box.v2.ztp"_s, u"other.ztp"_s} << u"box.v2.ztp"_s;
-        QTest::newRow("first by name of two")
-                << QStringList{u"box.v2.ztp"_s, u"box.v1.ztp"_s} << u"box.v1.ztp"_s;
-        QTest::newRow("several, none named so")
-                << QStringList{u"other.ztp"_s, u"more.ztp"_s} << u""_s;
-        QTest::newRow("suffix in any case") << QStringList{u"other.ZTP"_s} << u"other.ZTP"_s;
-        QTest::newRow("hidden files do not count")
-                << QStringList{u".hidden.ztp"_s, u"other.ztp"_s} << u"other.ztp"_s;
-        QTest::newRow("directories do not count")
-                << QStringList{u"dir.ztp/x"_s, u"other.ztp"_s} << u"other.ztp"_s;
+        Rows<QStringList, QString> row; // files, expected
+        row("none", {u"box.txt"_s}, {});
+        row("the only one", {u"other.ztp"_s}, u"other.ztp"_s);
+        row("named after the directory", {u"box.ztp"_s, u"other.ztp"_s}, u"box.ztp"_s);
+        row("base name ends at the first dot", {u"box.v2.ztp"_s, u"other.ztp"_s}, u"box.v2.ztp"_s);
+        row("first by name of two", {u"box.v2.ztp"_s, u"box.v1.ztp"_s}, u"box.v1.ztp"_s);
+        row("several, none named so", {u"other.ztp"_s, u"more.ztp"_s}, {});
+        row("suffix in any case", {u"other.ZTP"_s}, u"other.ZTP"_s);
+        row("hidden files do not count", {u".hidden.ztp"_s, u"other.ztp"_s}, u"other.ztp"_s);
+        row("directories do not count", {u"dir.ztp/x"_s, u"other.ztp"_s}, u"other.ztp"_s);
     }
     void findProfile()
     {
-        QFETCH(QStringList, files);
+        const auto [files, expected] = fetch<QStringList, QString>();
         const QTemporaryDir world;
         const QString box = world.filePath(u"box"_s);
         QVERIFY(QDir().mkpath(box));
         for (const QString &file : files)
             QVERIFY(TestFiles::write(box + u'/' + file));
         QDir::setCurrent(box);
-        QTEST(Tools::findProfile({}, u"ztp"_s), "expected");
+        QCOMPARE(Tools::findProfile({}, u"ztp"_s), expected);
     }
 
     void findProfileListsTheWorkingDirectoryWhateverTheArgument()

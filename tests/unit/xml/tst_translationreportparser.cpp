@@ -1,5 +1,6 @@
 #include "xml/translationreportparser.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -83,53 +84,49 @@ private slots:
 
     void counters_data()
     {
-        QTest::addColumn<QByteArray>("stats");
-        QTest::addColumn<quint32>("total");
-        QTest::newRow("largest") << "<stats total='4294967295'/>"_ba << 4294967295u;
-        QTest::newRow("too large") << "<stats total='4294967296'/>"_ba << 0u;
-        QTest::newRow("no number") << "<stats total='x'/>"_ba << 0u;
-        QTest::newRow("negative") << "<stats total='-1'/>"_ba << 0u;
-        QTest::newRow("absent") << "<stats/>"_ba << 0u;
-        QTest::newRow("second overwrites") << "<stats total='1'/><stats total='2'/>"_ba << 2u;
-        QTest::newRow("second without overwrites") << "<stats total='1'/><stats/>"_ba << 0u;
+        Rows<QByteArray, quint32> row; // stats, total
+        row("largest", "<stats total='4294967295'/>", 4294967295u);
+        row("too large", "<stats total='4294967296'/>", 0u);
+        row("no number", "<stats total='x'/>", 0u);
+        row("negative", "<stats total='-1'/>", 0u);
+        row("absent", "<stats/>", 0u);
+        row("second overwrites", "<stats total='1'/><stats total='2'/>", 2u);
+        row("second without overwrites", "<stats total='1'/><stats/>", 0u);
     }
     void counters()
     {
-        QFETCH(QByteArray, stats);
+        const auto [stats, total] = fetch<QByteArray, quint32>();
         const Reading reading(head + "<TSREPORT><source>"_ba + stats + "</source></TSREPORT>");
         QVERIFY(reading.ok);
-        QTEST(reading.parser.reports().first().total, "total");
+        QCOMPARE(reading.parser.reports().first().total, total);
     }
 
     void errors_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("message");
+        Rows<QByteArray, QString> row; // text, message
         const QString wrongKind = u"This doesn't look like a translation report file."_s;
-        QTest::newRow("no XML") << ""_ba << u"(Invalid) This doesn't look like an XML file."_s;
-        QTest::newRow("no document type") << "<TSREPORT/>"_ba << u"(<TSREPORT>) "_s + wrongKind;
-        QTest::newRow("other document type")
-                << "<!DOCTYPE TS><TSREPORT/>"_ba << u"(DTD) "_s + wrongKind;
-        QTest::newRow("other root") << head + "<TS/>"_ba << u"(<TS>) "_s + wrongKind;
-        QTest::newRow("text in the root")
-                << head + "<TSREPORT>x</TSREPORT>"_ba << u"(Characters) Element expected."_s;
-        QTest::newRow("text in a source") << head + "<TSREPORT><source>x</source></TSREPORT>"_ba
-                                          << u"(Characters) Element expected."_s;
-        QTest::newRow("stats with content")
-                << head + "<TSREPORT><source><stats><x/></stats></source></TSREPORT>"_ba
-                << u"(<x>) End of <stats> element expected."_s;
-        QTest::newRow("too deep") << head + "<TSREPORT>"_ba + QByteArray("<n>").repeated(21)
-                                  << u"(<n>) File too deeply nested"_s;
-        QTest::newRow("too deep in a source")
-                << head + "<TSREPORT><source>"_ba + QByteArray("<n>").repeated(21)
-                << u"(<n>) File too deeply nested"_s;
+        row("no XML", {}, u"(Invalid) This doesn't look like an XML file."_s);
+        row("no document type", "<TSREPORT/>", u"(<TSREPORT>) "_s + wrongKind);
+        row("other document type", "<!DOCTYPE TS><TSREPORT/>", u"(DTD) "_s + wrongKind);
+        row("other root", head + "<TS/>"_ba, u"(<TS>) "_s + wrongKind);
+        row("text in the root", head + "<TSREPORT>x</TSREPORT>"_ba,
+            u"(Characters) Element expected."_s);
+        row("text in a source", head + "<TSREPORT><source>x</source></TSREPORT>"_ba,
+            u"(Characters) Element expected."_s);
+        row("stats with content",
+            head + "<TSREPORT><source><stats><x/></stats></source></TSREPORT>"_ba,
+            u"(<x>) End of <stats> element expected."_s);
+        row("too deep", head + "<TSREPORT>"_ba + QByteArray("<n>").repeated(21),
+            u"(<n>) File too deeply nested"_s);
+        row("too deep in a source", head + "<TSREPORT><source>"_ba + QByteArray("<n>").repeated(21),
+            u"(<n>) File too deeply nested"_s);
     }
     void errors()
     {
-        QFETCH(QByteArray, text);
+        const auto [text, message] = fetch<QByteArray, QString>();
         const Reading reading(text);
         QVERIFY(!reading.ok);
-        QTEST(reading.message(), "message");
+        QCOMPARE(reading.message(), message);
     }
 
     void documentTypeIsComparedWithWhiteSpaceSimplified()
