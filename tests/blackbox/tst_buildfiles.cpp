@@ -1,20 +1,5 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
-
-#include <QTest>
-
-namespace {
-
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
-
-QByteArray merge(const QByteArray &type, const QByteArray &source,
-                 const QByteArray &destination = {}, const QByteArray &process = {})
-{
-    return "<Merge Type=\"" + type + "\"><Source>" + source + "</Source><Destination>" + destination
-           + "</Destination><Process>" + process + "</Process></Merge>\n";
-}
-
-} // namespace
 
 class TestBuildFiles : public QObject
 {
@@ -35,17 +20,12 @@ private slots:
     {
         Rows<QByteArray, QByteArray, QByteArray, QByteArray>
                 row; // obstacle, directory, calls, left
-
-        row("objects", "a", "a/obj", {}, "a\ndemo.ztp\nroot/\nroot/m.lua\n");
-        row("translations", "translations", "translations", {},
-            "a/\na/obj/\ndemo.ztp\nroot/\nroot/m.lua\n"
-            "translations\n");
+        row("objects", "a", "a/obj", {}, "a\n");
+        row("translations", "translations", "translations", {}, "a/\na/obj/\ntranslations\n");
         row("compiled translations", "a/obj/translations", "a/obj/translations", {},
-            "a/\na/obj/\na/obj/translations\ndemo.ztp\nroot/\nroot/m.lua\n"
-            "translations/\n");
+            "a/\na/obj/\na/obj/translations\ntranslations/\n");
         row("objects of an entry", "a/obj/root", "a/obj/root", "svnversion ''\n",
-            "a/\na/obj/\na/obj/root\na/obj/translations/\ndemo.ztp\nroot/\n"
-            "root/m.lua\ntranslations/\n");
+            "a/\na/obj/\na/obj/root\na/obj/translations/\ntranslations/\n");
     }
     void directoryThatCannotBeMade()
     {
@@ -53,13 +33,13 @@ private slots:
                 fetch<QByteArray, QByteArray, QByteArray, QByteArray>();
         World world;
         world.project(demo + R"( Svnversion="1" ObjectDirectory="a/obj")",
-                      "<Translation Enabled=\"1\"/><Filesystem>" + merge("Directory", "root")
-                              + "</Filesystem>");
+                      "<Translation Enabled=\"1\"/>" + tree());
         world.write("project/root/m.lua");
         world.write("project/" + obstacle);
         SAME(world.run({}).text(),
              report(1, calls, "[ztmake] Cannot make directory " + directory + '\n'));
-        SAME(world.tree("project"), left);
+        const QByteArray sources = "demo.ztp\nroot/\nroot/m.lua\n";
+        SAME(world.tree("project").replace(sources, ""), left);
     }
 
     void reservedImages()
@@ -84,7 +64,7 @@ private slots:
         QCOMPARE(result.calls[3].probes, installer);
         SAME(world.tree("project/obj"), "installer.romfs\nversion.txt\n");
 
-        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        world.project(demo, minimal);
         QCOMPARE(world.run({"-q"}).status, 0);
         SAME(world.tree("project/obj"), "version.txt\n");
 
@@ -104,7 +84,7 @@ private slots:
     {
         const auto [name, calls] = fetch<QByteArray, int>();
         World world;
-        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        world.project(demo, minimal);
         world.makeDirectory("project/" + name);
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 1);
@@ -116,7 +96,7 @@ private slots:
     void reservedImageThatCannotBeRemoved()
     {
         World world;
-        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        world.project(demo, minimal);
         world.write("project/obj/root.romfs");
         world.setMode("project/obj", 0555);
         SAME(world.run({"-q"}, {.ordinaryUser = true}).text(),
@@ -139,9 +119,8 @@ private slots:
 
     void fileNames_data()
     {
-        Rows<QByteArray, QByteArray, QByteArray, QByteArray, QByteArray>
-                row; // name, version, revision, stem, ending [ending: of the link's arguments]
-
+        // name, version, revision, stem, ending of the link's arguments
+        Rows<QByteArray, QByteArray, QByteArray, QByteArray, QByteArray> row;
         row("name alone", "Demo", "", "", "T1-Demo", "--name|Demo");
         row("name and version", "Demo", "1.0", "", "T1-Demo-1.0", "--name|Demo|--version|1.0");
         row("removed characters", "a:b/c\\d?e*f", "1:2/3\\4?5*6", "", "T1-abcdef-123456",
@@ -187,7 +166,7 @@ private slots:
     {
         World world;
         const QByteArray old = "firmware/T0-Demo-0.1-firmware.ztf";
-        world.project(demo, "<Target Model=\"T1\"/><Filesystem/>");
+        world.project(demo, minimal);
         world.write("project/" + old, "old");
         world.plan("ztmkromfs", "* probe " + old + '\n');
         world.plan("ztlink", "* probe " + old + '\n');

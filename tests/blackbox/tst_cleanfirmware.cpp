@@ -1,7 +1,5 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
-
-#include <QTest>
 
 #include <algorithm>
 
@@ -22,7 +20,6 @@ private slots:
     void filesOfTheProjectAreRemoved_data()
     {
         Rows<QByteArray, QByteArrayList, QByteArrayList> row; // project, removed, kept
-
         row("Demo", "Demo",
             {"T1-Demo-1.0-firmware.ztf", "T2-Demo-2.1-install.ztf", "T1-Demo-firmware.ztf",
              "-Demo-install.ztf", "a-b-Demo-c-d-firmware.ztf", "T1-Demolition-firmware.ztf"},

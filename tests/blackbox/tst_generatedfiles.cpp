@@ -1,12 +1,10 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
 
 #include <QFile>
-#include <QTest>
 
 namespace {
 
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 const QByteArray packed = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
                           " -i obj/version.txt -D /etc/autoexec.lua -i obj/autoexec.lua\n";
 
@@ -46,9 +44,6 @@ QByteArray script(const char *nilIndex, const char *translations, const char *di
            + end;
 }
 
-const char unexpected[] = "Application terminated unexpectedly.";
-const char lastLine[] = "os.exit(1)\n";
-
 } // namespace
 
 class TestGeneratedFiles : public QObject
@@ -60,48 +55,38 @@ private slots:
     {
         Rows<QByteArray, QByteArray> row; // children, expected
 
-        const QByteArray plain =
-                script("true", "", "/usr/bin", "/usr/bin/main.lua", unexpected, lastLine);
-        row("plain", R"(<Startup File="/usr/bin/main.lua"/>)", plain);
-        row("not interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="no"/>)", plain);
-        row("interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="yes"/>)",
-            script("true", "", "/usr/bin", "/usr/bin/main.lua", "OK.", ""));
-        row("no directory", R"(<Startup File="main.lua"/>)",
-            script("true", "", ".", "main.lua", unexpected, lastLine));
-        row("relative", R"(<Startup File="lib/x/main.lua"/>)",
-            script("true", "", "lib/x", "lib/x/main.lua", unexpected, lastLine));
+        const auto ended = [](const char *nilIndex, const char *translations, const char *directory,
+                              const char *main) {
+            return script(nilIndex, translations, directory, main,
+                          "Application terminated unexpectedly.", "os.exit(1)\n");
+        };
+        const QByteArray plain = ended("true", "", ".", "main.lua");
+        const QByteArray main = R"(<Startup File="main.lua"/>)";
+        const QByteArray strict = R"(<Process><Compile Type="Lua" Strict="1"/></Process>)";
+        row("plain", main, plain);
+        row("not interactive", R"(<Startup File="main.lua" Interactive="no"/>)", plain);
+        row("interactive", R"(<Startup File="main.lua" Interactive="yes"/>)",
+            script("true", "", ".", "main.lua", "OK.", ""));
+        row("in a directory", R"(<Startup File="lib/x/main.lua"/>)",
+            ended("true", "", "lib/x", "lib/x/main.lua"));
         row("in the root directory", R"(<Startup File="/main.lua"/>)",
-            script("true", "", "/", "/main.lua", unexpected, lastLine));
+            ended("true", "", "/", "/main.lua"));
         row("name without an extension", R"(<Startup File="/a.b/main"/>)",
-            script("true", "", "/a.b", "/a.b/main", unexpected, lastLine));
-        row("nothing is escaped", R"(<Startup File="/a&quot;b/c\d$SDK.lua"/>)",
-            script("true", "", "/a\"b", "/a\"b/c\\d$SDK.lua", unexpected, lastLine));
-        row("other languages", R"(<Startup File="/größe/日本.lua"/>)",
-            script("true", "", "/größe", "/größe/日本.lua", unexpected, lastLine));
-        row("strict", R"(<Startup File="main.lua"/>
-                     <Process><Compile Type="Lua" Strict="1"/></Process>)",
-            script("false", "", ".", "main.lua", unexpected, lastLine));
-        row("not strict", R"(<Startup File="main.lua"/>
-                         <Process><Compile Type="Lua" Strict="0"/></Process>)",
-            script("true", "", ".", "main.lua", unexpected, lastLine));
-        row("strict in the filesystem alone", R"(<Startup File="main.lua"/><Filesystem>
-            <Process><Compile Type="Lua" Strict="1"/></Process></Filesystem>)",
-            script("true", "", ".", "main.lua", unexpected, lastLine));
-        row("strict and interactive", R"(<Startup File="main.lua" Interactive="1"/>
-            <Process><Compile Type="Lua" Strict="1"/></Process>)",
+            ended("true", "", "/a.b", "/a.b/main"));
+        row("nothing is escaped", R"(<Startup File="/a&quot;b/größe\d$SDK.lua"/>)",
+            ended("true", "", "/a\"b", "/a\"b/größe\\d$SDK.lua"));
+        row("strict", main + strict, ended("false", "", ".", "main.lua"));
+        row("not strict", main + QByteArray(strict).replace('1', '0'), plain);
+        row("strict in the filesystem alone", main + filesystem(strict), plain);
+        row("strict and interactive", R"(<Startup File="main.lua" Interactive="1"/>)" + strict,
             script("false", "", ".", "main.lua", "OK.", ""));
-        row("translations", R"(<Startup File="main.lua"/>
-                           <Translation Enabled="1" BaseDir="/usr/lib/lua"/>)",
-            script("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua",
-                   unexpected, lastLine));
-        row("translations that are off", R"(<Startup File="main.lua" Interactive="1"/>
-                                        <Translation BaseDir="ü&quot;"/>)",
-            script("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua", "OK.", ""));
-        row("translations without a directory", R"(<Startup File="main.lua"/>
-                                               <Translation Enabled="1"/>)",
-            script("true", "", ".", "main.lua", unexpected, lastLine));
+        row("translations", main + R"(<Translation Enabled="1" BaseDir="/usr/lib/lua"/>)",
+            ended("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua"));
+        row("translations that are off", main + R"(<Translation BaseDir="ü&quot;"/>)",
+            ended("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua"));
+        row("translations without a directory", main + R"(<Translation Enabled="1"/>)", plain);
         row("placeholder in a later place is filled", R"(<Startup File="~~MAIN~~/x"/>)",
-            script("true", "", "~~MAIN~~/x", "~~MAIN~~/x", unexpected, lastLine));
+            ended("true", "", "~~MAIN~~/x", "~~MAIN~~/x"));
     }
     void startupScript()
     {
@@ -123,7 +108,8 @@ private slots:
         world.project(demo, "<Startup File=\"main.lua\"/><Filesystem/>");
         SAME(world.run({"-q"}).text(), report(0, packed));
         SAME(world.read("project/obj/autoexec.lua"),
-             script("true", "", ".", "main.lua", unexpected, lastLine));
+             script("true", "", ".", "main.lua", "Application terminated unexpectedly.",
+                    "os.exit(1)\n"));
         SAME(world.read("project/obj/version.txt"), "\n");
         // Without a start-up file an old script is neither written nor packed.
         world.write("project/obj/autoexec.lua", "old");
@@ -166,8 +152,7 @@ private slots:
         const auto [name, left] = fetch<QByteArray, QByteArray>();
         World world;
         world.makeDirectory("project/" + name);
-        world.project(demo, R"(<Startup File="main.lua"/><Target Model="T1"/><Filesystem>
-            <Merge Type="Directory"><Source>root</Source></Merge></Filesystem>)");
+        world.project(demo, "<Startup File=\"main.lua\"/>" + tree());
         QFile file(QString::fromUtf8(world.path("project/" + name)));
         QVERIFY(!file.open(QIODevice::WriteOnly));
         SAME(world.run({"-q"}).text(),

@@ -1,11 +1,8 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
-
-#include <QTest>
 
 namespace {
 
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 const QByteArray headerFile = "include/mtd16.lh";
 const QByteArray luaFile = "root/usr/lib/lua/mtd16.lua";
 
@@ -110,50 +107,28 @@ private slots:
         QCOMPARE(result.calls[0].directory, world.path("project"));
     }
 
-    void outputsOutOfDateAreAskedFor_data()
-    {
-        Rows<int, int, bool, QByteArray> row; // header, lua, forced, asked [header: times; the
-                                              // definitions have 5; 0: missing]
-
-        const QByteArray header = "--header " + headerFile + ' ';
-        const QByteArray lua = "--lua " + luaFile + ' ';
-        const auto add = [&](int headerTime, int luaTime, bool forced, const QByteArray &asked) {
-            row(QByteArray::number(headerTime) + ", " + QByteArray::number(luaTime)
-                        + (forced ? ", forced" : ""),
-                headerTime, luaTime, forced, asked);
-        };
-        add(0, 0, false, header + lua);
-        add(0, 4, false, header + lua);
-        add(0, 5, false, header);
-        add(0, 6, false, header);
-        add(4, 0, false, header + lua);
-        add(4, 4, false, header + lua);
-        add(4, 5, false, header);
-        add(4, 6, false, header);
-        add(5, 0, false, lua);
-        add(5, 4, false, lua);
-        add(5, 5, false, "");
-        add(5, 6, false, "");
-        add(6, 0, false, lua);
-        add(6, 4, false, lua);
-        add(6, 5, false, "");
-        add(6, 6, false, "");
-        add(0, 0, true, header + lua);
-        add(5, 4, true, header + lua);
-        add(6, 6, true, header + lua);
-    }
     void outputsOutOfDateAreAskedFor()
     {
-        const auto [header, lua, forced, asked] = fetch<int, int, bool, QByteArray>();
-        World world;
-        writeProject(world);
-        world.write("project/demo.mtdef", "x\n", 5);
-        if (header)
-            world.write("project/" + headerFile, "x\n", header);
-        if (lua)
-            world.write("project/" + luaFile, "x\n", lua);
-        SAME(world.run({"-q", forced ? "-A" : "-R"}).text(),
-             report(0, asked.isEmpty() ? QByteArray() : "ztmkmtd " + asked + "demo.mtdef\n"));
+        const QByteArray header = "--header " + headerFile + ' ';
+        const QByteArray lua = "--lua " + luaFile + ' ';
+        // The definitions have time 5, 0 is a missing output.
+        for (const int headerTime : {0, 4, 5, 6}) {
+            for (const int luaTime : {0, 4, 5, 6}) {
+                for (const bool isForced : {false, true}) {
+                    World world;
+                    writeProject(world);
+                    world.write("project/demo.mtdef", "x\n", 5);
+                    if (headerTime)
+                        world.write("project/" + headerFile, "x\n", headerTime);
+                    if (luaTime)
+                        world.write("project/" + luaFile, "x\n", luaTime);
+                    const QByteArray asked = (isForced || headerTime < 5 ? header : "")
+                                             + (isForced || luaTime < 5 ? lua : "");
+                    SAME(world.run({"-q", isForced ? "-A" : "-R"}).text(),
+                         report(0, asked.isEmpty() ? "" : "ztmkmtd " + asked + "demo.mtdef\n"));
+                }
+            }
+        }
     }
 
     void timeOfTheProjectFileDoesNotMatter()
@@ -188,10 +163,8 @@ private slots:
 
     void failedToolLeavesNoOutput_data()
     {
-        Rows<int, int, QByteArray, QByteArray, bool, bool>
-                row; // header, lua, plan, error, headerStays, luaStays [header: times; the
-                     // definitions have 5]
-
+        // The times of header and module, 5 being the definitions'; plan, error; what stays.
+        Rows<int, int, QByteArray, QByteArray, bool, bool> row;
         const QByteArray fail = "* partial\n* exit 2\n";
         const QByteArray failed = "Command exited with status 2";
         row("both asked for", 4, 4, fail, failed, false, false);
@@ -238,32 +211,23 @@ private slots:
 
         // What they make is compiled in the same build.
         world.remove("project/" + luaFile);
-        world.project(demo, R"(<MTD16 Enabled="1"/><Filesystem><Merge Type="Directory">
-            <Source>root</Source></Merge><Process><Preprocess Type="Ztlpp" Enabled="0"/></Process>
-            </Filesystem>)");
-        const QByteArray calls = world.run({"-q"}).callText();
-        SAME(calls.left(calls.indexOf("ztmkromfs")),
+        world.project(demo, "<MTD16 Enabled=\"1\"/>" + tree() + process(noPreprocess));
+        SAME(compilerCalls(world.run({"-q"})),
              "ztmkmtd --lua " + luaFile
                      + " demo.mtdef\n"
                        "ztluac -o obj/root/usr/lib/lua/mtd16.luo -- root/usr/lib/lua/mtd16.lua\n");
     }
 
-    void verbosityIsTheProjects_data()
-    {
-        Rows<QByteArray, bool> row; // option, echoed
-        row("quiet", "-q", false);
-        row("default", "-R", true);
-        row("verbose", "-vv", true);
-    }
     void verbosityIsTheProjects()
     {
-        const auto [option, echoed] = fetch<QByteArray, bool>();
-        World world;
-        writeProject(world);
-        world.write("project/demo.mtdef");
         const QByteArray call =
                 "ztmkmtd --header " + headerFile + " --lua " + luaFile + " demo.mtdef\n";
-        SAME(world.run({option}).text(), report(0, call, echoed ? echoOf(call) : QByteArray()));
+        for (const QByteArray &option : QByteArrayList{"-q", "-R", "-vv"}) {
+            World world;
+            writeProject(world);
+            world.write("project/demo.mtdef");
+            SAME(world.run({option}).text(), report(0, call, option == "-q" ? "" : echoOf(call)));
+        }
     }
 };
 
