@@ -1,42 +1,23 @@
 #include "projects.h"
 #include "rows.h"
 
-#include <QTest>
-
 namespace {
 
 const QByteArray usage = "\nUsage: ztmake [--all] [--clearobsolete] <projectfile>\n";
-
-const QByteArray packAndLink =
-        "ztmkromfs -x .svn -o obj/root.romfs --label root -i root -D a.lua -i obj/root/a.luo"
-        " -D /etc/version -i obj/version.txt\n"
-        "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data obj/root.romfs"
-        " --output firmware/T1-Demo-firmware.ztf --name Demo\n";
-const QByteArray compileAll = "ztlpp --strip --trim -I ../sdk/usr/include --out obj/root/a.lui "
-                              "--root root -- root/a.lua\n"
-                              "ztluac -o obj/root/a.luo -- obj/root/a.lui\n";
+const QByteArray packAndLink = pack("-i root -D a.lua -i obj/root/a.luo ") + linkTo("T1");
 const QByteArray clearObsolete = "(in $W/project/translations) ztlupdate --clearobsolete"
                                  " --xml-report ../obj/translations/report.xml --ts de.ts\n";
 
 /// A project of one Lua file, built and up to date.
 void writeBuiltProject(World &world)
 {
-    world.project(
-            R"(Name="Demo" SDK="../sdk")",
-            "<Target Model=\"T1\"/>\n"
-            "<Filesystem><Merge Type=\"Directory\"><Source>root</Source></Merge></Filesystem>\n"
-            "<Translation><Language>de</Language></Translation>\n");
+    world.project(demo, "<Target Model=\"T1\"/>" + tree() + "<Translation>" + languages({"de"})
+                                + "</Translation>");
     world.makeDirectory("project/translations");
     world.write("project/root/a.lua");
     world.write("project/obj/root/a.lui");
     world.write("project/obj/root/a.luo");
     world.write("project/firmware/T9-Demo-0.1-firmware.ztf");
-}
-
-void writeMinimalProject(World &world, const QByteArray &name, const QByteArray &project)
-{
-    world.project("Name=\"" + name + "\" SDK=\"" + world.path("sdk") + '"',
-                  "<Target Model=\"T1\"/><Filesystem/>\n", project);
 }
 
 } // namespace
@@ -48,39 +29,20 @@ class TestCommandLine : public QObject
 private slots:
     void optionsChooseTheOperation_data()
     {
-        Rows<QByteArrayList, QByteArray, bool> row; // arguments, calls, oldFirmwareStays
-
-        const auto build = [&](const char *name, const QByteArrayList &arguments) {
-            row(name, arguments, packAndLink, false);
-        };
-        const auto buildAll = [&](const char *name, const QByteArrayList &arguments) {
-            row(name, arguments, compileAll + packAndLink, false);
-        };
-        const auto clear = [&](const char *name, const QByteArrayList &arguments) {
-            row(name, arguments, clearObsolete, true);
-        };
-        const auto clean = [&](const char *name, const QByteArrayList &arguments) {
-            row(name, arguments, {}, false);
-        };
-        build("none", {"-q", "demo.ztp"});
-        build("report", {"-q", "-R", "demo.ztp"});
-        build("long report", {"-q", "--report", "demo.ztp"});
-        build("after the file", {"demo.ztp", "-q"});
-        build("end of options", {"-q", "--", "demo.ztp"});
-        buildAll("-A", {"-q", "-A", "demo.ztp"});
-        buildAll("--all", {"-q", "--all", "demo.ztp"});
-        buildAll("grouped", {"-qRA", "demo.ztp"});
-        buildAll("all after the file", {"-q", "demo.ztp", "--all"});
-        buildAll("all after the others", {"-q", "--clearobsolete", "--cleanfirmwarefolder", "-A"});
-        clear("--clearobsolete", {"-q", "--clearobsolete", "demo.ztp"});
-        clear("--noobsolete", {"-q", "--noobsolete", "demo.ztp"});
-        clear("--clearobsolete last", {"-q", "--all", "--clearobsolete", "demo.ztp"});
-        clear("--noobsolete last",
-              {"-q", "--cleanfirmwarefolder", "-A", "--noobsolete", "demo.ztp"});
-        clear("abbreviated", {"-q", "--no", "demo.ztp"});
-        clean("--cleanfirmwarefolder", {"-q", "--cleanfirmwarefolder", "demo.ztp"});
-        clean("--cleanfirmwarefolder last", {"-q", "-A", "--noobsolete", "--cleanfirmwarefolder"});
-        clean("searched project", {"-q", "--cleanfirmwarefolder"});
+        Rows<QByteArrayList, QByteArray, bool> row; // arguments, calls, whether old firmware stays
+        const QByteArray all = preprocess("a") + compile("a") + packAndLink;
+        row("none", {"-q", "demo.ztp"}, packAndLink, false);
+        row("after the file", {"demo.ztp", "-q"}, packAndLink, false);
+        row("end of options", {"-q", "--", "demo.ztp"}, packAndLink, false);
+        row("all", {"-qRA", "demo.ztp"}, all, false);
+        row("all last", {"-q", "--clearobsolete", "--cleanfirmwarefolder", "demo.ztp", "--all"},
+            all, false);
+        row("clear", {"-q", "--clearobsolete", "demo.ztp"}, clearObsolete, true);
+        row("clear, abbreviated", {"-q", "--no", "demo.ztp"}, clearObsolete, true);
+        row("clear last", {"-q", "--cleanfirmwarefolder", "-A", "--noobsolete"}, clearObsolete,
+            true);
+        row("clean", {"-q", "--cleanfirmwarefolder", "demo.ztp"}, {}, false);
+        row("clean last", {"-q", "-A", "--noobsolete", "--cleanfirmwarefolder"}, {}, false);
     }
     void optionsChooseTheOperation()
     {
@@ -209,14 +171,14 @@ private slots:
         world.project(R"(Name="Demo" SDK="none")", "");
         SAME(world.run({}, {.program = program}).text(),
              report(1, {}, '[' + name + "] Cannot find SDK directory.\n"));
-        writeMinimalProject(world, "Demo", "project/demo.ztp");
+        world.project(demo, minimal);
         QVERIFY(world.run({}, {.program = program}).err.startsWith('[' + name + "] ztmkromfs -x"));
     }
 
     void localeIsNoMatterForAMessage()
     {
         World world;
-        world.environment().insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
+        world.setVariable("LC_ALL", "C");
         SAME(world.run({"--help"}).text(), report(1, {}, usage));
     }
 
@@ -224,7 +186,7 @@ private slots:
     {
         World world;
         world.link("../sdk/bin/ztmake", "other/ztmake");
-        writeMinimalProject(world, "Demo", "project/demo.ztp");
+        world.project(demo, minimal);
         const Result result = world.run({"-q"}, {.program = "other/ztmake"});
         QCOMPARE(result.calls.size(), 2);
         QCOMPARE(result.calls[0].program, world.path("sdk/bin/ztmkromfs"));
@@ -234,7 +196,7 @@ private slots:
     void programIsFoundOnTheSearchPath()
     {
         World world;
-        writeMinimalProject(world, "Demo", "project/demo.ztp");
+        world.project(demo, minimal);
         world.environment().insert(QStringLiteral("PATH"),
                                    QString::fromUtf8(world.path("sdk/bin")));
         const Result result = world.run({"ztmake", "demo.ztp"}, {.program = "/usr/bin/env"});

@@ -1,23 +1,7 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
-
-#include <QTest>
 
 namespace {
-
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
-
-QByteArray pack(const QByteArray &letters = {})
-{
-    return "ztmkromfs " + letters
-           + "-x .svn -o obj/root.romfs --label root -D /etc/version -i obj/version.txt\n";
-}
-
-QByteArray linkTo(const QByteArray &model, const QByteArray &afterOutput)
-{
-    return "ztlink --kernel ../sdk/kernel/" + model + "-kernel.bin --data obj/root.romfs"
-           + " --output firmware/" + model + "-Demo-firmware.ztf " + afterOutput + '\n';
-}
 
 QByteArray packInstaller(const QByteArray &content, const QByteArray &letters = {})
 {
@@ -41,6 +25,9 @@ QByteArray linkInstaller(const QByteArray &model,
     return "ztlink --kernel ../sdk/kernel/" + model + "-kernel.bin --data obj/installer.romfs"
            + " --output firmware/" + model + "-Demo-install.ztf " + afterOutput + '\n';
 }
+
+/// The same as it is announced.
+const QByteArray shownInstaller = linkInstaller("T1", "--name Demo [Installer]");
 
 } // namespace
 
@@ -87,8 +74,7 @@ private slots:
         world.write("sdk/kernel/T1-boot.bin");
         world.project(demo + ' ' + attributes, targets + "<Filesystem/>");
         SAME(world.run({"-q"}).text(),
-             report(0, pack() + linkTo("T1", "--name Demo") + linkTo("T2", "--name Demo")
-                               + installers));
+             report(0, pack() + linkTo("T1") + linkTo("T2") + installers));
     }
 
     void keyFiles_data()
@@ -138,14 +124,12 @@ private slots:
         World world;
         world.write("sdk/kernel/T1-boot.bin");
         world.project(demo + R"( Version="1" BuildInstaller="1" IncludeMBR="1" KeyFile="k"
-                            EncryptInstaller="1")",
+                                 EncryptInstaller="1")",
                       "<Target Model=\"T1\"/>");
         SAME(world.run({"-q"}).text(),
              report(0, packInstaller(carriedBoot("T1"))
-                               + "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data "
-                                 "obj/installer.romfs"
-                                 " --output firmware/T1-Demo-1-install.ztf -C k"
-                                 " --name 'Demo [Installer]' --version 1\n"));
+                               + linkInstaller("T1", "-C k --name 'Demo [Installer]' --version 1")
+                                         .replace("Demo-install", "Demo-1-install")));
         SAME(world.tree("project/firmware"), "T1-Demo-1-install.ztf\n");
     }
 
@@ -183,10 +167,8 @@ private slots:
         world.project(demo + R"( BuildInstaller="1")",
                       R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
         world.plan(tool, plan);
-        SAME(world.run({"-q"}).text(),
-             report(1,
-                    pack() + linkTo("T1", "--name Demo") + linkTo("T2", "--name Demo") + installers,
-                    "[ztmake] Command exited with status 5\n"));
+        SAME(world.run({"-q"}).text(), report(1, pack() + linkTo("T1") + linkTo("T2") + installers,
+                                              "[ztmake] Command exited with status 5\n"));
         SAME(world.tree("project/firmware"), "T1-Demo-firmware.ztf\nT2-Demo-firmware.ztf\n");
     }
 
@@ -211,28 +193,20 @@ private slots:
                 fetch<QByteArray, QByteArray, QByteArray, bool>();
         World world;
         world.write("project/root/a.lua");
-        world.project(demo, "<Filesystem " + filesystem
-                                    + R"(><Merge Type="Directory"><Source>root</Source></Merge>
-                                     <Process><Preprocess Type="Ztlpp" Enabled="0"/></Process>
-                                     </Filesystem>)");
+        world.project(demo, "<Filesystem " + filesystem + '>' + merge("Directory", "root")
+                                    + process(noPreprocess) + "</Filesystem>");
         // The compiler's calls are echoed at the image's level, too.
-        const QByteArray compile = "ztluac -o obj/root/a.luo -- root/a.lua\n";
-        const QByteArray image =
-                "ztmkromfs " + letters
-                + "-x .svn -o obj/root.romfs --label root -i root -D a.lua -i obj/root/a.luo"
-                  " -D /etc/version -i obj/version.txt\n";
-        const QByteArray sent =
-                letters.isEmpty() ? image : QByteArray(image).replace("fs -v", "fs@ -v");
-        SAME(world.run({option}).text(),
-             report(0, compile + sent, echoed ? echoOf(compile + image) : QByteArray()));
+        const QByteArray compilation = "ztluac -o obj/root/a.luo -- root/a.lua\n";
+        const QByteArray calls = compilation + pack("-i root -D a.lua -i obj/root/a.luo ", letters);
+        SAME(direct(world.run({option})).text(),
+             report(0, calls, echoed ? echoOf(calls) : QByteArray()));
     }
 
     void verbosityOfTargetsAndInstallers_data()
     {
-        Rows<QByteArray, QByteArray, bool, QByteArray, bool>
-                row; // option, target, linkEchoed, letters, installerEchoed [letters: of the
-                     // installer image]
-
+        // option, target, whether the link is echoed, letters of the installer image, whether
+        // that is echoed
+        Rows<QByteArray, QByteArray, bool, QByteArray, bool> row;
         row("default", "-R", "", true, "", false);
         row("quiet", "-q", "", false, "", false);
         row("verbose", "-v", "", true, "", true);
@@ -251,49 +225,35 @@ private slots:
         World world;
         world.project(demo, "<Target Model=\"T1\" BuildInstaller=\"1\" " + target
                                     + "/><Filesystem Verbose=\"0\"/>");
-        const Result result = world.run({option});
-        SAME(result.callText(), pack() + linkTo("T1", "--name Demo")
-                                        + packInstaller(carriedFirmware("T1"), letters)
-                                        + linkInstaller("T1"));
-        const QByteArray echoOfLink =
-                linkEchoed ? echoOf(linkTo("T1", "--name Demo")) : QByteArray();
-        const QByteArray echoOfInstaller =
-                installerEchoed ? echoOf(packInstaller(carriedFirmware("T1"), letters)
-                                         + linkInstaller("T1", "--name Demo [Installer]"))
-                                : QByteArray();
-        SAME(result.err, echoOfLink + echoOfInstaller);
+        const QByteArray image = packInstaller(carriedFirmware("T1"), letters);
+        SAME(world.run({option}).text(),
+             report(0, pack() + linkTo("T1") + image + linkInstaller("T1"),
+                    (linkEchoed ? echoOf(linkTo("T1")) : "")
+                            + (installerEchoed ? echoOf(image + shownInstaller) : "")));
     }
 
     void verbosityOfAnInstallerWithoutFilesystem()
     {
         World world;
         world.write("sdk/kernel/T1-boot.bin");
-        world.project(demo,
-                      R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="1" Verbose="3"/>)");
-        SAME(world.run({"-q"}).text(),
-             report(0, packInstaller(carriedBoot("T1"), "-vv ") + linkInstaller("T1"),
-                    echoOf(packInstaller(carriedBoot("T1"), "-vv ")
-                           + linkInstaller("T1", "--name Demo [Installer]"))));
-        world.project(demo,
-                      R"(<Target Model="T1" BuildInstaller="1" IncludeMBR="1" Verbose="1"/>)");
-        SAME(world.run({"-q"}).err, echoOf(packInstaller(carriedBoot("T1"))
-                                           + linkInstaller("T1", "--name Demo [Installer]")));
+        for (const auto &[level, letters] : {std::pair{"1", ""}, {"3", "-vv "}}) {
+            world.project(demo + " BuildInstaller=\"1\" IncludeMBR=\"1\"",
+                          "<Target Model=\"T1\" Verbose=\"" + QByteArray(level) + "\"/>");
+            const QByteArray image = packInstaller(carriedBoot("T1"), letters);
+            SAME(world.run({"-q"}).text(),
+                 report(0, image + linkInstaller("T1"), echoOf(image + shownInstaller)));
+        }
     }
 
     void installerWithoutNameAndVersion()
     {
         World world;
-        world.firstSchemaProject(R"(SDK="../sdk" BuildInstaller="1")",
-                                 "<Target Model=\"T1\"/><Filesystem/>");
+        world.firstSchemaProject(R"(SDK="../sdk" BuildInstaller="1")", minimal);
         SAME(world.run({"-q"}).text(),
-             report(0, pack()
-                               + "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data obj/root.romfs"
-                                 " --output firmware/T1-firmware.ztf\n"
-                               + packInstaller(" --destination /usr/share/firmware.ztf"
-                                               " --in firmware/T1-firmware.ztf")
-                               + "ztlink --kernel ../sdk/kernel/T1-kernel.bin --data "
-                                 "obj/installer.romfs"
-                                 " --output firmware/T1-install.ztf\n"));
+             report(0,
+                    pack() + linkTo("T1", {}, "T1")
+                            + packInstaller(carriedFirmware("T1")).replace("-Demo", "")
+                            + linkInstaller("T1", {}).replace("-Demo", "").replace(" \n", "\n")));
     }
 };
 

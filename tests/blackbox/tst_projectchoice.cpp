@@ -1,7 +1,5 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
-
-#include <QTest>
 
 namespace {
 
@@ -23,21 +21,14 @@ private slots:
     void projectIsChosenInWorkingDirectory_data()
     {
         Rows<QByteArrayList, QByteArrayList, QByteArray> row; // files, arguments, chosen
-
-        const QByteArrayList none;
-        row("nothing there", none, none, {});
-        row("other extensions", {"box.xml", "ztp", "box.ztp.bak"}, none, {});
-        row("a single one", {"other.ztp"}, none, "other.ztp");
+        row("nothing there", {}, {}, {});
+        row("other extensions", {"box.xml", "ztp", "box.ztp.bak"}, {}, {});
+        row("a single one", {"other.ztp"}, {}, "other.ztp");
         row("an empty file name counts as none", {"other.ztp"}, {""}, "other.ztp");
-        row("two", {"more.ztp", "other.ztp"}, none, {});
-        row("named as the directory", {"box.ztp", "other.ztp"}, none, "box.ztp");
-        row("named as the directory, last", {"a.ztp", "b.ztp", "box.ztp"}, none, "box.ztp");
-        row("up to the first dot", {"a.ztp", "box.v2.ztp"}, none, "box.v2.ztp");
-        row("the first of several", {"box.z.ztp", "box.b.ztp", "a.ztp"}, none, "box.b.ztp");
-        row("other capitals do not fit the directory", {"Box.ztp", "a.ztp"}, none, {});
-        row("only the beginning of the name", {"boxes.ztp", "a.ztp"}, none, {});
-        row("hidden ones do not count", {".hidden.ztp", "a.ztp"}, none, "a.ztp");
-        row("directories do not count", {"box.ztp/x", "a.ztp"}, none, "a.ztp");
+        row("two", {"more.ztp", "other.ztp"}, {}, {});
+        row("named as the directory", {"a.ztp", "b.ztp", "box.ztp"}, {}, "box.ztp");
+        row("the first of several", {"box.z.ztp", "box.b.ztp", "a.ztp"}, {}, "box.b.ztp");
+        row("other capitals, only the beginning", {"Box.ztp", "boxes.ztp"}, {}, {});
         row("named on the command line", {"box.ztp", "a.ztp"}, {"a.ztp"}, "a.ztp");
     }
     void projectIsChosenInWorkingDirectory()
@@ -70,41 +61,25 @@ private slots:
         QCOMPARE(result.calls[1].arguments.last(), QByteArray("A"));
     }
 
-    void otherFilesAreNoProject_data()
-    {
-        Rows<QByteArray> row; // content
-
-        row("empty", {});
-        row("text", "firmware\n");
-        row("another root", "<Project/>\n");
-        row("no namespace", "<ZeltaProject><Project Name=\"x\"/></ZeltaProject>");
-        row("another namespace", "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2010\">"
-                                 "<Project Name=\"x\"/></ZeltaProject>");
-        row("namespace with a slash more",
-            "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2009/42/\">"
-            "<Project Name=\"x\"/></ZeltaProject>");
-        row("another root in the namespace",
-            "<Zeltaproject xmlns=\"http://zelta.example/Zelta/Project/2009/42\">"
-            "<Project Name=\"x\"/></Zeltaproject>");
-        row("document type first",
-            "<!DOCTYPE ZeltaProject>"
-            "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2009/42\">"
-            "<Project Name=\"x\"/></ZeltaProject>");
-        row("broken before the root", "<?xml version=\"1.0\"?><<ZeltaProject");
-    }
     void otherFilesAreNoProject()
     {
-        const auto [content] = fetch<QByteArray>();
         World world;
-        world.write("project/demo.ztp", content);
-        SAME(world.run({"demo.ztp"}).text(),
-             report(1, {}, "[ztmake] demo.ztp: This is not a ZeltaManager project file.\n"));
-        SAME(world.run({"./demo.ztp"}).text(),
-             report(1, {}, "[ztmake] ./demo.ztp: This is not a ZeltaManager project file.\n"));
-        SAME(world.run({"missing.ztp"}).text(),
-             report(1, {}, "[ztmake] missing.ztp: This is not a ZeltaManager project file.\n"));
-        SAME(world.run({"../home"}).text(),
-             report(1, {}, "[ztmake] ../home: This is not a ZeltaManager project file.\n"));
+        const QByteArray project = "<Project Name=\"x\"/></ZeltaProject>";
+        const QByteArray current = "http://zelta.example/Zelta/Project/2009/42";
+        for (const QByteArray &content : QByteArrayList{
+                     "", "firmware\n", "<Project/>\n", "<ZeltaProject>" + project,
+                     "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2010\">" + project,
+                     "<ZeltaProject xmlns=\"" + current + "/\">" + project,
+                     "<Zeltaproject xmlns=\"" + current + "\"/>",
+                     "<!DOCTYPE ZeltaProject><ZeltaProject xmlns=\"" + current + "\">" + project,
+                     "<?xml version=\"1.0\"?><<ZeltaProject"}) {
+            world.write("project/demo.ztp", content);
+            for (const QByteArray &name :
+                 QByteArrayList{"demo.ztp", "./demo.ztp", "missing.ztp", "../home"})
+                SAME(world.run({name}).text(),
+                     report(1, {},
+                            "[ztmake] " + name + ": This is not a ZeltaManager project file.\n"));
+        }
     }
 
     void errorOfCurrentSchemaEndsTheSearch()
@@ -120,13 +95,12 @@ private slots:
     void pathsFollowTheProjectFile_data()
     {
         Rows<QByteArray, QByteArray, QByteArray> row; // argument, directory, prefix
-
         row("in it", "demo.ztp", "project", {});
         row("in it, with a dot", "./demo.ztp", "project", {});
         row("above", "project/demo.ztp", {}, "project/");
         row("beside", "../project/demo.ztp", "home", "../project/");
         row("below", "../demo.ztp", "project/root", "../");
-        row("absolute", "/demo.ztp", "home", "$W/project/");
+        row("absolute", "$W/project/demo.ztp", "home", "$W/project/");
     }
     void pathsFollowTheProjectFile()
     {
@@ -134,14 +108,11 @@ private slots:
         World world;
         world.makeDirectory("project/root");
         writeMinimalProject(world, "Demo", "project/demo.ztp");
-        if (argument.startsWith('/'))
-            argument = world.path("project/demo.ztp");
-        SAME(world.run({"-q", argument}, {.directory = directory}).text(),
-             report(0, "ztmkromfs -x .svn -o " + prefix
-                               + "obj/root.romfs --label root -D /etc/version -i " + prefix
-                               + "obj/version.txt\nztlink --kernel $W/sdk/kernel/T1-kernel.bin"
-                               + " --data " + prefix + "obj/root.romfs --output " + prefix
-                               + "firmware/T1-Demo-firmware.ztf --name Demo\n"));
+        QByteArray calls = pack() + linkTo("T1");
+        calls.replace("obj/", prefix + "obj/").replace("firmware/", prefix + "firmware/");
+        SAME(world.run({"-q", argument.replace("$W", world.path())}, {.directory = directory})
+                     .text(),
+             report(0, calls.replace("../sdk", "$W/sdk")));
         SAME(world.tree("project"),
              "demo.ztp\nfirmware/\nfirmware/T1-Demo-firmware.ztf\nobj/\nobj/version.txt\nroot/\n");
     }

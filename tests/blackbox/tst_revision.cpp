@@ -1,14 +1,11 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
 
 #include <QElapsedTimer>
-#include <QTest>
 
 #include <csignal>
 
 namespace {
-
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 
 void writeVersionedProject(World &world)
 {
@@ -58,7 +55,7 @@ private slots:
         World world;
         writeVersionedProject(world);
         world.write("sdk/bin/svnversion");
-        world.environment().insert(QStringLiteral("PATH"), QString::fromUtf8(world.path("home")));
+        world.setVariable("PATH", world.path("home"));
         SAME(world.run({"-q"}).text(),
              report(0, {}, "[ztmake] Warning: svnversion failed to run.\n"));
         SAME(world.read("project/obj/version.txt"), "1.#?\n");

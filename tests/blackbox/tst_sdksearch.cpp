@@ -1,7 +1,5 @@
+#include "projects.h"
 #include "rows.h"
-#include "world.h"
-
-#include <QTest>
 
 namespace {
 
@@ -19,12 +17,7 @@ QByteArray usedSdk(World &world, const QByteArrayList &arguments = {}, const Sta
 
 void writeProject(World &world, const QByteArray &sdk, const QByteArray &name = "project/demo.ztp")
 {
-    world.project("Name=\"Demo\" SDK=\"" + sdk + '"', "<Target Model=\"T1\"/><Filesystem/>", name);
-}
-
-void setVariable(World &world, const char *name, const QByteArray &value)
-{
-    world.environment().insert(QLatin1String(name), QString::fromUtf8(value));
+    world.project("Name=\"Demo\" SDK=\"" + sdk + '"', minimal, name);
 }
 
 void writeSetting(World &world, const QByteArray &value,
@@ -47,7 +40,7 @@ private slots:
         world.makeDirectory("project/sdk-2.1");
         world.makeDirectory("project/2.1");
         world.makeDirectory("home/ZeltaSDK/sdk-2.1");
-        setVariable(world, "ZELTADIR", world.path("tree"));
+        world.setVariable("ZELTADIR", world.path("tree"));
         world.makeDirectory("tree/src/sdk");
 
         SAME(usedSdk(world), "sdk-2.1");
@@ -68,44 +61,33 @@ private slots:
         for (const char *name : {"setting", "variable", "home/ZeltaSDK"})
             world.makeDirectory(QByteArray(name) + "/sdk-2.1");
         writeSetting(world, world.path("setting"));
-        setVariable(world, "ZELTASDK", world.path("variable"));
+        world.setVariable("ZELTASDK", world.path("variable"));
 
         SAME(usedSdk(world), "$W/setting/sdk-2.1");
         world.remove("setting");
         SAME(usedSdk(world), "$W/variable/sdk-2.1");
         world.remove("variable");
         SAME(usedSdk(world), "$W/home/ZeltaSDK/sdk-2.1");
-        setVariable(world, "ZELTASDK", "");
+        world.setVariable("ZELTASDK", "");
         SAME(usedSdk(world), "$W/home/ZeltaSDK/sdk-2.1");
         world.remove("home/ZeltaSDK");
         SAME(usedSdk(world), "1 " + noSdk);
     }
 
-    void repositoryIsChosenBeforeTheSdkIn_data()
-    {
-        Rows<bool, bool> row; // setting, variable
-        row("setting", true, false);
-        row("variable", false, true);
-    }
-
     // A repository that exists is the only one searched, also when the SDK is in the next one.
-    void repositoryIsChosenBeforeTheSdkIn()
+    void repositoryIsChosenBeforeTheSdkInIt()
     {
-        const auto [setting, variable] = fetch<bool, bool>();
         World world;
         writeProject(world, "2.1");
-        world.makeDirectory("empty");
-        world.makeDirectory("full/sdk-2.1");
         world.makeDirectory("home/ZeltaSDK/sdk-2.1");
-        if (setting) {
-            writeSetting(world, world.path("empty"));
-            setVariable(world, "ZELTASDK", world.path("full"));
-        }
-        if (variable)
-            setVariable(world, "ZELTASDK", world.path("empty"));
+        world.makeDirectory("empty");
+        world.setVariable("ZELTASDK", world.path("empty"));
         SAME(usedSdk(world), "1 " + noSdk);
         world.makeDirectory("empty/sdk-2.1");
         SAME(usedSdk(world), "$W/empty/sdk-2.1");
+        world.makeDirectory("setting");
+        writeSetting(world, world.path("setting"));
+        SAME(usedSdk(world), "1 " + noSdk);
     }
 
     void settingIsReadWhereItIsKept_data()
@@ -125,8 +107,7 @@ private slots:
         SAME(usedSdk(world), "$W/setting/sdk-2.1");
         SAME(world.tree("home"), before);
 
-        world.environment().insert(QStringLiteral("XDG_CONFIG_HOME"),
-                                   QString::fromUtf8(world.path("config")));
+        world.setVariable("XDG_CONFIG_HOME", world.path("config"));
         SAME(usedSdk(world), "1 " + noSdk);
         writeSetting(world, world.path("setting"),
                      QByteArray(file).replace("home/.config", "config"));
@@ -141,13 +122,13 @@ private slots:
         world.write("project/2.1");
         world.write("setting");
         writeSetting(world, world.path("setting"));
-        setVariable(world, "ZELTASDK", world.path("setting"));
+        world.setVariable("ZELTASDK", world.path("setting"));
         world.makeDirectory("home/ZeltaSDK/sdk-2.1");
         SAME(usedSdk(world), "$W/home/ZeltaSDK/sdk-2.1");
         world.remove("home/ZeltaSDK/sdk-2.1");
         world.write("home/ZeltaSDK/sdk-2.1");
         SAME(usedSdk(world), "1 " + noSdk);
-        setVariable(world, "ZELTASDK", world.path("home/ZeltaSDK") + "//");
+        world.setVariable("ZELTASDK", world.path("home/ZeltaSDK") + "//");
         world.remove("home/ZeltaSDK/sdk-2.1");
         world.makeDirectory("home/ZeltaSDK/sdk-2.1");
         SAME(usedSdk(world), "$W/home/ZeltaSDK//sdk-2.1");
@@ -174,14 +155,14 @@ private slots:
         world.write("file/src/sdk");
         world.makeDirectory("project/sdk-");
         world.makeDirectory("home/ZeltaSDK/sdk-");
-        setVariable(world, "ZELTASDK", world.path("sdk"));
+        world.setVariable("ZELTASDK", world.path("sdk"));
         if (!variable.isEmpty())
-            setVariable(world, "ZELTADIR", variable.replace("$W", world.path()));
+            world.setVariable("ZELTADIR", variable.replace("$W", world.path()));
         writeProject(world, "");
         SAME(usedSdk(world), used);
-        world.project("Name=\"Demo\"", "<Target Model=\"T1\"/><Filesystem/>");
+        world.project("Name=\"Demo\"", minimal);
         SAME(usedSdk(world), used);
-        world.firstSchemaProject("Name=\"Demo\"", "<Target Model=\"T1\"/><Filesystem/>");
+        world.firstSchemaProject("Name=\"Demo\"", minimal);
         SAME(usedSdk(world), used);
     }
 
@@ -189,7 +170,7 @@ private slots:
     {
         World world;
         world.makeDirectory("tree/src/sdk");
-        setVariable(world, "ZELTADIR", world.path("tree"));
+        world.setVariable("ZELTADIR", world.path("tree"));
         writeProject(world, world.path("other"));
         SAME(usedSdk(world), "1 [ztmake] SDK $W/other does not exist.\n");
         world.write("other");
@@ -211,8 +192,8 @@ private slots:
         SAME(usedSdk(world, {"sub/demo.ztp"}), "sub/2.1");
         world.makeDirectory("project/sub/sdk-2.1");
         SAME(usedSdk(world, {world.path("project/sub/demo.ztp")}), "$W/project/sub/sdk-2.1");
-        world.project(R"(Name="Demo" SDK="2.1" ProjectDirectory="elsewhere")",
-                      "<Target Model=\"T1\"/><Filesystem/>", "project/sub/demo.ztp");
+        world.project(R"(Name="Demo" SDK="2.1" ProjectDirectory="elsewhere")", minimal,
+                      "project/sub/demo.ztp");
         world.makeDirectory("project/elsewhere/sdk-2.1");
         SAME(usedSdk(world, {"sub/demo.ztp"}), "elsewhere/sdk-2.1");
     }
@@ -239,32 +220,6 @@ private slots:
         SAME(world.run({operation}).text(),
              report(1, {}, "[ztmake] SDK /dev/null is not a directory.\n"));
         SAME(world.tree("project"), before);
-    }
-
-    void sdkPrefixOfPaths_data()
-    {
-        Rows<QByteArray, QByteArray> row; // source, resolved
-
-        row("below the SDK", "$SDK/a/b", "2.1/a/b");
-        row("the SDK with a slash", "$SDK/", "2.1/");
-        row("the SDK alone", "$SDK", "2.1/");
-        row("absolute below the SDK", "$SDK//a", "/a");
-        row("longer word", "$SDKs/a", "'$SDKs/a'");
-        row("lower case", "$sdk/a", "'$sdk/a'");
-        row("not at the start", "./$SDK/a", "'./$SDK/a'");
-        row("dots", "../a/./b", "../a/./b");
-    }
-    void sdkPrefixOfPaths()
-    {
-        const auto [source, resolved] = fetch<QByteArray, QByteArray>();
-        World world;
-        world.makeDirectory("project/2.1");
-        world.project(R"(Name="Demo" SDK="2.1")", "<Filesystem><Merge Type=\"Archive\"><Source>"
-                                                          + source
-                                                          + "</Source></Merge></Filesystem>");
-        SAME(world.run({"-q"}).text(),
-             report(0, "ztmkromfs -x .svn -o obj/root.romfs --label root --merge " + resolved
-                               + " -D /etc/version -i obj/version.txt\n"));
     }
 };
 
