@@ -42,6 +42,9 @@ private slots:
         row("absolute", box, {}, u"/tmp/x"_s, u"/tmp/x"_s);
         row("below the SDK", box, {}, u"$SDK/include"_s, u"/opt/sdk-2.1/include"_s);
         row("the SDK", box, {}, u"$SDK"_s, u"/opt/sdk-2.1/"_s);
+        row("the SDK with a slash", box, {}, u"$SDK/"_s, u"/opt/sdk-2.1/"_s);
+        row("not at the start", box, {}, u"./$SDK/x"_s, u"work/./$SDK/x"_s);
+        row("dots", box, {}, u"../a/./b"_s, u"work/../a/./b"_s);
         row("absolute behind the SDK prefix", box, {}, u"$SDK//x"_s, u"/x"_s);
         row("other case", box, {}, u"$sdk/x"_s, u"work/$sdk/x"_s);
         row("longer name", box, {}, u"$SDKs/x"_s, u"work/$SDKs/x"_s);
