@@ -26,8 +26,7 @@ bool Build::run()
 bool Build::claimObjectDirectory()
 {
     const QString directory = m_spec.objectFilePath({});
-    const auto make = [&] { return makeDirectory(directory); };
-    return make() && m_project->claimObjectDirectory(make);
+    return m_project->claimObjectDirectory([&] { return makeDirectory(directory); });
 }
 
 bool Build::makeDirectories()

@@ -1,6 +1,5 @@
 #include "build/build.h"
 #include "engine/arguments.h"
-#include "engine/interruption.h"
 #include "engine/project.h"
 #include "tools/tools.h"
 
@@ -22,9 +21,6 @@ bool Project::run(Operation operation)
     m_errorText.clear();
     const bool ok = checkSdk() && runOperation(operation);
     m_outputGuard.close(ok);
-    if (m_isDirectoryOwn)
-        QDir().rmdir(m_spec.objectFilePath({}));
-    m_isDirectoryOwn = false;
     m_lock.release();
     return ok;
 }
@@ -37,21 +33,11 @@ bool Project::runOperation(Operation operation)
     case Operation::BuildAll:
         return buildProject(true);
     case Operation::ClearObsolete:
-        return claimWithoutBuild() && clearObsolete();
+        return claimObjectDirectory({}) && clearObsolete();
     case Operation::CleanFirmwareFolder:
-        return claimWithoutBuild() && cleanFirmwareFolder();
+        return claimObjectDirectory({}) && cleanFirmwareFolder();
     }
     return false;
-}
-
-bool Project::claimWithoutBuild()
-{
-    // There may be no object directory yet. One is made for the time of the operation, so that a
-    // build that starts meanwhile waits; where that fails, none can start.
-    const auto make = [this] {
-        return m_isDirectoryOwn = QDir().mkdir(m_spec.objectFilePath({}));
-    };
-    return claimObjectDirectory(make) || (m_errorText.isEmpty() && Interruption::signal() == 0);
 }
 
 bool Project::buildProject(bool rebuildAll)

@@ -91,9 +91,9 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     DirectoryListing listing = sources.luaFilesAndDirectories();
     if (listing.error != 0 && FileStatus::afterError(listing.error).isUnknown())
         return raiseUnreadable(sources.path());
-    if (listing.error == EACCES) // otherwise it is gone meanwhile, and counts as empty
-        m_project->msg(u"Warning: Cannot read directory %1, nothing in it is compiled."_s.arg(
-                sources.path()));
+    // One that is gone meanwhile, or that the user must not read, counts as empty.
+    if (listing.error != 0 && relativePath.isEmpty())
+        m_project->msg(u"Warning: Cannot read directory %1"_s.arg(sourceDirectory));
     undecodableFiles += listing.undecodableFiles;
     for (DirectoryListing::Entry &entry : listing.entries) {
         const QString entryPath = joinPath(prefix, entry.name);

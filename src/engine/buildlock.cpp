@@ -52,42 +52,35 @@ FileId idOf(int descriptor)
 
 } // namespace
 
-BuildLock::Result BuildLock::acquire(const QString &directory,
-                                     const std::function<bool()> &makeDirectory,
-                                     const std::function<void()> &onWait)
+BuildLock::Result BuildLock::acquire(const QString &directory, const std::function<void()> &onWait)
 {
+    release();
     const QByteArray path = QFile::encodeName(directory.isEmpty() ? u"."_s : directory);
+    m_descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY); // inherited
+    if (m_descriptor < 0)
+        return errno == ENOENT ? Result::NoDirectory : Result::NotHeld;
+    const FileId id = idOf(m_descriptor);
     bool hasWaited = false;
-    for (;;) {
-        release();
-        m_descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY); // inherited
-        if (m_descriptor < 0) {
-            if (errno != ENOENT)
-                return Result::NotHeld;
-            if (!makeDirectory())
-                return Result::NoDirectory;
-            continue;
-        }
-        const FileId id = idOf(m_descriptor);
-        while (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
-            if (errno != EWOULDBLOCK)
-                return Result::NotHeld;
-            if (isClaimedByOwnBuild(id))
-                return Result::OwnBuild;
-            if (Interruption::signal() != 0)
-                return Result::Interrupted;
-            if (!hasWaited)
-                onWait();
-            hasWaited = true;
-            nanosleep(&pollInterval, nullptr); // a signal ends it early
-        }
-        // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
-        const FileStatus now = FileStatus::of(QFile::decodeName(path));
-        if (now.exists() && now.id() == id) {
-            qputenv(buildsVariable, qgetenv(buildsVariable) + claimText(getpid(), id));
-            return Result::Held;
-        }
+    while (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK)
+            return Result::NotHeld;
+        if (isClaimedByOwnBuild(id))
+            return Result::OwnBuild;
+        if (Interruption::signal() != 0)
+            return Result::Interrupted;
+        if (!hasWaited)
+            onWait();
+        hasWaited = true;
+        nanosleep(&pollInterval, nullptr); // a signal ends it early
     }
+    // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
+    const FileStatus now = FileStatus::of(QFile::decodeName(path));
+    if (!now.exists() || now.id() != id) {
+        release();
+        return Result::NoDirectory;
+    }
+    qputenv(buildsVariable, qgetenv(buildsVariable) + claimText(getpid(), id));
+    return Result::Held;
 }
 
 void BuildLock::release()

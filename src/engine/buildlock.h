@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <functional>
+#include <utility>
 
 /// The claim of one operation on an object directory, which no other operation can have meanwhile.
 ///
@@ -17,19 +18,21 @@ public:
         NotHeld,     ///< the file system has no locks, or the directory cannot be read
         Interrupted, ///< a signal ended the waiting
         OwnBuild,    ///< the owner is a build that started this process, and waits for its end
-        NoDirectory, ///< it does not exist and could not be made
+        NoDirectory, ///< it does not exist, or no longer
     };
 
     BuildLock() = default;
     ~BuildLock() { release(); }
     BuildLock(const BuildLock &) = delete;
-    BuildLock &operator=(const BuildLock &) = delete;
+    BuildLock &operator=(BuildLock &&other) noexcept
+    {
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
 
     /// Waits for the claim on @p directory.
-    /// @param makeDirectory  called when it does not exist, also when it vanishes meanwhile
     /// @param onWait  called once, before the waiting begins
-    Result acquire(const QString &directory, const std::function<bool()> &makeDirectory,
-                   const std::function<void()> &onWait);
+    Result acquire(const QString &directory, const std::function<void()> &onWait);
 
     void release();
 

@@ -83,10 +83,10 @@ bool OutputGuard::recover(bool *rebuildAll, QString *error)
     const std::optional<UnfinishedNote::State> state = note().read(error);
     if (!state)
         return false;
-    m_isNoteLeft = *state != UnfinishedNote::State::Absent;
     bool isTorn = *state == UnfinishedNote::State::Torn;
     if (!removeUnfinished(note().outputs(), &isTorn, error))
         return false;
+    m_isNoteLeft = *state != UnfinishedNote::State::Absent;
     m_isRestInherited = isTorn || note().allSince();
     if (isTorn)
         *rebuildAll = true;

@@ -7,10 +7,24 @@
 #include "files/filestatus.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <utility>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// @return @p path, or the nearest folder above it that exists
+QString nearestDirectory(const QString &path)
+{
+    QString directory = QFileInfo(path).absoluteFilePath();
+    while (!FileStatus::of(directory).exists() && directory != "/"_L1)
+        directory = QFileInfo(directory).path();
+    return directory;
+}
+
+} // namespace
 
 Project::Project(const ProjectSpec &spec)
     : m_spec(spec), m_commandRunner(std::make_unique<ToolRunner>(
@@ -110,22 +124,40 @@ bool Project::checkNoInput(const QString &path, const FileStatus &output)
 bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
 {
     const QString directory = m_spec.objectFilePath({});
-    switch (m_lock.acquire(directory, makeDirectory, [this] {
-        msg(u"Waiting for another build"_s);
-    })) {
-    case BuildLock::Result::Held:
-        ResponseFile::removeLeftIn(directory);
-        break;
-    case BuildLock::Result::NotHeld:
-        break;
-    case BuildLock::Result::Interrupted:
-        return checkInterruption();
-    case BuildLock::Result::OwnBuild:
-        return raiseError(u"The build that started this one is still using %1"_s.arg(directory));
-    case BuildLock::Result::NoDirectory:
-        return false;
+    const auto onWait = [this, isSaid = std::make_shared<bool>()] {
+        if (!std::exchange(*isSaid, true))
+            msg(u"Waiting for another build"_s);
+    };
+    for (;;) {
+        switch (m_lock.acquire(directory, onWait)) {
+        case BuildLock::Result::Held:
+            ResponseFile::removeLeftIn(directory);
+            return true;
+        case BuildLock::Result::NotHeld:
+            return true;
+        case BuildLock::Result::Interrupted:
+            return checkInterruption();
+        case BuildLock::Result::OwnBuild:
+            return raiseError(
+                    u"The build that started this one is still using %1"_s.arg(directory));
+        case BuildLock::Result::NoDirectory:
+            break;
+        }
+        // Who finds no object directory claims the folder in which it is to be: a build until it
+        // has made it, another operation until its end.
+        BuildLock parent;
+        const BuildLock::Result result = parent.acquire(nearestDirectory(directory), onWait);
+        if (result == BuildLock::Result::Interrupted)
+            return checkInterruption();
+        if (FileStatus::of(directory).exists())
+            continue;
+        if (!makeDirectory) {
+            m_lock = std::move(parent);
+            return true;
+        }
+        if (!makeDirectory())
+            return false;
     }
-    return true;
 }
 
 bool Project::makeImage(const QString &image, const Command &command)

@@ -108,7 +108,7 @@ public:
 
     /// Waits until no other operation uses the object directory, and claims it until the end of the
     /// operation.
-    /// @param makeDirectory  called when it does not exist
+    /// @param makeDirectory  called when it does not exist; none: it is left so
     /// @return false with the error text set when it cannot be had
     bool claimObjectDirectory(const std::function<bool()> &makeDirectory);
 
@@ -144,7 +144,6 @@ protected:
 private:
     bool checkSdk();
     bool runOperation(Operation operation);
-    bool claimWithoutBuild();
     /// @return whether the command succeeded; otherwise the error text is set
     bool report(const Command &command, const CommandResult &result);
 
@@ -154,5 +153,4 @@ private:
     OutputGuard m_outputGuard;
     Inputs m_inputs;
     BuildLock m_lock;
-    bool m_isDirectoryOwn = false; ///< the object directory was made only to be claimed
 };

@@ -12,9 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using Preload::modeOf;
-using Preload::real;
-
 namespace {
 
 long statCalls = 0;
@@ -43,100 +40,36 @@ long openCalls = 0;
 // The C library calls its parameters by names of its own.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 
-#define OPEN(name)                                                                                 \
-    int name(const char *path, int flags, ...)                                                     \
-    {                                                                                              \
-        static const auto function = real<int(const char *, int, ...)>(#name);                     \
-        va_list arguments;                                                                         \
-        va_start(arguments, flags);                                                                \
-        const mode_t mode = modeOf(flags, arguments);                                              \
-        va_end(arguments);                                                                         \
-        ++openCalls;                                                                               \
-        return function(path, flags, mode);                                                        \
-    }
+#define COUNT(result, name, parameters, arguments, type, counter)                                  \
+    STAND_BEFORE(result, name, parameters, arguments, type, ++counter > 0, {})
 
 extern "C" {
 
-OPEN(open)
-OPEN(open64)
-
-DIR *opendir(const char *path)
-{
-    static const auto function = real<DIR *(const char *)>("opendir");
-    ++openCalls;
-    return function(path);
-}
-
-int stat(const char *path, struct stat *data) noexcept
-{
-    static const auto function = real<int(const char *, struct stat *)>("stat");
-    ++statCalls;
-    return function(path, data);
-}
-
-int lstat(const char *path, struct stat *data) noexcept
-{
-    static const auto function = real<int(const char *, struct stat *)>("lstat");
-    ++statCalls;
-    return function(path, data);
-}
-
-int fstatat(int directory, const char *path, struct stat *data, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, struct stat *, int)>("fstatat");
-    ++statCalls;
-    return function(directory, path, data, flags);
-}
-
-int stat64(const char *path, struct stat64 *data) noexcept
-{
-    static const auto function = real<int(const char *, struct stat64 *)>("stat64");
-    ++statCalls;
-    return function(path, data);
-}
-
-int lstat64(const char *path, struct stat64 *data) noexcept
-{
-    static const auto function = real<int(const char *, struct stat64 *)>("lstat64");
-    ++statCalls;
-    return function(path, data);
-}
-
-int fstatat64(int directory, const char *path, struct stat64 *data, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, struct stat64 *, int)>("fstatat64");
-    ++statCalls;
-    return function(directory, path, data, flags);
-}
-
-int statx(int directory, const char *path, int flags, unsigned mask, struct statx *data) noexcept
-{
-    static const auto function =
-            real<int(int, const char *, int, unsigned, struct statx *)>("statx");
-    ++statCalls;
-    return function(directory, path, flags, mask, data);
-}
-
-int access(const char *path, int mode) noexcept
-{
-    static const auto function = real<int(const char *, int)>("access");
-    ++accessCalls;
-    return function(path, mode);
-}
-
-int faccessat(int directory, const char *path, int mode, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, int, int)>("faccessat");
-    ++accessCalls;
-    return function(directory, path, mode, flags);
-}
-
-int mkdir(const char *path, mode_t mode) noexcept
-{
-    static const auto function = real<int(const char *, mode_t)>("mkdir");
-    ++mkdirCalls;
-    return function(path, mode);
-}
+STAND_BEFORE_OPEN(open, ++openCalls > 0)
+STAND_BEFORE_OPEN(open64, ++openCalls > 0)
+COUNT(DIR *, opendir, (const char *path), (path), DIR *(const char *), openCalls)
+#define COUNT_STAT(name, status)                                                                   \
+    COUNT(int, name, (const char *path, status *data) noexcept, (path, data),                      \
+          int(const char *, status *), statCalls)
+#define COUNT_FSTATAT(name, status)                                                                \
+    COUNT(int, name, (int directory, const char *path, status *data, int flags) noexcept,          \
+          (directory, path, data, flags), int(int, const char *, status *, int), statCalls)
+COUNT_STAT(stat, struct stat)
+COUNT_STAT(lstat, struct stat)
+COUNT_STAT(stat64, struct stat64)
+COUNT_STAT(lstat64, struct stat64)
+COUNT_FSTATAT(fstatat, struct stat)
+COUNT_FSTATAT(fstatat64, struct stat64)
+COUNT(int, statx,
+      (int directory, const char *path, int flags, unsigned mask, struct statx *data) noexcept,
+      (directory, path, flags, mask, data), int(int, const char *, int, unsigned, struct statx *),
+      statCalls)
+COUNT(int, access, (const char *path, int mode) noexcept, (path, mode), int(const char *, int),
+      accessCalls)
+COUNT(int, faccessat, (int directory, const char *path, int mode, int flags) noexcept,
+      (directory, path, mode, flags), int(int, const char *, int, int), accessCalls)
+COUNT(int, mkdir, (const char *path, mode_t mode) noexcept, (path, mode), int(const char *, mode_t),
+      mkdirCalls)
 
 } // extern "C"
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -120,21 +120,16 @@ bool isShort()
            && strcmp(activePlan->what, "SHORT") == 0;
 }
 
+/// What a function returns when it fails.
+template <typename Value>
+constexpr Value failure = Value(-1);
+template <>
+constexpr DIR *failure<DIR *> = nullptr;
+
 } // namespace
 
 // The C library calls its parameters by names of its own.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
-
-#define OPEN(name)                                                                                 \
-    int name(const char *path, int flags, ...)                                                     \
-    {                                                                                              \
-        static const auto function = real<int(const char *, int, ...)>(#name);                     \
-        va_list arguments;                                                                         \
-        va_start(arguments, flags);                                                                \
-        const mode_t mode = modeOf(flags, arguments);                                              \
-        va_end(arguments);                                                                         \
-        return fails("open", #name, path) ? -1 : function(path, flags, mode);                      \
-    }
 
 #define OPENAT(name)                                                                               \
     int name(int directory, const char *path, int flags, ...)                                      \
@@ -159,90 +154,41 @@ bool isShort()
         return opens && fails("open", #name) ? -1 : function(file, command, argument);             \
     }
 
+/// A function that fails with -1, or a null pointer.
+#define FAIL(result, name, parameters, arguments, type, kind, path)                                \
+    STAND_BEFORE(result, name, parameters, arguments, type, !fails(kind, #name, path),             \
+                 failure<result>)
+
 extern "C" {
 
-OPEN(open)
-OPEN(open64)
+STAND_BEFORE_OPEN(open, !fails("open", "open", path))
+STAND_BEFORE_OPEN(open64, !fails("open", "open64", path))
 OPENAT(openat)
 OPENAT(openat64)
 FCNTL(fcntl)
 FCNTL(fcntl64)
+FAIL(DIR *, opendir, (const char *path), (path), DIR *(const char *), "open", path)
+FAIL(DIR *, fdopendir, (int file), (file), DIR *(int), "open", "")
+FAIL(int, pipe, (int files[2]) noexcept, (files), int(int *), "open", "")
+FAIL(int, pipe2, (int files[2], int flags) noexcept, (files, flags), int(int *, int), "open", "")
+FAIL(int, fstatat, (int directory, const char *path, struct stat *data, int flags) noexcept,
+     (directory, path, data, flags), int(int, const char *, struct stat *, int), "stat", path)
+FAIL(int, fstatat64, (int directory, const char *path, struct stat64 *data, int flags) noexcept,
+     (directory, path, data, flags), int(int, const char *, struct stat64 *, int), "stat", path)
 
-DIR *opendir(const char *path)
-{
-    static const auto function = real<DIR *(const char *)>("opendir");
-    return fails("open", "opendir", path) ? nullptr : function(path);
-}
-
-DIR *fdopendir(int file)
-{
-    static const auto function = real<DIR *(int)>("fdopendir");
-    return fails("open", "fdopendir") ? nullptr : function(file);
-}
-
-int pipe(int files[2]) noexcept
-{
-    static const auto function = real<int(int *)>("pipe");
-    return fails("open", "pipe") ? -1 : function(files);
-}
-
-int pipe2(int files[2], int flags) noexcept
-{
-    static const auto function = real<int(int *, int)>("pipe2");
-    return fails("open", "pipe2") ? -1 : function(files, flags);
-}
-
-int fstatat(int directory, const char *path, struct stat *data, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, struct stat *, int)>("fstatat");
-    return fails("stat", "fstatat", path) ? -1 : function(directory, path, data, flags);
-}
-
-int fstatat64(int directory, const char *path, struct stat64 *data, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, struct stat64 *, int)>("fstatat64");
-    return fails("stat", "fstatat64", path) ? -1 : function(directory, path, data, flags);
-}
-
-ssize_t write(int file, const void *data, size_t size)
-{
-    static const auto function = real<ssize_t(int, const void *, size_t)>("write");
-    if (fails("write", "write"))
-        return -1;
-    return function(file, data, isShort() ? size / 2 : size);
-}
-
-ssize_t pwrite(int file, const void *data, size_t size, off_t offset)
-{
-    static const auto function = real<ssize_t(int, const void *, size_t, off_t)>("pwrite");
-    if (fails("write", "pwrite"))
-        return -1;
-    return function(file, data, isShort() ? size / 2 : size, offset);
-}
-
-ssize_t pwrite64(int file, const void *data, size_t size, off64_t offset)
-{
-    static const auto function = real<ssize_t(int, const void *, size_t, off64_t)>("pwrite64");
-    if (fails("write", "pwrite64"))
-        return -1;
-    return function(file, data, isShort() ? size / 2 : size, offset);
-}
-
-ssize_t sendfile(int out, int in, off_t *offset, size_t size) noexcept
-{
-    static const auto function = real<ssize_t(int, int, off_t *, size_t)>("sendfile");
-    if (fails("write", "sendfile"))
-        return -1;
-    return function(out, in, offset, isShort() ? 1 : size);
-}
-
-ssize_t sendfile64(int out, int in, off64_t *offset, size_t size) noexcept
-{
-    static const auto function = real<ssize_t(int, int, off64_t *, size_t)>("sendfile64");
-    if (fails("write", "sendfile64"))
-        return -1;
-    return function(out, in, offset, isShort() ? 1 : size);
-}
+// Whether a write is cut short is known when it has been counted.
+FAIL(ssize_t, write, (int file, const void *data, size_t size),
+     (file, data, isShort() ? size / 2 : size), ssize_t(int, const void *, size_t), "write", "")
+FAIL(ssize_t, pwrite, (int file, const void *data, size_t size, off_t offset),
+     (file, data, isShort() ? size / 2 : size, offset), ssize_t(int, const void *, size_t, off_t),
+     "write", "")
+FAIL(ssize_t, pwrite64, (int file, const void *data, size_t size, off64_t offset),
+     (file, data, isShort() ? size / 2 : size, offset), ssize_t(int, const void *, size_t, off64_t),
+     "write", "")
+FAIL(ssize_t, sendfile, (int out, int in, off_t *offset, size_t size) noexcept,
+     (out, in, offset, isShort() ? 1 : size), ssize_t(int, int, off_t *, size_t), "write", "")
+FAIL(ssize_t, sendfile64, (int out, int in, off64_t *offset, size_t size) noexcept,
+     (out, in, offset, isShort() ? 1 : size), ssize_t(int, int, off64_t *, size_t), "write", "")
 
 int close(int file)
 {
@@ -255,69 +201,28 @@ int close(int file)
     return -1;
 }
 
-int mkdir(const char *path, mode_t mode) noexcept
-{
-    static const auto function = real<int(const char *, mode_t)>("mkdir");
-    return fails("mkdir", "mkdir", path) ? -1 : function(path, mode);
-}
-
-int mkdirat(int directory, const char *path, mode_t mode) noexcept
-{
-    static const auto function = real<int(int, const char *, mode_t)>("mkdirat");
-    return fails("mkdir", "mkdirat", path) ? -1 : function(directory, path, mode);
-}
-
-int unlink(const char *path) noexcept
-{
-    static const auto function = real<int(const char *)>("unlink");
-    return fails("unlink", "unlink", path) ? -1 : function(path);
-}
-
-int unlinkat(int directory, const char *path, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, int)>("unlinkat");
-    return fails("unlink", "unlinkat", path) ? -1 : function(directory, path, flags);
-}
-
-int remove(const char *path) noexcept
-{
-    static const auto function = real<int(const char *)>("remove");
-    return fails("unlink", "remove", path) ? -1 : function(path);
-}
-
-int rename(const char *from, const char *to) noexcept
-{
-    static const auto function = real<int(const char *, const char *)>("rename");
-    return fails("rename", "rename", to) ? -1 : function(from, to);
-}
-
-int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to,
-              unsigned flags) noexcept
-{
-    static const auto function =
-            real<int(int, const char *, int, const char *, unsigned)>("renameat2");
-    return fails("rename", "renameat2", to) ? -1
-                                            : function(fromDirectory, from, toDirectory, to, flags);
-}
-
-int link(const char *from, const char *to) noexcept
-{
-    static const auto function = real<int(const char *, const char *)>("link");
-    return fails("rename", "link", to) ? -1 : function(from, to);
-}
-
-int linkat(int fromDirectory, const char *from, int toDirectory, const char *to, int flags) noexcept
-{
-    static const auto function = real<int(int, const char *, int, const char *, int)>("linkat");
-    return fails("rename", "linkat", to) ? -1
-                                         : function(fromDirectory, from, toDirectory, to, flags);
-}
-
-pid_t fork() noexcept
-{
-    static const auto function = real<pid_t()>("fork");
-    return fails("start", "fork") ? -1 : function();
-}
+FAIL(int, mkdir, (const char *path, mode_t mode) noexcept, (path, mode), int(const char *, mode_t),
+     "mkdir", path)
+FAIL(int, mkdirat, (int directory, const char *path, mode_t mode) noexcept, (directory, path, mode),
+     int(int, const char *, mode_t), "mkdir", path)
+FAIL(int, unlink, (const char *path) noexcept, (path), int(const char *), "unlink", path)
+FAIL(int, unlinkat, (int directory, const char *path, int flags) noexcept, (directory, path, flags),
+     int(int, const char *, int), "unlink", path)
+FAIL(int, remove, (const char *path) noexcept, (path), int(const char *), "unlink", path)
+FAIL(int, rename, (const char *from, const char *to) noexcept, (from, to),
+     int(const char *, const char *), "rename", to)
+FAIL(int, renameat2,
+     (int fromDirectory, const char *from, int toDirectory, const char *to,
+      unsigned flags) noexcept,
+     (fromDirectory, from, toDirectory, to, flags),
+     int(int, const char *, int, const char *, unsigned), "rename", to)
+FAIL(int, link, (const char *from, const char *to) noexcept, (from, to),
+     int(const char *, const char *), "rename", to)
+FAIL(int, linkat,
+     (int fromDirectory, const char *from, int toDirectory, const char *to, int flags) noexcept,
+     (fromDirectory, from, toDirectory, to, flags), int(int, const char *, int, const char *, int),
+     "rename", to)
+FAIL(pid_t, fork, () noexcept, (), pid_t(), "start", "")
 
 // A function that calls vfork() may not return from the child.
 pid_t vfork() noexcept
@@ -335,17 +240,10 @@ int posix_spawn(pid_t *process, const char *path, const posix_spawn_file_actions
                    : function(process, path, actions, attributes, words, variables);
 }
 
-int execve(const char *path, char *const words[], char *const variables[]) noexcept
-{
-    static const auto function = real<int(const char *, char *const *, char *const *)>("execve");
-    return fails("exec", "execve", path) ? -1 : function(path, words, variables);
-}
-
-int execv(const char *path, char *const words[]) noexcept
-{
-    static const auto function = real<int(const char *, char *const *)>("execv");
-    return fails("exec", "execv", path) ? -1 : function(path, words);
-}
+FAIL(int, execve, (const char *path, char *const words[], char *const variables[]) noexcept,
+     (path, words, variables), int(const char *, char *const *, char *const *), "exec", path)
+FAIL(int, execv, (const char *path, char *const words[]) noexcept, (path, words),
+     int(const char *, char *const *), "exec", path)
 
 } // extern "C"
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

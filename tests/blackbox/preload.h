@@ -24,3 +24,30 @@ inline mode_t modeOf(int flags, va_list arguments)
 }
 
 } // namespace Preload
+
+// Each defines a function of the C library that first evaluates `guard`, and calls the real one
+// when that is true; otherwise it returns `failure`. A guard may use the parameters.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+
+/// The parameters, with a noexcept where the C library has one, and the arguments are in
+/// parentheses; `type` is that of the real function.
+#define STAND_BEFORE(result, name, parameters, arguments, type, guard, failure)                    \
+    result name parameters                                                                         \
+    {                                                                                              \
+        static const auto function = Preload::real<type>(#name);                                   \
+        if (guard)                                                                                 \
+            return function arguments;                                                             \
+        return failure;                                                                            \
+    }
+
+#define STAND_BEFORE_OPEN(name, guard)                                                             \
+    int name(const char *path, int flags, ...)                                                     \
+    {                                                                                              \
+        static const auto function = Preload::real<int(const char *, int, ...)>(#name);            \
+        va_list arguments;                                                                         \
+        va_start(arguments, flags);                                                                \
+        const mode_t mode = Preload::modeOf(flags, arguments);                                     \
+        va_end(arguments);                                                                         \
+        return guard ? function(path, flags, mode) : -1;                                           \
+    }
+// NOLINTEND(bugprone-macro-parentheses)

@@ -1,11 +1,10 @@
-#include "world.h"
+#include "projects.h"
+#include "rows.h"
 
 #include <QFile>
-#include <QTest>
 
 namespace {
 
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
 const QByteArray packed = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version"
                           " -i obj/version.txt -D /etc/autoexec.lua -i obj/autoexec.lua\n";
 
@@ -45,159 +44,123 @@ QByteArray script(const char *nilIndex, const char *translations, const char *di
            + end;
 }
 
-const char unexpected[] = "Application terminated unexpectedly.";
-const char lastLine[] = "os.exit(1)\n";
-
 } // namespace
 
-class tst_GeneratedFiles : public QObject
+class TestGeneratedFiles : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void startupScript_data();
-    void startupScript();
-    void startupScriptIsWrittenAfresh();
-    void versionFile_data();
-    void versionFile();
-    void fileThatCannotBeWritten_data();
-    void fileThatCannotBeWritten();
+    void startupScript_data()
+    {
+        Rows<QByteArray, QByteArray> row; // children, expected
+
+        const auto ended = [](const char *nilIndex, const char *translations, const char *directory,
+                              const char *main) {
+            return script(nilIndex, translations, directory, main,
+                          "Application terminated unexpectedly.", "os.exit(1)\n");
+        };
+        const QByteArray plain = ended("true", "", ".", "main.lua");
+        const QByteArray main = R"(<Startup File="main.lua"/>)";
+        const QByteArray strict = R"(<Process><Compile Type="Lua" Strict="1"/></Process>)";
+        row("plain", main, plain);
+        row("not interactive", R"(<Startup File="main.lua" Interactive="no"/>)", plain);
+        row("interactive", R"(<Startup File="main.lua" Interactive="yes"/>)",
+            script("true", "", ".", "main.lua", "OK.", ""));
+        row("in a directory", R"(<Startup File="lib/x/main.lua"/>)",
+            ended("true", "", "lib/x", "lib/x/main.lua"));
+        row("in the root directory", R"(<Startup File="/main.lua"/>)",
+            ended("true", "", "/", "/main.lua"));
+        row("name without an extension", R"(<Startup File="/a.b/main"/>)",
+            ended("true", "", "/a.b", "/a.b/main"));
+        row("nothing is escaped", R"(<Startup File="/a&quot;b/größe\d$SDK.lua"/>)",
+            ended("true", "", "/a\"b", "/a\"b/größe\\d$SDK.lua"));
+        row("strict", main + strict, ended("false", "", ".", "main.lua"));
+        row("not strict", main + QByteArray(strict).replace('1', '0'), plain);
+        row("strict in the filesystem alone", main + filesystem(strict), plain);
+        row("strict and interactive", R"(<Startup File="main.lua" Interactive="1"/>)" + strict,
+            script("false", "", ".", "main.lua", "OK.", ""));
+        row("translations", main + R"(<Translation Enabled="1" BaseDir="/usr/lib/lua"/>)",
+            ended("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua"));
+        row("translations that are off", main + R"(<Translation BaseDir="ü&quot;"/>)",
+            ended("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua"));
+        row("translations without a directory", main + R"(<Translation Enabled="1"/>)", plain);
+        row("placeholder in a later place is filled", R"(<Startup File="~~MAIN~~/x"/>)",
+            ended("true", "", "~~MAIN~~/x", "~~MAIN~~/x"));
+    }
+    void startupScript()
+    {
+        auto [children, expected] = fetch<QByteArray, QByteArray>();
+        World world;
+        if (!children.contains("<Filesystem>"))
+            children += "<Filesystem/>";
+        world.project(demo, children);
+        SAME(world.run({"-q"}).text(), report(0, packed));
+        SAME(world.read("project/obj/autoexec.lua"), expected);
+    }
+
+    void startupScriptIsWrittenAfresh()
+    {
+        World world;
+        world.write("project/obj/autoexec.lua", QByteArray(5000, 'x'));
+        world.write("project/obj/version.txt", QByteArray(5000, 'x'));
+        world.setTime("project/obj/autoexec.lua", 1000);
+        world.project(demo, "<Startup File=\"main.lua\"/><Filesystem/>");
+        SAME(world.run({"-q"}).text(), report(0, packed));
+        SAME(world.read("project/obj/autoexec.lua"),
+             script("true", "", ".", "main.lua", "Application terminated unexpectedly.",
+                    "os.exit(1)\n"));
+        SAME(world.read("project/obj/version.txt"), "\n");
+        // Without a start-up file an old script is neither written nor packed.
+        world.write("project/obj/autoexec.lua", "old");
+        world.project(demo, "<Startup Interactive=\"1\"/><Filesystem/>");
+        SAME(world.run({"-q"}).text(),
+             report(0,
+                    QByteArray(packed).replace(" -D /etc/autoexec.lua -i obj/autoexec.lua", "")));
+        SAME(world.read("project/obj/autoexec.lua"), "old");
+    }
+
+    void versionFile_data()
+    {
+        Rows<QByteArray, QByteArray> row; // attributes, content
+
+        row("none", {}, "\n");
+        row("version", R"(Version=" 1.0 beta ")", " 1.0 beta \n");
+        row("other languages", R"(Version="größe")", "größe\n");
+        row("revision", R"(Version="1.0-" Svnversion="1")", "1.0-#1234\n");
+        row("revision alone", R"(Svnversion="1")", "#1234\n");
+        row("no revision", R"(Version="1" Svnversion="0")", "1\n");
+    }
+    void versionFile()
+    {
+        const auto [attributes, content] = fetch<QByteArray, QByteArray>();
+        World world;
+        world.project(demo + ' ' + attributes, "");
+        QCOMPARE(world.run({"-q"}).status, 0);
+        SAME(world.read("project/obj/version.txt"), content);
+        SAME(world.tree("project/obj"), "version.txt\n");
+    }
+
+    void fileThatCannotBeWritten_data()
+    {
+        Rows<QByteArray, QByteArray> row; // name, left
+        row("version file", "obj/version.txt", "root/\nversion.txt/\n");
+        row("start-up script", "obj/autoexec.lua", "autoexec.lua/\nroot/\nversion.txt\n");
+    }
+    void fileThatCannotBeWritten()
+    {
+        const auto [name, left] = fetch<QByteArray, QByteArray>();
+        World world;
+        world.makeDirectory("project/" + name);
+        world.project(demo, "<Startup File=\"main.lua\"/>" + tree());
+        QFile file(QString::fromUtf8(world.path("project/" + name)));
+        QVERIFY(!file.open(QIODevice::WriteOnly));
+        SAME(world.run({"-q"}).text(),
+             report(1, {},
+                    "[ztmake] Error writing " + name + ": " + file.errorString().toUtf8() + '\n'));
+        SAME(world.tree("project/obj"), left);
+    }
 };
 
-void tst_GeneratedFiles::startupScript_data()
-{
-    QTest::addColumn<QByteArray>("children");
-    QTest::addColumn<QByteArray>("expected");
-
-    const auto row = [](const char *name, const char *children, const QByteArray &expected) {
-        QTest::newRow(name) << QByteArray(children) << expected;
-    };
-    const QByteArray plain =
-            script("true", "", "/usr/bin", "/usr/bin/main.lua", unexpected, lastLine);
-    row("plain", R"(<Startup File="/usr/bin/main.lua"/>)", plain);
-    row("not interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="no"/>)", plain);
-    row("interactive", R"(<Startup File="/usr/bin/main.lua" Interactive="yes"/>)",
-        script("true", "", "/usr/bin", "/usr/bin/main.lua", "OK.", ""));
-    row("no directory", R"(<Startup File="main.lua"/>)",
-        script("true", "", ".", "main.lua", unexpected, lastLine));
-    row("relative", R"(<Startup File="lib/x/main.lua"/>)",
-        script("true", "", "lib/x", "lib/x/main.lua", unexpected, lastLine));
-    row("in the root directory", R"(<Startup File="/main.lua"/>)",
-        script("true", "", "/", "/main.lua", unexpected, lastLine));
-    row("name without an extension", R"(<Startup File="/a.b/main"/>)",
-        script("true", "", "/a.b", "/a.b/main", unexpected, lastLine));
-    row("nothing is escaped", R"(<Startup File="/a&quot;b/c\d$SDK.lua"/>)",
-        script("true", "", "/a\"b", "/a\"b/c\\d$SDK.lua", unexpected, lastLine));
-    row("other languages", R"(<Startup File="/größe/日本.lua"/>)",
-        script("true", "", "/größe", "/größe/日本.lua", unexpected, lastLine));
-    row("strict", R"(<Startup File="main.lua"/>
-                     <Process><Compile Type="Lua" Strict="1"/></Process>)",
-        script("false", "", ".", "main.lua", unexpected, lastLine));
-    row("not strict", R"(<Startup File="main.lua"/>
-                         <Process><Compile Type="Lua" Strict="0"/></Process>)",
-        script("true", "", ".", "main.lua", unexpected, lastLine));
-    row("strict in the filesystem alone", R"(<Startup File="main.lua"/><Filesystem>
-            <Process><Compile Type="Lua" Strict="1"/></Process></Filesystem>)",
-        script("true", "", ".", "main.lua", unexpected, lastLine));
-    row("strict and interactive", R"(<Startup File="main.lua" Interactive="1"/>
-            <Process><Compile Type="Lua" Strict="1"/></Process>)",
-        script("false", "", ".", "main.lua", "OK.", ""));
-    row("translations", R"(<Startup File="main.lua"/>
-                           <Translation Enabled="1" BaseDir="/usr/lib/lua"/>)",
-        script("true", "tr._translation_base_dir = \"/usr/lib/lua\"\n", ".", "main.lua", unexpected,
-               lastLine));
-    row("translations that are off", R"(<Startup File="main.lua" Interactive="1"/>
-                                        <Translation BaseDir="ü&quot;"/>)",
-        script("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua", "OK.", ""));
-    row("translations without a directory", R"(<Startup File="main.lua"/>
-                                               <Translation Enabled="1"/>)",
-        script("true", "", ".", "main.lua", unexpected, lastLine));
-    row("placeholder in a later place is filled", R"(<Startup File="~~MAIN~~/x"/>)",
-        script("true", "", "~~MAIN~~/x", "~~MAIN~~/x", unexpected, lastLine));
-}
-
-void tst_GeneratedFiles::startupScript()
-{
-    QFETCH(QByteArray, children);
-    QFETCH(QByteArray, expected);
-    World world;
-    if (!children.contains("<Filesystem>"))
-        children += "<Filesystem/>";
-    world.project(demo, children);
-    SAME(world.run({"-q"}).text(), report(0, packed));
-    SAME(world.read("project/obj/autoexec.lua"), expected);
-}
-
-void tst_GeneratedFiles::startupScriptIsWrittenAfresh()
-{
-    World world;
-    world.write("project/obj/autoexec.lua", QByteArray(5000, 'x'));
-    world.write("project/obj/version.txt", QByteArray(5000, 'x'));
-    world.setTime("project/obj/autoexec.lua", 1000);
-    world.project(demo, "<Startup File=\"main.lua\"/><Filesystem/>");
-    SAME(world.run({"-q"}).text(), report(0, packed));
-    SAME(world.read("project/obj/autoexec.lua"),
-         script("true", "", ".", "main.lua", unexpected, lastLine));
-    SAME(world.read("project/obj/version.txt"), "\n");
-    // Without a start-up file an old script is neither written nor packed.
-    world.write("project/obj/autoexec.lua", "old");
-    world.project(demo, "<Startup Interactive=\"1\"/><Filesystem/>");
-    SAME(world.run({"-q"}).text(),
-         report(0, QByteArray(packed).replace(" -D /etc/autoexec.lua -i obj/autoexec.lua", "")));
-    SAME(world.read("project/obj/autoexec.lua"), "old");
-}
-
-void tst_GeneratedFiles::versionFile_data()
-{
-    QTest::addColumn<QByteArray>("attributes");
-    QTest::addColumn<QByteArray>("content");
-
-    QTest::newRow("none") << QByteArray() << QByteArray("\n");
-    QTest::newRow("version") << QByteArray(R"(Version=" 1.0 beta ")") << QByteArray(" 1.0 beta \n");
-    QTest::newRow("other languages") << QByteArray(R"(Version="größe")") << QByteArray("größe\n");
-    QTest::newRow("revision") << QByteArray(R"(Version="1.0-" Svnversion="1")")
-                              << QByteArray("1.0-#1234\n");
-    QTest::newRow("revision alone") << QByteArray(R"(Svnversion="1")") << QByteArray("#1234\n");
-    QTest::newRow("no revision") << QByteArray(R"(Version="1" Svnversion="0")")
-                                 << QByteArray("1\n");
-}
-
-void tst_GeneratedFiles::versionFile()
-{
-    QFETCH(QByteArray, attributes);
-    QFETCH(QByteArray, content);
-    World world;
-    world.project(demo + ' ' + attributes, "");
-    QCOMPARE(world.run({"-q"}).status, 0);
-    SAME(world.read("project/obj/version.txt"), content);
-    SAME(world.tree("project/obj"), "version.txt\n");
-}
-
-void tst_GeneratedFiles::fileThatCannotBeWritten_data()
-{
-    QTest::addColumn<QByteArray>("name");
-    QTest::addColumn<QByteArray>("left");
-    QTest::newRow("version file") << QByteArray("obj/version.txt")
-                                  << QByteArray("root/\nversion.txt/\n");
-    QTest::newRow("start-up script")
-            << QByteArray("obj/autoexec.lua") << QByteArray("autoexec.lua/\nroot/\nversion.txt\n");
-}
-
-void tst_GeneratedFiles::fileThatCannotBeWritten()
-{
-    QFETCH(QByteArray, name);
-    QFETCH(QByteArray, left);
-    World world;
-    world.makeDirectory("project/" + name);
-    world.project(demo, R"(<Startup File="main.lua"/><Target Model="T1"/><Filesystem>
-            <Merge Type="Directory"><Source>root</Source></Merge></Filesystem>)");
-    QFile file(QString::fromUtf8(world.path("project/" + name)));
-    QVERIFY(!file.open(QIODevice::WriteOnly));
-    SAME(world.run({"-q"}).text(),
-         report(1, {},
-                "[ztmake] Error writing " + name + ": " + file.errorString().toUtf8() + '\n'));
-    SAME(world.tree("project/obj"), left);
-}
-
-QTEST_GUILESS_MAIN(tst_GeneratedFiles)
+QTEST_GUILESS_MAIN(TestGeneratedFiles)
 #include "tst_generatedfiles.moc"

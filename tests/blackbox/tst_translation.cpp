@@ -1,24 +1,22 @@
-#include "world.h"
-
-#include <QTest>
+#include "projects.h"
+#include "rows.h"
 
 namespace {
 
-const QByteArray demo = R"(Name="Demo" SDK="../sdk")";
-const QByteArray noLua = R"(<Process><Preprocess Type="Ztlpp" Enabled="0"/>
-                            <Compile Type="Lua" Enabled="0"/></Process>)";
+const QByteArray off = noPreprocess + noCompile;
 
-QByteArray directory(const QByteArray &source)
+/// Filesystem entries whose sources are copied.
+QByteArray directories(const QByteArrayList &names)
 {
-    return "<Merge Type=\"Directory\"><Source>" + source + "</Source></Merge>\n";
+    QByteArray merges;
+    for (const QByteArray &name : names)
+        merges += merge("Directory", name);
+    return process(off) + filesystem(merges);
 }
 
-QByteArray languages(const QByteArrayList &names)
+QByteArray translation(const QByteArrayList &names, const QByteArray &attributes = {})
 {
-    QByteArray text;
-    for (const QByteArray &name : names)
-        text += "<Language>" + name + "</Language>";
-    return text;
+    return "<Translation Enabled=\"1\" " + attributes + '>' + languages(names) + "</Translation>";
 }
 
 QByteArray update(const QByteArray &arguments)
@@ -33,329 +31,257 @@ QByteArray release(const QByteArray &language)
            + ".ts -qm obj/translations/" + language + ".qm\n";
 }
 
-QByteArray pack(const QByteArray &merges, const QByteArrayList &catalogues = {})
+QByteArray packWith(QByteArray contents, const QByteArrayList &catalogues)
 {
-    QByteArray text = "ztmkromfs -x .svn -o obj/root.romfs --label root " + merges;
     for (const QByteArray &name : catalogues)
-        text += "-D usr/lib/translations/" + name + ".qm -i obj/translations/" + name + ".qm ";
-    return text + "-D /etc/version -i obj/version.txt\n";
+        contents += "-D usr/lib/translations/" + name + ".qm -i obj/translations/" + name + ".qm ";
+    return pack(contents);
 }
 
-/// Response files are the tool runner's matter; here they would only blur the calls.
-QByteArray textOf(Result result)
-{
-    for (Call &call : result.calls)
-        call.responseFile.clear();
-    return result.text();
-}
+const QByteArray german = "--source-language C --target-language de --ts de.ts ";
 
 } // namespace
 
-class tst_Translation : public QObject
+class TestTranslation : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void translationsAreOffUnlessSwitchedOn_data();
-    void translationsAreOffUnlessSwitchedOn();
-    void optionsOfTheUpdate_data();
-    void optionsOfTheUpdate();
-    void everyEntryIsUpdatedInTurn();
-    void pathsOfAProjectElsewhere_data();
-    void pathsOfAProjectElsewhere();
-    void entriesWithoutSourcesAreSkipped();
-    void singleFileIsASource();
-    void oldReportIsRemovedBeforeEachUpdate();
-    void longUpdateTravelsInAFile();
-    void cataloguesAreReleasedWhenOutOfDate_data();
-    void cataloguesAreReleasedWhenOutOfDate();
-    void failedUpdateEndsTheBuild();
-    void failedReleaseEndsTheBuild();
-    void verbosityIsTheProjects();
+    void translationsAreOffUnlessSwitchedOn_data()
+    {
+        Rows<QByteArray, bool> row; // attribute, on
+        row("on", "Enabled=\"yes\"", true);
+        row("off", "Enabled=\"no\"", false);
+        row("unset", {}, false);
+    }
+    void translationsAreOffUnlessSwitchedOn()
+    {
+        const auto [attribute, on] = fetch<QByteArray, bool>();
+        World world;
+        world.write("project/root/a.lua");
+        world.project(demo, directories({"root"}) + "<Translation " + attribute + ">"
+                                    + languages({"de"}) + "</Translation>");
+        const QByteArray merges = "-i root -D a.lua -i obj/root/a.lua ";
+        SAME(direct(world.run({"-q"})).text(),
+             report(0,
+                    on ? update(german + "../root/a.lua") + release("de") + packWith(merges, {"de"})
+                       : pack(merges)));
+        QCOMPARE(world.exists("project/translations"), on);
+        QCOMPARE(world.exists("project/obj/translations"), on);
+    }
+
+    void optionsOfTheUpdate_data()
+    {
+        // source, attributes, children, options
+        Rows<QByteArray, QByteArray, QByteArray, QByteArray> row;
+        const auto sourceLanguage = [&](const QByteArray &children, const QByteArray &language) {
+            row("default " + children, "root", {}, children, "--source-language " + language);
+        };
+        sourceLanguage({}, "C");
+        sourceLanguage("<Default>en_GB</Default>", "en_GB");
+        sourceLanguage("<Default></Default>", "C");
+        sourceLanguage("<Default>en</Default><Default>it</Default>", "it");
+        row("languages in order", "root", {}, languages({"fr", "a b"}),
+            "--source-language C --target-language fr --ts fr.ts"
+            " --target-language 'a b' --ts 'a b.ts'");
+        const auto base = [&](const QByteArray &source, const QByteArray &directory,
+                              const QByteArray &found) {
+            row(source + " and " + directory, source, "BaseDir=\"" + directory + '"', {},
+                "-B ../" + found + " --source-language C");
+        };
+        base("root", "/usr/lib/lua", "root/usr/lib/lua");
+        base("root", "lua", "root/lua");
+        base("root/", "lua", "root/lua");
+        base("root/", "/lua/", "root//lua/");
+        row("all", "root", "BaseDir=\"/l\"", "<Default>en</Default>" + languages({"de"}),
+            "-B ../root/l --source-language en --target-language de --ts de.ts");
+    }
+    void optionsOfTheUpdate()
+    {
+        const auto [source, attributes, children, options] =
+                fetch<QByteArray, QByteArray, QByteArray, QByteArray>();
+        World world;
+        world.write("project/root/a.lua");
+        world.project(demo, directories({source}) + "<Translation " + attributes + " Enabled=\"1\">"
+                                    + children + "</Translation>");
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.status, 0);
+        const QByteArray calls = result.callText();
+        SAME(calls.left(calls.indexOf('\n') + 1), update(options + " ../root/a.lua"));
+    }
+
+    void everyEntryIsUpdatedInTurn()
+    {
+        World world;
+        world.write("project/one/sub/a.lua");
+        world.write("project/two/b.lua");
+        world.project(demo, directories({"one", "two", "one"})
+                                    + translation({"de", "fr"}, "BaseDir=\"/l\""));
+        const QByteArray targets = " --source-language C --target-language de --ts de.ts"
+                                   " --target-language fr --ts fr.ts ";
+        const QByteArray first = update("-B ../one/l" + targets + "../one/sub/a.lua");
+        SAME(direct(world.run({"-q"})).text(),
+             report(0, first + update("-B ../two/l" + targets + "../two/b.lua") + first
+                               + release("de") + release("fr")
+                               + packWith("-i one -D sub/a.lua -i obj/root/sub/a.lua"
+                                          " -i two -D b.lua -i obj/root01/b.lua"
+                                          " -i one -D sub/a.lua -i obj/root02/sub/a.lua ",
+                                          {"de", "fr"})));
+    }
+
+    void pathsOfAProjectElsewhere_data()
+    {
+        Rows<QByteArray, QByteArray> row; // argument, prefix
+        row("relative", "../project/demo.ztp", "../project/");
+        row("absolute", "$W/project/demo.ztp", "$W/project/");
+    }
+    void pathsOfAProjectElsewhere()
+    {
+        auto [argument, prefix] = fetch<QByteArray, QByteArray>();
+        World world;
+        world.write("project/root/a.lua");
+        world.project(demo, directories({"root"}) + translation({"de"}, "BaseDir=\"/l\""));
+        argument.replace("$W", world.path());
+        const Result result = world.run({"-q", argument}, {.directory = "home"});
+        QCOMPARE(result.status, 0);
+        SAME(compilerCalls(result),
+             "(in $W/project/translations) ztlupdate --xml-report ../" + prefix
+                     + "obj/translations/report.xml -B ../" + prefix + "root/l " + german + "../"
+                     + prefix + "root/a.lua\n"
+                     + release("de")
+                               .replace(" translations/", ' ' + prefix + "translations/")
+                               .replace(" obj/", ' ' + prefix + "obj/"));
+    }
+
+    void entriesWithoutSourcesAreSkipped()
+    {
+        World world;
+        world.write("project/root/a.txt");
+        world.write("project/a.lua");
+        world.write("project/translations/de.ts");
+        world.write("project/obj/translations/report.xml");
+        world.project(demo, filesystem(merge("Directory", "root") + merge("Directory", "missing")
+                                       + merge("Archive", "a.lua"))
+                                    + translation({"de", "fr"}));
+        SAME(direct(world.run({"-q"})).text(),
+             report(0, release("de") + release("fr")
+                               + packWith("-i root -i missing --merge a.lua ", {"de", "fr"})));
+        QVERIFY(world.exists("project/obj/translations/report.xml"));
+    }
+
+    void singleFileIsASource()
+    {
+        World world;
+        world.write("project/src/a.lua");
+        world.project(demo, process(noPreprocess) + filesystem(merge("File", "src/a.lua", "/a.lua"))
+                                    + translation({}, "BaseDir=\"/l\""));
+        SAME(direct(world.run({"-q"})).text(),
+             report(0, "ztluac -o obj/root.luo -- src/a.lua\n"
+                               + update("-B ../src/a.lua/l --source-language C ../src/a.lua")
+                               + pack("-D /a.lua -i src/a.lua -D '' -i obj/root.luo ")));
+    }
+
+    void oldReportIsRemovedBeforeEachUpdate()
+    {
+        World world;
+        world.write("project/one/a.lua");
+        world.write("project/two/b.lua");
+        world.write("project/obj/translations/report.xml", "old");
+        world.project(demo, directories({"one", "two"}) + translation({}));
+        world.plan("ztlupdate", "* probe ../obj/translations/report.xml\n");
+        const Result result = world.run({"-q"});
+        QCOMPARE(names(result), (QByteArrayList{"ztlupdate", "ztlupdate", "ztmkromfs"}));
+        const QByteArrayList missing{"../obj/translations/report.xml missing"};
+        QCOMPARE(result.calls[0].probes, missing);
+        QCOMPARE(result.calls[1].probes, missing);
+        QVERIFY(world.exists("project/obj/translations/report.xml"));
+
+        world.plan("ztlupdate", "* exit 1\n");
+        QCOMPARE(world.run({"-q"}).status, 1);
+        QVERIFY(!world.exists("project/obj/translations/report.xml"));
+    }
+
+    void longUpdateTravelsInAFile()
+    {
+        World world;
+        world.write("project/root/a.lua");
+        world.project(demo, directories({"root"}) + translation({"de", "fr", "it"}));
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.status, 0);
+        const Call &call = result.calls.first();
+        QVERIFY2(call.responseFile.startsWith(world.path("project/obj/args.")),
+                 call.responseFile.constData());
+        SAME(call.responseText,
+             "--xml-report\n../obj/translations/report.xml\n--source-language\nC\n"
+             "--target-language\nde\n--ts\nde.ts\n--target-language\nfr\n--ts\nfr.ts\n"
+             "--target-language\nit\n--ts\nit.ts\n../root/a.lua\n");
+        QCOMPARE(call.directory, world.path("project/translations"));
+    }
+
+    void cataloguesAreReleasedWhenOutOfDate_data()
+    {
+        // The times of source and catalogue, 0 for a missing one; forced; released.
+        Rows<int, int, bool, bool> row;
+        row("missing", 5, 0, false, true);
+        row("older", 5, 4, false, true);
+        row("equal", 5, 5, false, false);
+        row("newer", 5, 6, false, false);
+        row("newer, forced", 5, 6, true, true);
+        row("equal, forced", 5, 5, true, true);
+        row("both missing", 0, 0, false, true);
+        row("source missing", 0, 5, false, false);
+        row("source missing, forced", 0, 5, true, true);
+    }
+    // The project file, which is younger than all of them, does not matter here.
+    void cataloguesAreReleasedWhenOutOfDate()
+    {
+        const auto [source, catalogue, forced, released] = fetch<int, int, bool, bool>();
+        World world;
+        world.project(demo, "<Filesystem/>" + translation({"de"}));
+        world.setTime("project/demo.ztp", 1000);
+        if (source)
+            world.write("project/translations/de.ts", "x\n", source);
+        if (catalogue)
+            world.write("project/obj/translations/de.qm", "x\n", catalogue);
+        SAME(world.run({"-q", forced ? "-A" : "-R"}).text(),
+             report(0, (released ? release("de") : QByteArray()) + packWith({}, {"de"})));
+    }
+
+    void failedUpdateEndsTheBuild()
+    {
+        World world;
+        world.write("project/one/a.lua");
+        world.write("project/two/b.lua");
+        world.project(demo, directories({"one", "two"}) + translation({"de"}));
+        world.plan("ztlupdate", "2 exit 4\n");
+        SAME(world.run({"-q"}).text(),
+             report(1, update(german + "../one/a.lua") + update(german + "../two/b.lua"),
+                    "[ztmake] Command exited with status 4\n"));
+        SAME(world.tree("project/obj"),
+             "root/\nroot/a.lua\nroot01/\nroot01/b.lua\ntranslations/\n");
+    }
+
+    void failedReleaseEndsTheBuild()
+    {
+        World world;
+        world.project(demo, "<Filesystem/>" + translation({"de", "fr"}));
+        world.plan("lrelease", "1 partial\n1 exit 1\n");
+        SAME(world.run({"-q"}).text(),
+             report(1, release("de"), "[ztmake] Command exited with status 1\n"));
+        SAME(world.tree("project/obj"), "translations/\ntranslations/de.qm\n");
+    }
+
+    void verbosityIsTheProjects()
+    {
+        World world;
+        world.write("project/root/a.lua");
+        world.project(demo, process(off) + "<Filesystem Verbose=\"0\">" + merge("Directory", "root")
+                                    + "</Filesystem>" + translation({"de"}));
+        SAME(world.run({}).err,
+             "[ztmake] " + update(german + "../root/a.lua").replace("$W/project/", "") + "[ztmake] "
+                     + release("de"));
+    }
 };
 
-void tst_Translation::translationsAreOffUnlessSwitchedOn_data()
-{
-    QTest::addColumn<QByteArray>("attribute");
-    QTest::addColumn<bool>("on");
-    QTest::newRow("on") << QByteArray("Enabled=\"yes\"") << true;
-    QTest::newRow("off") << QByteArray("Enabled=\"no\"") << false;
-    QTest::newRow("unset") << QByteArray() << false;
-}
-
-void tst_Translation::translationsAreOffUnlessSwitchedOn()
-{
-    QFETCH(QByteArray, attribute);
-    QFETCH(bool, on);
-    World world;
-    world.write("project/root/a.lua");
-    world.project(demo, noLua + "<Filesystem>" + directory("root") + "</Filesystem><Translation "
-                                + attribute + ">" + languages({"de"}) + "</Translation>");
-    const QByteArray merges = "-i root -D a.lua -i obj/root/a.lua ";
-    SAME(textOf(world.run({"-q"})),
-         on ? report(0, update("--source-language C --target-language de --ts de.ts ../root/a.lua")
-                                + release("de") + pack(merges, {"de"}))
-            : report(0, pack(merges)));
-    QCOMPARE(world.exists("project/translations"), on);
-    QCOMPARE(world.exists("project/obj/translations"), on);
-}
-
-void tst_Translation::optionsOfTheUpdate_data()
-{
-    QTest::addColumn<QByteArray>("source");
-    QTest::addColumn<QByteArray>("translation"); // attributes of the element
-    QTest::addColumn<QByteArray>("children");
-    QTest::addColumn<QByteArray>("options");
-
-    const QByteArray none;
-    const QByteArray root = "root";
-    QTest::newRow("least") << root << none << none << QByteArray("--source-language C");
-    QTest::newRow("source language") << root << none << QByteArray("<Default>en_GB</Default>")
-                                     << QByteArray("--source-language en_GB");
-    QTest::newRow("empty source language") << root << none << QByteArray("<Default></Default>")
-                                           << QByteArray("--source-language C");
-    QTest::newRow("last source language wins")
-            << root << none << QByteArray("<Default>en</Default><Default>it</Default>")
-            << QByteArray("--source-language it");
-    QTest::newRow("languages in order")
-            << root << none << languages({"fr", "a b"})
-            << QByteArray("--source-language C --target-language fr --ts fr.ts"
-                          " --target-language 'a b' --ts 'a b.ts'");
-    QTest::newRow("base directory") << root << QByteArray("BaseDir=\"/usr/lib/lua\"") << none
-                                    << QByteArray("-B ../root/usr/lib/lua --source-language C");
-    QTest::newRow("base directory without a slash") << root << QByteArray("BaseDir=\"lua\"") << none
-                                                    << QByteArray("-B ../root/lua"
-                                                                  " --source-language C");
-    QTest::newRow("source with a slash")
-            << QByteArray("root/") << QByteArray("BaseDir=\"lua\"") << none
-            << QByteArray("-B ../root/lua --source-language C");
-    QTest::newRow("both slashes") << QByteArray("root/") << QByteArray("BaseDir=\"/lua/\"") << none
-                                  << QByteArray("-B ../root//lua/ --source-language C");
-    QTest::newRow("all")
-            << root << QByteArray("BaseDir=\"/l\"") << "<Default>en</Default>" + languages({"de"})
-            << QByteArray("-B ../root/l --source-language en --target-language de --ts de.ts");
-}
-
-void tst_Translation::optionsOfTheUpdate()
-{
-    QFETCH(QByteArray, source);
-    QFETCH(QByteArray, translation);
-    QFETCH(QByteArray, children);
-    QFETCH(QByteArray, options);
-    World world;
-    world.write("project/root/a.lua");
-    world.project(demo, noLua + "<Filesystem>" + directory(source) + "</Filesystem><Translation "
-                                + translation + " Enabled=\"1\">" + children + "</Translation>");
-    const Result result = world.run({"-q"});
-    QCOMPARE(result.status, 0);
-    const QByteArray calls = result.callText();
-    SAME(calls.left(calls.indexOf('\n') + 1), update(options + " ../root/a.lua"));
-}
-
-void tst_Translation::everyEntryIsUpdatedInTurn()
-{
-    World world;
-    world.write("project/one/sub/a.lua");
-    world.write("project/two/b.lua");
-    world.project(demo, "<Filesystem>" + directory("one") + directory("two") + directory("one")
-                                + "</Filesystem><Translation Enabled=\"1\" BaseDir=\"/l\">"
-                                + languages({"de", "fr"}) + "</Translation>");
-    world.write("project/obj/root/sub/a.luo", "x\n", 2);
-    world.write("project/obj/root/sub/a.lui", "x\n", 2);
-    world.write("project/obj/root01/b.luo", "x\n", 2);
-    world.write("project/obj/root01/b.lui", "x\n", 2);
-    world.write("project/obj/root02/sub/a.luo", "x\n", 2);
-    world.write("project/obj/root02/sub/a.lui", "x\n", 2);
-    const QByteArray targets =
-            " --source-language C --target-language de --ts de.ts --target-language fr --ts fr.ts ";
-    SAME(textOf(world.run({"-q"})),
-         report(0, update("-B ../one/l" + targets + "../one/sub/a.lua")
-                           + update("-B ../two/l" + targets + "../two/b.lua")
-                           + update("-B ../one/l" + targets + "../one/sub/a.lua") + release("de")
-                           + release("fr")
-                           + pack("-i one -D sub/a.lua -i obj/root/sub/a.luo"
-                                  " -i two -D b.lua -i obj/root01/b.luo"
-                                  " -i one -D sub/a.lua -i obj/root02/sub/a.luo ",
-                                  {"de", "fr"})));
-}
-
-void tst_Translation::pathsOfAProjectElsewhere_data()
-{
-    QTest::addColumn<QByteArray>("argument");
-    QTest::addColumn<QByteArray>("prefix");
-    QTest::newRow("relative") << QByteArray("../project/demo.ztp") << QByteArray("../project/");
-    QTest::newRow("absolute") << QByteArray("/") << QByteArray("$W/project/");
-}
-
-void tst_Translation::pathsOfAProjectElsewhere()
-{
-    QFETCH(QByteArray, argument);
-    QFETCH(QByteArray, prefix);
-    World world;
-    world.write("project/root/a.lua");
-    world.project(demo, noLua + "<Filesystem>" + directory("root")
-                                + "</Filesystem><Translation Enabled=\"1\" BaseDir=\"/l\">"
-                                + languages({"de"}) + "</Translation>");
-    if (argument == "/")
-        argument = world.path("project/demo.ztp");
-    const Result result = world.run({"-q", argument}, {.directory = "home"});
-    QCOMPARE(result.status, 0);
-    const QByteArray calls = result.callText();
-    SAME(calls.left(calls.indexOf("ztmkromfs")),
-         "(in $W/project/translations) ztlupdate --xml-report ../" + prefix
-                 + "obj/translations/report.xml -B ../" + prefix
-                 + "root/l --source-language C --target-language de --ts de.ts ../" + prefix
-                 + "root/a.lua\nlrelease -removeidentical -nounfinished -silent " + prefix
-                 + "translations/de.ts -qm " + prefix + "obj/translations/de.qm\n");
-}
-
-void tst_Translation::entriesWithoutSourcesAreSkipped()
-{
-    World world;
-    world.write("project/root/a.txt");
-    world.write("project/obj/translations/report.xml");
-    world.project(demo, "<Filesystem>" + directory("root") + directory("missing")
-                                + "<Merge Type=\"Archive\"><Source>a.lua</Source></Merge>"
-                                  "</Filesystem><Translation Enabled=\"1\">"
-                                + languages({"de", "fr"}) + "</Translation>");
-    world.write("project/a.lua");
-    world.write("project/translations/de.ts");
-    SAME(textOf(world.run({"-q"})),
-         report(0, release("de") + release("fr")
-                           + pack("-i root -i missing --merge a.lua ", {"de", "fr"})));
-    QVERIFY(world.exists("project/obj/translations/report.xml"));
-}
-
-void tst_Translation::singleFileIsASource()
-{
-    World world;
-    world.write("project/src/a.lua");
-    world.project(demo, R"(<Filesystem><Merge Type="File"><Source>src/a.lua</Source>
-                           <Destination>/a.lua</Destination></Merge></Filesystem>
-                           <Translation Enabled="1" BaseDir="/l"/>)");
-    SAME(textOf(world.run({"-q"})),
-         report(0, "ztlpp --strip --trim -I ../sdk/usr/include --out obj/root.lui --root src/a.lua"
-                   " -- src/a.lua\nztluac -o obj/root.luo -- obj/root.lui\n"
-                           + update("-B ../src/a.lua/l --source-language C ../src/a.lua")
-                           + pack("-D /a.lua -i src/a.lua -D '' -i obj/root.luo ")));
-}
-
-void tst_Translation::oldReportIsRemovedBeforeEachUpdate()
-{
-    World world;
-    world.write("project/one/a.lua");
-    world.write("project/two/b.lua");
-    world.write("project/obj/translations/report.xml", "old");
-    world.project(demo, noLua + "<Filesystem>" + directory("one") + directory("two")
-                                + "</Filesystem><Translation Enabled=\"1\"/>");
-    world.plan("ztlupdate", "* probe ../obj/translations/report.xml\n");
-    const Result result = world.run({"-q"});
-    QCOMPARE(result.calls.size(), 3);
-    const QByteArrayList missing{"../obj/translations/report.xml missing"};
-    QCOMPARE(result.calls[0].probes, missing);
-    QCOMPARE(result.calls[1].probes, missing);
-    QVERIFY(world.exists("project/obj/translations/report.xml"));
-
-    world.plan("ztlupdate", "* exit 1\n");
-    QCOMPARE(world.run({"-q"}).status, 1);
-    QVERIFY(!world.exists("project/obj/translations/report.xml"));
-}
-
-void tst_Translation::longUpdateTravelsInAFile()
-{
-    World world;
-    world.write("project/root/a.lua");
-    world.project(demo, noLua + "<Filesystem>" + directory("root")
-                                + "</Filesystem><Translation Enabled=\"1\">"
-                                + languages({"de", "fr", "it"}) + "</Translation>");
-    const Result result = world.run({"-q"});
-    QCOMPARE(result.status, 0);
-    const Call &call = result.calls.first();
-    QVERIFY2(call.responseFile.startsWith(world.path("project/obj/args.")),
-             call.responseFile.constData());
-    SAME(call.responseText,
-         "--xml-report\n../obj/translations/report.xml\n--source-language\nC\n"
-         "--target-language\nde\n--ts\nde.ts\n--target-language\nfr\n--ts\nfr.ts\n"
-         "--target-language\nit\n--ts\nit.ts\n../root/a.lua\n");
-    QCOMPARE(call.directory, world.path("project/translations"));
-}
-
-void tst_Translation::cataloguesAreReleasedWhenOutOfDate_data()
-{
-    QTest::addColumn<int>("source"); // times; 0: missing
-    QTest::addColumn<int>("catalogue");
-    QTest::addColumn<bool>("forced");
-    QTest::addColumn<bool>("released");
-
-    QTest::newRow("missing") << 5 << 0 << false << true;
-    QTest::newRow("older") << 5 << 4 << false << true;
-    QTest::newRow("equal") << 5 << 5 << false << false;
-    QTest::newRow("newer") << 5 << 6 << false << false;
-    QTest::newRow("newer, forced") << 5 << 6 << true << true;
-    QTest::newRow("equal, forced") << 5 << 5 << true << true;
-    QTest::newRow("both missing") << 0 << 0 << false << true;
-    QTest::newRow("source missing") << 0 << 5 << false << false;
-    QTest::newRow("source missing, forced") << 0 << 5 << true << true;
-}
-
-// The project file, which is younger than all of them, does not matter here.
-void tst_Translation::cataloguesAreReleasedWhenOutOfDate()
-{
-    QFETCH(int, source);
-    QFETCH(int, catalogue);
-    QFETCH(bool, forced);
-    QFETCH(bool, released);
-    World world;
-    world.project(demo, "<Filesystem/><Translation Enabled=\"1\">" + languages({"de"})
-                                + "</Translation>");
-    world.setTime("project/demo.ztp", 1000);
-    if (source)
-        world.write("project/translations/de.ts", "x\n", source);
-    if (catalogue)
-        world.write("project/obj/translations/de.qm", "x\n", catalogue);
-    SAME(world.run({"-q", forced ? "-A" : "-R"}).text(),
-         report(0, (released ? release("de") : QByteArray()) + pack({}, {"de"})));
-}
-
-void tst_Translation::failedUpdateEndsTheBuild()
-{
-    World world;
-    world.write("project/one/a.lua");
-    world.write("project/two/b.lua");
-    world.project(demo, noLua + "<Filesystem>" + directory("one") + directory("two")
-                                + "</Filesystem><Translation Enabled=\"1\">" + languages({"de"})
-                                + "</Translation>");
-    world.plan("ztlupdate", "2 exit 4\n");
-    const QByteArray options = "--source-language C --target-language de --ts de.ts ";
-    SAME(world.run({"-q"}).text(),
-         report(1, update(options + "../one/a.lua") + update(options + "../two/b.lua"),
-                "[ztmake] Command exited with status 4\n"));
-    SAME(world.tree("project/obj"), "root/\nroot/a.lua\nroot01/\nroot01/b.lua\ntranslations/\n");
-}
-
-void tst_Translation::failedReleaseEndsTheBuild()
-{
-    World world;
-    world.project(demo, "<Filesystem/><Translation Enabled=\"1\">" + languages({"de", "fr"})
-                                + "</Translation>");
-    world.plan("lrelease", "1 partial\n1 exit 1\n");
-    SAME(world.run({"-q"}).text(),
-         report(1, release("de"), "[ztmake] Command exited with status 1\n"));
-    SAME(world.tree("project/obj"), "translations/\ntranslations/de.qm\n");
-}
-
-void tst_Translation::verbosityIsTheProjects()
-{
-    World world;
-    world.write("project/root/a.lua");
-    world.project(demo, noLua + "<Filesystem Verbose=\"0\">" + directory("root")
-                                + "</Filesystem><Translation Enabled=\"1\">" + languages({"de"})
-                                + "</Translation>");
-    SAME(world.run({}).err,
-         "[ztmake] (in translations) ztlupdate --xml-report ../obj/translations/report.xml"
-         " --source-language C --target-language de --ts de.ts ../root/a.lua\n[ztmake] "
-                 + release("de"));
-}
-
-QTEST_GUILESS_MAIN(tst_Translation)
+QTEST_GUILESS_MAIN(TestTranslation)
 #include "tst_translation.moc"

@@ -7,12 +7,9 @@
 #include <QProcess>
 
 #include <algorithm>
-#include <csignal>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <grp.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,7 +17,6 @@ namespace {
 
 constexpr qint64 secondsOf2020 = 1577836800;
 constexpr qint64 nanosecondsPerSecond = 1000000000;
-constexpr unsigned nobody = 65534;
 
 QString decoded(const QByteArray &path)
 {
@@ -32,24 +28,6 @@ void require(bool condition, const char *what, const QByteArray &name)
 {
     if (!condition)
         qFatal("World: cannot %s %s", what, name.constData());
-}
-
-bool isPlain(const QByteArray &argument)
-{
-    static const QByteArray plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
-                                    "_./,:=+@%#~-";
-    return !argument.isEmpty() && std::all_of(argument.begin(), argument.end(), [](char c) {
-        return plain.contains(c) || static_cast<unsigned char>(c) >= 0x80;
-    });
-}
-
-QByteArray quoted(const QByteArray &argument, const QByteArray &root)
-{
-    QByteArray shown = argument;
-    if (isPlain(argument))
-        return shown.replace(root, "$W");
-    shown.replace('\\', "\\\\").replace('\'', "\\'").replace('\n', "\\n").replace(root, "$W");
-    return '\'' + shown + '\'';
 }
 
 /// Takes one "<length>:<bytes>," off the front.
@@ -89,92 +67,7 @@ void store(Call &call, const QByteArray &key, const QByteArray &value)
         qFatal("World: %s %s", key.constData(), value.constData());
 }
 
-void giveUpRights()
-{
-    if (geteuid() != 0)
-        return;
-    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)
-        _exit(126);
-}
-
-void limitFileSize(qint64 bytes)
-{
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = static_cast<rlim_t>(bytes);
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-void limitFiles(int count)
-{
-    const rlimit limit{static_cast<rlim_t>(count), static_cast<rlim_t>(count)};
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-/// Signals are as in a shell, whatever this test was started from.
-void setSignals(int ignored)
-{
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(number, number == ignored ? SIG_IGN : SIG_DFL);
-}
-
 } // namespace
-
-QByteArray Result::callText() const
-{
-    QByteArray text;
-    for (const Call &call : calls) {
-        if (call.directory != directory)
-            text += "(in " + quoted(call.directory, root) + ") ";
-        text += call.name;
-        if (!call.responseFile.isEmpty())
-            text += '@';
-        for (const QByteArray &argument : call.arguments)
-            text += ' ' + quoted(argument, root);
-        text += '\n';
-    }
-    return text;
-}
-
-QByteArray Result::text() const
-{
-    return report(status, callText(), err, out);
-}
-
-QByteArray report(int status, const QByteArray &calls, const QByteArray &err, const QByteArray &out)
-{
-    return "status " + QByteArray::number(status) + "\nstandard output:\n" + out
-           + "standard error:\n" + err + "calls:\n" + calls;
-}
-
-QByteArray echoOf(const QByteArray &calls)
-{
-    QByteArray text;
-    for (QByteArray line : calls.split('\n').mid(0, calls.count('\n'))) {
-        const qsizetype blank = line.indexOf(' ');
-        if (line[blank - 1] == '@')
-            line.remove(blank - 1, 1);
-        text += "[ztmake] " + line + '\n';
-    }
-    return text;
-}
-
-QByteArray difference(const QByteArray &actual, const QByteArray &expected)
-{
-    if (actual == expected)
-        return {};
-    qsizetype same = 0;
-    while (same < actual.size() && same < expected.size() && actual[same] == expected[same])
-        ++same;
-    const qsizetype line = actual.left(same).lastIndexOf('\n') + 1;
-    const auto lineOf = [line](const QByteArray &text) {
-        return text.mid(line, std::max<qsizetype>(text.indexOf('\n', line), line) - line);
-    };
-    return "\n---- first difference, actual:\n" + lineOf(actual) + "\n---- expected:\n"
-           + lineOf(expected) + "\n---- actual, whole:\n" + actual + "---- expected, whole:\n"
-           + expected + "----";
-}
 
 World::World() : m_directory(QDir::tempPath() + QStringLiteral("/ztmake-XXXXXX"))
 {
@@ -188,19 +81,16 @@ World::World() : m_directory(QDir::tempPath() + QStringLiteral("/ztmake-XXXXXX")
         install(STANDIN_PROGRAM, "sdk/bin/" + tool);
     install(STANDIN_PROGRAM, "path/svnversion");
 
-    const auto set = [this](const char *name, const QByteArray &value) {
-        m_environment.insert(QLatin1String(name), decoded(value));
-    };
-    set("LC_ALL", "C.UTF-8");
-    set("HOME", path("home"));
-    set("PATH", path("path") + ":/usr/bin:/bin");
-    set("QT_LOGGING_TO_CONSOLE", "1");
-    set("ZTTEST_DIR", path("record"));
-    set("GCOV_ERROR_FILE", "/dev/null");
+    setVariable("LC_ALL", "C.UTF-8");
+    setVariable("HOME", path("home"));
+    setVariable("PATH", path("path") + ":/usr/bin:/bin");
+    setVariable("QT_LOGGING_TO_CONSOLE", "1");
+    setVariable("ZTTEST_DIR", path("record"));
+    setVariable("GCOV_ERROR_FILE", "/dev/null");
     for (const char *name : {"LD_LIBRARY_PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS",
                              "LLVM_PROFILE_FILE", "TMPDIR"}) {
         if (qEnvironmentVariableIsSet(name))
-            set(name, qgetenv(name));
+            setVariable(name, qgetenv(name));
     }
 }
 
@@ -334,24 +224,31 @@ QByteArrayList World::entries(const QByteArray &name) const
 void World::project(const QByteArray &attributes, const QByteArray &children,
                     const QByteArray &name)
 {
-    write(name, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2009/42\">\n"
-                "<Project "
-                        + attributes + ">\n" + children + "</Project>\n</ZeltaProject>\n");
+    writeProject("http://zelta.example/Zelta/Project/2009/42", attributes, children, name);
 }
 
 void World::firstSchemaProject(const QByteArray &attributes, const QByteArray &children,
                                const QByteArray &name)
 {
-    write(name, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                "<ZeltaProject xmlns=\"http://zelta.example/Zelta/Project/2009\">\n"
-                "<Project "
-                        + attributes + ">\n" + children + "</Project>\n</ZeltaProject>\n");
+    writeProject("http://zelta.example/Zelta/Project/2009", attributes, children, name);
+}
+
+void World::writeProject(const QByteArray &schema, const QByteArray &attributes,
+                         const QByteArray &children, const QByteArray &name)
+{
+    write(name, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ZeltaProject xmlns=\"" + schema
+                        + "\">\n<Project " + attributes + ">\n" + children
+                        + "</Project>\n</ZeltaProject>\n");
 }
 
 QByteArray World::environment(const char *name) const
 {
     return QFile::encodeName(m_environment.value(QLatin1String(name)));
+}
+
+void World::setVariable(const char *name, const QByteArray &value)
+{
+    m_environment.insert(QLatin1String(name), decoded(value));
 }
 
 void World::plan(const QByteArray &tool, const QByteArray &lines)
@@ -409,17 +306,7 @@ Result World::run(const QByteArrayList &arguments, const Start &start)
         handOver();
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(decoded(path(start.directory)));
-    process.setChildProcessModifier([start] {
-        if (start.fileSizeLimit >= 0)
-            limitFileSize(start.fileSizeLimit);
-        if (start.fileLimit >= 0)
-            limitFiles(start.fileLimit);
-        if (start.ownGroup)
-            setpgid(0, 0);
-        setSignals(start.ignoredSignal);
-        if (start.ordinaryUser)
-            giveUpRights();
-    });
+    process.setChildProcessModifier([start] { start.setUpChild(); });
     process.start(decoded(start.program.contains('/') ? path(start.program) : start.program),
                   texts);
     process.write(start.input);

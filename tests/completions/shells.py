@@ -39,7 +39,7 @@ class Completion:
         """Runs a shell, which must not complain, in the directory; gives what it printed."""
         result = subprocess.run(
             command, cwd=self.dir, stdin=subprocess.DEVNULL, capture_output=True, text=True,
-            timeout=50, env={"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "TERM": "dumb",
+            timeout=600, env={"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "TERM": "dumb",
                              "HOME": str(self.home), "XDG_CONFIG_HOME": str(self.home),
                              "XDG_DATA_HOME": str(self.home)})
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)

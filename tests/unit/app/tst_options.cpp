@@ -1,6 +1,6 @@
 #include "app/options.h"
 
-#include <QtTest>
+#include "rows.h"
 
 #include <getopt.h>
 
@@ -30,13 +30,10 @@ class TestOptions : public QObject
 private slots:
     void accepted_data()
     {
-        QTest::addColumn<int>("operation");
-        QTest::addColumn<int>("verbosity");
-        QTest::addColumn<bool>("report");
-        QTest::addColumn<QString>("projectFile");
-        const auto add = [](const char *line, int operation, int verbosity, bool report,
-                            const QString &file) {
-            QTest::newRow(line) << operation << verbosity << report << file;
+        Rows<int, int, bool, QString> row; // operation, verbosity, report, projectFile
+        const auto add = [&](const char *line, int operation, int verbosity, bool report,
+                             const QString &file) {
+            row(line, operation, verbosity, report, file);
         };
         add("", 0, 1, false, {});
         add("-A", 1, 1, false, {});
@@ -64,20 +61,21 @@ private slots:
     }
     void accepted()
     {
+        const auto [operation, verbosity, report, projectFile] = fetch<int, int, bool, QString>();
         const std::optional<Options> options = parse(QTest::currentDataTag());
         QVERIFY(options);
-        QTEST(static_cast<int>(options->operation), "operation");
-        QTEST(options->verbosity, "verbosity");
-        QTEST(options->report, "report");
-        QTEST(options->projectFile, "projectFile");
+        QCOMPARE(static_cast<int>(options->operation), operation);
+        QCOMPARE(options->verbosity, verbosity);
+        QCOMPARE(options->report, report);
+        QCOMPARE(options->projectFile, projectFile);
     }
 
     void usageIsDue_data()
     {
-        QTest::addColumn<int>("dummy");
+        Rows<int> row; // dummy
         for (const char *line :
              {"-D", "-?", "--help", "-x", "--unknown", "a.ztp b.ztp", "--all=1", "--clear -x"})
-            QTest::newRow(line) << 0;
+            row(line, 0);
     }
     void usageIsDue() { QVERIFY(!parse(QTest::currentDataTag())); }
 };

@@ -1,5 +1,6 @@
 #include "app/projectloader.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -13,13 +14,13 @@ private slots:
 
     void bothSchemasAreRead_data()
     {
-        QTest::addColumn<QByteArray>("nameSpace");
-        QTest::newRow("current") << "http://zelta.example/Zelta/Project/2009/42"_ba;
-        QTest::newRow("first") << "http://zelta.example/Zelta/Project/2009"_ba;
+        Rows<QByteArray> row; // nameSpace
+        row("current", "http://zelta.example/Zelta/Project/2009/42");
+        row("first", "http://zelta.example/Zelta/Project/2009");
     }
     void bothSchemasAreRead()
     {
-        QFETCH(QByteArray, nameSpace);
+        const auto [nameSpace] = fetch<QByteArray>();
         QVERIFY(load("<ZeltaProject xmlns='" + nameSpace
                      + "'><Project Name='B'></Project></ZeltaProject>"));
         QCOMPARE(m_spec.name, u"B"_s);
@@ -37,18 +38,18 @@ private slots:
 
     void anythingElseIsNoProject_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::newRow("empty") << ""_ba;
-        QTest::newRow("no XML") << "hello"_ba;
-        QTest::newRow("other root") << "<other/>"_ba;
-        QTest::newRow("unknown namespace") << "<ZeltaProject xmlns='x'/>"_ba;
-        QTest::newRow("first schema with an error")
-                << "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009'><Project><x/>"
-                   "</Project></ZeltaProject>"_ba;
+        Rows<QByteArray> row; // text
+        row("empty", {});
+        row("no XML", "hello");
+        row("other root", "<other/>");
+        row("unknown namespace", "<ZeltaProject xmlns='x'/>");
+        row("first schema with an error",
+            "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009'><Project><x/>"
+            "</Project></ZeltaProject>");
     }
     void anythingElseIsNoProject()
     {
-        QFETCH(QByteArray, text);
+        const auto [text] = fetch<QByteArray>();
         QVERIFY(!load(text));
         QCOMPARE(m_error, u"This is not a ZeltaManager project file."_s);
     }

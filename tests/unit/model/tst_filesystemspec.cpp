@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include <functional>
+
 using namespace Qt::StringLiterals;
 
 class TestFilesystemSpec : public QObject
@@ -16,8 +18,8 @@ private slots:
         QCOMPARE(spec.type, -1);
         QCOMPARE(spec.includeBase.value, -1);
         QCOMPARE(spec.verbose, -1);
-        const MergeSpec merge;
-        QCOMPARE(static_cast<int>(merge.type), -1);
+        QCOMPARE(static_cast<int>(MergeSpec().type), -1);
+        QCOMPARE(TargetSpec().verbose, -1);
     }
 
     void mergeTypesHaveTheirNumbers()
@@ -43,65 +45,34 @@ private slots:
         QVERIFY(spec == expected);
     }
 
-    void everyFieldOfAFilesystemIsCompared()
+    void everyFieldIsCompared()
     {
-        const FilesystemSpec base;
-        FilesystemSpec other = base;
-        QVERIFY(other == base);
-        other.type = 0;
-        QVERIFY(!(other == base));
-        other = base;
-        other.includeBase = {0};
-        QVERIFY(!(other == base));
-        other = base;
-        other.label = u"x"_s;
-        QVERIFY(!(other == base));
-        other = base;
-        other.merges.append(MergeSpec());
-        QVERIFY(!(other == base));
-        other = base;
-        other.verbose = 0;
-        QVERIFY(!(other == base));
-        other = base;
-        other.process.strip = {1};
-        QVERIFY(!(other == base));
+        compare<FilesystemSpec>({[](auto &spec) { spec.type = 0; },
+                                 [](auto &spec) { spec.includeBase = {0}; },
+                                 [](auto &spec) { spec.label = u"x"_s; },
+                                 [](auto &spec) { spec.merges.append(MergeSpec()); },
+                                 [](auto &spec) { spec.verbose = 0; },
+                                 [](auto &spec) { spec.process.strip = {1}; }});
+        compare<MergeSpec>({[](auto &spec) { spec.type = MergeSpec::Type::File; },
+                            [](auto &spec) { spec.source = u"x"_s; },
+                            [](auto &spec) { spec.destination = u"x"_s; },
+                            [](auto &spec) { spec.process.strip = {1}; }});
+        compare<TargetSpec>({[](auto &spec) { spec.model = u"x"_s; },
+                             [](auto &spec) { spec.buildInstaller = {0}; },
+                             [](auto &spec) { spec.includeMbr = {0}; },
+                             [](auto &spec) { spec.verbose = 0; }});
     }
 
-    void everyFieldOfAMergeIsCompared()
+private:
+    template <typename Spec>
+    static void compare(const QList<std::function<void(Spec &)>> &changes)
     {
-        const MergeSpec base;
-        MergeSpec other = base;
-        QVERIFY(other == base);
-        other.type = MergeSpec::Type::File;
-        QVERIFY(!(other == base));
-        other = base;
-        other.source = u"x"_s;
-        QVERIFY(!(other == base));
-        other = base;
-        other.destination = u"x"_s;
-        QVERIFY(!(other == base));
-        other = base;
-        other.process.strip = {1};
-        QVERIFY(!(other == base));
-    }
-
-    void everyFieldOfATargetIsCompared()
-    {
-        const TargetSpec base;
-        QCOMPARE(base.verbose, -1);
-        TargetSpec other = base;
-        QVERIFY(other == base);
-        other.model = u"x"_s;
-        QVERIFY(!(other == base));
-        other = base;
-        other.buildInstaller = {0};
-        QVERIFY(!(other == base));
-        other = base;
-        other.includeMbr = {0};
-        QVERIFY(!(other == base));
-        other = base;
-        other.verbose = 0;
-        QVERIFY(!(other == base));
+        QVERIFY(Spec() == Spec());
+        for (const auto &change : changes) {
+            Spec other;
+            change(other);
+            QVERIFY(!(other == Spec()));
+        }
     }
 };
 

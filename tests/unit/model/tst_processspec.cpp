@@ -1,6 +1,6 @@
 #include "model/processspec.h"
 
-#include <QtTest>
+#include "rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -24,18 +24,14 @@ class TestProcessSpec : public QObject
 private slots:
     void accessors_data()
     {
-        QTest::addColumn<int>("value");
-        QTest::addColumn<bool>("onByDefault");
-        QTest::addColumn<bool>("offByDefault");
-        QTest::newRow("not set") << -1 << true << false;
-        QTest::newRow("false") << 0 << false << false;
-        QTest::newRow("true") << 1 << true << true;
+        Rows<int, bool, bool> row; // value, onByDefault, offByDefault
+        row("not set", -1, true, false);
+        row("false", 0, false, false);
+        row("true", 1, true, true);
     }
     void accessors()
     {
-        QFETCH(int, value);
-        QFETCH(bool, onByDefault);
-        QFETCH(bool, offByDefault);
+        const auto [value, onByDefault, offByDefault] = fetch<int, bool, bool>();
         const ProcessSpec spec = uniform(value);
         QCOMPARE(spec.preprocess(), onByDefault);
         QCOMPARE(spec.simplifyWhitespace(), onByDefault);

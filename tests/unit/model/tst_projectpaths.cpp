@@ -1,5 +1,6 @@
 #include "model/projectspec.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -34,67 +35,59 @@ private slots:
 
     void projectFilePath_data()
     {
-        QTest::addColumn<QString>("projectFile");
-        QTest::addColumn<QString>("projectDirectory");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("expected");
+        Rows<QString, QString, QString, QString>
+                row; // projectFile, projectDirectory, path, expected
         const QString box = u"work/box.ztp"_s;
-        QTest::newRow("relative") << box << u""_s << u"src/a.lua"_s << u"work/src/a.lua"_s;
-        QTest::newRow("absolute") << box << u""_s << u"/tmp/x"_s << u"/tmp/x"_s;
-        QTest::newRow("below the SDK")
-                << box << u""_s << u"$SDK/include"_s << u"/opt/sdk-2.1/include"_s;
-        QTest::newRow("the SDK") << box << u""_s << u"$SDK"_s << u"/opt/sdk-2.1/"_s;
-        QTest::newRow("absolute behind the SDK prefix") << box << u""_s << u"$SDK//x"_s << u"/x"_s;
-        QTest::newRow("other case") << box << u""_s << u"$sdk/x"_s << u"work/$sdk/x"_s;
-        QTest::newRow("longer name") << box << u""_s << u"$SDKs/x"_s << u"work/$SDKs/x"_s;
-        QTest::newRow("in the working directory")
-                << u"box.ztp"_s << u""_s << u"src/a.lua"_s << u"src/a.lua"_s;
-        QTest::newRow("the project directory") << box << u""_s << u""_s << u"work"_s;
-        QTest::newRow("empty for the working directory") << u"box.ztp"_s << u""_s << u""_s << u""_s;
-        QTest::newRow("own directory") << box << u"tree"_s << u"a"_s << u"tree/a"_s;
-        QTest::newRow("own directory with separator") << box << u"tree/"_s << u"a"_s << u"tree/a"_s;
-        QTest::newRow("own directory as written") << box << u"."_s << u"a"_s << u"./a"_s;
-        QTest::newRow("own directory alone") << box << u"tree"_s << u""_s << u"tree"_s;
-        QTest::newRow("below the root") << u"/box.ztp"_s << u""_s << u"a"_s << u"/a"_s;
+        row("relative", box, {}, u"src/a.lua"_s, u"work/src/a.lua"_s);
+        row("absolute", box, {}, u"/tmp/x"_s, u"/tmp/x"_s);
+        row("below the SDK", box, {}, u"$SDK/include"_s, u"/opt/sdk-2.1/include"_s);
+        row("the SDK", box, {}, u"$SDK"_s, u"/opt/sdk-2.1/"_s);
+        row("the SDK with a slash", box, {}, u"$SDK/"_s, u"/opt/sdk-2.1/"_s);
+        row("not at the start", box, {}, u"./$SDK/x"_s, u"work/./$SDK/x"_s);
+        row("dots", box, {}, u"../a/./b"_s, u"work/../a/./b"_s);
+        row("absolute behind the SDK prefix", box, {}, u"$SDK//x"_s, u"/x"_s);
+        row("other case", box, {}, u"$sdk/x"_s, u"work/$sdk/x"_s);
+        row("longer name", box, {}, u"$SDKs/x"_s, u"work/$SDKs/x"_s);
+        row("in the working directory", u"box.ztp"_s, {}, u"src/a.lua"_s, u"src/a.lua"_s);
+        row("the project directory", box, {}, {}, u"work"_s);
+        row("empty for the working directory", u"box.ztp"_s, {}, {}, {});
+        row("own directory", box, u"tree"_s, u"a"_s, u"tree/a"_s);
+        row("own directory with separator", box, u"tree/"_s, u"a"_s, u"tree/a"_s);
+        row("own directory as written", box, u"."_s, u"a"_s, u"./a"_s);
+        row("own directory alone", box, u"tree"_s, {}, u"tree"_s);
+        row("below the root", u"/box.ztp"_s, {}, u"a"_s, u"/a"_s);
     }
     void projectFilePath()
     {
-        QFETCH(QString, path);
+        const auto [projectFile, projectDirectory, path, expected] =
+                fetch<QString, QString, QString, QString>();
         ProjectSpec spec;
         spec.sdkCache = u"/opt/sdk-2.1"_s;
-        QFETCH(QString, projectFile);
-        QFETCH(QString, projectDirectory);
         spec.projectFile = projectFile;
         spec.projectDirectory = projectDirectory;
-        QTEST(spec.projectFilePath(path), "expected");
+        QCOMPARE(spec.projectFilePath(path), expected);
     }
 
     void objectAndOutputPaths_data()
     {
-        QTest::addColumn<QString>("directory");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("object");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("default directory")
-                << u""_s << u"x"_s << u"work/obj/x"_s << u"work/firmware/x"_s;
-        QTest::newRow("default alone") << u""_s << u""_s << u"work/obj"_s << u"work/firmware"_s;
-        QTest::newRow("absolute name") << u""_s << u"/x"_s << u"/x"_s << u"/x"_s;
-        QTest::newRow("own") << u"out/"_s << u"x"_s << u"work/out/x"_s << u"work/out/x"_s;
-        QTest::newRow("absolute directory") << u"/o"_s << u"x"_s << u"/o/x"_s << u"/o/x"_s;
-        QTest::newRow("in the SDK")
-                << u"$SDK/o"_s << u"x"_s << u"/opt/sdk/o/x"_s << u"/opt/sdk/o/x"_s;
+        Rows<QString, QString, QString, QString> row; // directory, path, object, output
+        row("default directory", {}, u"x"_s, u"work/obj/x"_s, u"work/firmware/x"_s);
+        row("default alone", {}, {}, u"work/obj"_s, u"work/firmware"_s);
+        row("absolute name", {}, u"/x"_s, u"/x"_s, u"/x"_s);
+        row("own", u"out/"_s, u"x"_s, u"work/out/x"_s, u"work/out/x"_s);
+        row("absolute directory", u"/o"_s, u"x"_s, u"/o/x"_s, u"/o/x"_s);
+        row("in the SDK", u"$SDK/o"_s, u"x"_s, u"/opt/sdk/o/x"_s, u"/opt/sdk/o/x"_s);
     }
     void objectAndOutputPaths()
     {
-        QFETCH(QString, directory);
-        QFETCH(QString, path);
+        const auto [directory, path, object, output] = fetch<QString, QString, QString, QString>();
         ProjectSpec spec;
         spec.projectFile = u"work/box.ztp"_s;
         spec.sdkCache = u"/opt/sdk"_s;
         spec.objectDirectory = directory;
         spec.outputDirectory = directory;
-        QTEST(spec.objectFilePath(path), "object");
-        QTEST(spec.outputFilePath(path), "output");
+        QCOMPARE(spec.objectFilePath(path), object);
+        QCOMPARE(spec.outputFilePath(path), output);
     }
 
     void translationPaths()
@@ -109,32 +102,27 @@ private slots:
 
     void stateFile_data()
     {
-        QTest::addColumn<QString>("projectFile");
-        QTest::addColumn<QString>("attribute");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<QString>("ofStep");
-        QTest::newRow("default") << u"work/box.ztp"_s << u""_s << u"work/box.ztn"_s
-                                 << u"work/box-mtd16-x.ztn"_s;
-        QTest::newRow("complete suffix") << u"work/box.v2.ztp"_s << u""_s << u"work/box.v2.ztn"_s
-                                         << u"work/box-mtd16-x.v2.ztn"_s;
-        QTest::newRow("no extension, dot in the directory")
-                << u"a.b/box"_s << u""_s << u"a.ztn"_s << u"a-mtd16-x.ztn"_s;
-        QTest::newRow("attribute") << u"work/box.ztp"_s << u"s/my.state"_s << u"work/s/my.state"_s
-                                   << u"work/s/my-mtd16-x.state"_s;
-        QTest::newRow("attribute without suffix loses its last letter")
-                << u"box.ztp"_s << u"state"_s << u"state"_s << u"stat-mtd16-x."_s;
-        QTest::newRow("default is not relative to the project directory")
-                << u"sub/box.ztp"_s << u""_s << u"sub/box.ztn"_s << u"sub/box-mtd16-x.ztn"_s;
+        Rows<QString, QString, QString, QString> row; // projectFile, attribute, expected, ofStep
+        row("default", u"work/box.ztp"_s, {}, u"work/box.ztn"_s, u"work/box-mtd16-x.ztn"_s);
+        row("complete suffix", u"work/box.v2.ztp"_s, {}, u"work/box.v2.ztn"_s,
+            u"work/box-mtd16-x.v2.ztn"_s);
+        row("no extension, dot in the directory", u"a.b/box"_s, {}, u"a.ztn"_s, u"a-mtd16-x.ztn"_s);
+        row("attribute", u"work/box.ztp"_s, u"s/my.state"_s, u"work/s/my.state"_s,
+            u"work/s/my-mtd16-x.state"_s);
+        row("attribute without suffix loses its last letter", u"box.ztp"_s, u"state"_s, u"state"_s,
+            u"stat-mtd16-x."_s);
+        row("default is not relative to the project directory", u"sub/box.ztp"_s, {},
+            u"sub/box.ztn"_s, u"sub/box-mtd16-x.ztn"_s);
     }
     void stateFile()
     {
-        QFETCH(QString, projectFile);
-        QFETCH(QString, attribute);
+        const auto [projectFile, attribute, expected, ofStep] =
+                fetch<QString, QString, QString, QString>();
         ProjectSpec spec;
         spec.projectFile = projectFile;
         spec.stateFile_ = attribute;
-        QTEST(spec.stateFile(), "expected");
-        QTEST(spec.stateFile(u"mtd16"_s, u"x"_s), "ofStep");
+        QCOMPARE(spec.stateFile(), expected);
+        QCOMPARE(spec.stateFile(u"mtd16"_s, u"x"_s), ofStep);
     }
 
     void stateFileOfAStepOfNothing()

@@ -1,6 +1,6 @@
 #include "model/projectspec.h"
 
-#include <QtTest>
+#include "rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -118,14 +118,14 @@ private slots:
 
     void comparison_data()
     {
-        QTest::addColumn<int>("index");
+        Rows<int> row; // index
         const auto all = changes();
         for (int i = 0; i < all.size(); ++i)
-            QTest::newRow(all[i].first) << i;
+            row(all[i].first, i);
     }
     void comparison()
     {
-        QFETCH(int, index);
+        const auto [index] = fetch<int>();
         const ProjectSpec base;
         ProjectSpec other;
         QVERIFY(other == base);

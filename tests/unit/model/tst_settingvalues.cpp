@@ -1,6 +1,6 @@
 #include "model/settingvalues.h"
 
-#include <QtTest>
+#include "rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -11,21 +11,18 @@ class TestSettingValues : public QObject
 private slots:
     void tristate_data()
     {
-        QTest::addColumn<int>("value");
-        QTest::addColumn<bool>("isSet");
-        QTest::addColumn<bool>("isOn");
-        QTest::addColumn<bool>("isNotOff");
-        QTest::newRow("not set") << -1 << false << false << true;
-        QTest::newRow("false") << 0 << true << false << false;
-        QTest::newRow("true") << 1 << true << true << true;
+        Rows<int, bool, bool, bool> row; // value, isSet, isOn, isNotOff
+        row("not set", -1, false, false, true);
+        row("false", 0, true, false, false);
+        row("true", 1, true, true, true);
     }
     void tristate()
     {
-        QFETCH(int, value);
+        const auto [value, isSet, isOn, isNotOff] = fetch<int, bool, bool, bool>();
         const Tristate setting{value};
-        QTEST(setting.isSet(), "isSet");
-        QTEST(setting.isOn(), "isOn");
-        QTEST(setting.isNotOff(), "isNotOff");
+        QCOMPARE(setting.isSet(), isSet);
+        QCOMPARE(setting.isOn(), isOn);
+        QCOMPARE(setting.isNotOff(), isNotOff);
         QCOMPARE(setting == Tristate(), value == -1);
     }
 

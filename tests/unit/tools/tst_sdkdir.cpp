@@ -1,5 +1,6 @@
 #include "tools/sdkdir.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 #include <QSettings>
@@ -17,111 +18,81 @@ private slots:
     {
         m_world = std::make_unique<QTemporaryDir>();
         QVERIFY(m_world->isValid());
-        qputenv("HOME", QFile::encodeName(path(u"home"_s)));
+        setVariable("HOME", u"home"_s);
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, path(u"settings"_s));
         qunsetenv("ZELTADIR");
         qunsetenv("ZELTASDK");
     }
     void cleanup() { m_world.reset(); }
 
-    void noDevelopmentTreeNoDefaultSdk() { QCOMPARE(Tools::zeltaSdkDir(), QString()); }
-
-    void defaultSdkLiesInTheDevelopmentTree()
+    void defaultSdk_data()
     {
-        makeDirectory(u"tree/src/sdk"_s);
-        qputenv("ZELTADIR", QFile::encodeName(path(u"tree"_s)));
-        QCOMPARE(Tools::zeltaSdkDir(), path(u"tree/src/sdk"_s));
+        Rows<QString, QString, QString> row; // what is there, the development tree, the SDK
+        row("no development tree", {}, {}, {});
+        row("in the development tree", u"tree/src/sdk/"_s, u"tree"_s, u"tree/src/sdk"_s);
+        row("separator is not doubled", u"tree/src/sdk/"_s, u"tree/"_s, u"tree/src/sdk"_s);
+        row("development tree without an SDK", u"tree/src/"_s, u"tree"_s, {});
+        row("plain file", u"tree/src/sdk"_s, u"tree"_s, {});
+    }
+    void defaultSdk()
+    {
+        const auto [there, tree, sdk] = fetch<QString, QString, QString>();
+        if (there.endsWith(u'/'))
+            makeDirectory(there);
+        else if (!there.isEmpty())
+            QVERIFY(TestFiles::write(path(there)));
+        if (!tree.isEmpty())
+            setVariable("ZELTADIR", tree);
+        QCOMPARE(Tools::zeltaSdkDir(), sdk.isEmpty() ? sdk : path(sdk));
     }
 
-    void separatorOfTheDevelopmentTreeIsNotDoubled()
+    void repository_data()
     {
-        makeDirectory(u"tree/src/sdk"_s);
-        qputenv("ZELTADIR", QFile::encodeName(path(u"tree/"_s)));
-        QCOMPARE(Tools::zeltaSdkDir(), path(u"tree/src/sdk"_s));
+        // The setting and the variable name directories, of which some exist.
+        Rows<QStringList, QString, QString, QString> row;
+        row("home directory, unseen", {}, {}, {}, u"home/ZeltaSDK"_s);
+        row("environment", {u"sdks"_s}, {}, u"sdks"_s, u"sdks"_s);
+        row("missing one of the environment", {}, {}, u"missing"_s, u"home/ZeltaSDK"_s);
+        row("setting", {u"sdks"_s, u"preferred"_s}, u"preferred"_s, u"sdks"_s, u"preferred"_s);
+        row("missing one of the setting", {u"sdks"_s}, u"missing"_s, u"sdks"_s, u"sdks"_s);
+    }
+    void repository()
+    {
+        const auto [there, setting, variable, found] =
+                fetch<QStringList, QString, QString, QString>();
+        for (const QString &name : there)
+            makeDirectory(name);
+        if (!variable.isEmpty())
+            setVariable("ZELTASDK", variable);
+        // By file, as the store of a program without organisation and application name.
+        if (!setting.isEmpty())
+            QVERIFY(TestFiles::write(QSettings().fileName(),
+                                     "[Preferences]\nZeltaSDK=" + path(setting).toUtf8() + "\n"));
+        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(found));
     }
 
-    void developmentTreeWithoutSdkGivesNone()
+    void bothAreRememberedWhileTheyExist()
     {
-        makeDirectory(u"tree/src"_s);
-        qputenv("ZELTADIR", QFile::encodeName(path(u"tree"_s)));
-        QCOMPARE(Tools::zeltaSdkDir(), QString());
-    }
-
-    void plainFileIsNoDefaultSdk()
-    {
-        QVERIFY(TestFiles::write(path(u"tree/src/sdk"_s)));
-        qputenv("ZELTADIR", QFile::encodeName(path(u"tree"_s)));
-        QCOMPARE(Tools::zeltaSdkDir(), QString());
-    }
-
-    void defaultSdkIsRememberedWhileItExists()
-    {
-        makeDirectory(u"one/src/sdk"_s);
-        makeDirectory(u"two/src/sdk"_s);
-        qputenv("ZELTADIR", QFile::encodeName(path(u"one"_s)));
-        QCOMPARE(Tools::zeltaSdkDir(), path(u"one/src/sdk"_s));
-        qputenv("ZELTADIR", QFile::encodeName(path(u"two"_s)));
-        QCOMPARE(Tools::zeltaSdkDir(), path(u"one/src/sdk"_s));
+        for (const char *name : {"one", "two"})
+            makeDirectory(QString::fromLatin1(name) + u"/src/sdk"_s);
+        const auto check = [this](const QString &variable, const QString &found) {
+            setVariable("ZELTADIR", variable);
+            setVariable("ZELTASDK", variable);
+            QCOMPARE(Tools::zeltaSdkDir(), path(found + u"/src/sdk"_s));
+            QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(found));
+        };
+        check(u"one"_s, u"one"_s);
+        check(u"two"_s, u"one"_s);
         QVERIFY(QDir(path(u"one"_s)).removeRecursively());
-        QCOMPARE(Tools::zeltaSdkDir(), path(u"two/src/sdk"_s));
-    }
-
-    void repositoryFallsBackToTheHomeDirectoryUnseen()
-    {
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"home/ZeltaSDK"_s));
-    }
-
-    void repositoryFromTheEnvironment()
-    {
-        makeDirectory(u"sdks"_s);
-        qputenv("ZELTASDK", QFile::encodeName(path(u"sdks"_s)));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"sdks"_s));
-    }
-
-    void missingRepositoryOfTheEnvironmentIsPassedOver()
-    {
-        qputenv("ZELTASDK", QFile::encodeName(path(u"missing"_s)));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"home/ZeltaSDK"_s));
-    }
-
-    void settingComesBeforeTheEnvironment()
-    {
-        makeDirectory(u"sdks"_s);
-        makeDirectory(u"preferred"_s);
-        qputenv("ZELTASDK", QFile::encodeName(path(u"sdks"_s)));
-        writeSetting(path(u"preferred"_s));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"preferred"_s));
-    }
-
-    void missingDirectoryOfTheSettingIsPassedOver()
-    {
-        makeDirectory(u"sdks"_s);
-        qputenv("ZELTASDK", QFile::encodeName(path(u"sdks"_s)));
-        writeSetting(path(u"missing"_s));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"sdks"_s));
-    }
-
-    void repositoryIsRememberedWhileItExists()
-    {
-        makeDirectory(u"one"_s);
-        makeDirectory(u"two"_s);
-        qputenv("ZELTASDK", QFile::encodeName(path(u"one"_s)));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"one"_s));
-        qputenv("ZELTASDK", QFile::encodeName(path(u"two"_s)));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"one"_s));
-        QVERIFY(QDir().rmdir(path(u"one"_s)));
-        QCOMPARE(Tools::zeltaSDKRepositoryDir(), path(u"two"_s));
+        check(u"two"_s, u"two"_s);
     }
 
 private:
     QString path(const QString &name) const { return m_world->filePath(name); }
     void makeDirectory(const QString &name) { QVERIFY(QDir().mkpath(path(name))); }
-    static void writeSetting(const QString &directory)
+    void setVariable(const char *variable, const QString &name) const
     {
-        // By file, as the store of a program without organisation and application name.
-        QSettings store;
-        QVERIFY(TestFiles::write(store.fileName(),
-                                 "[Preferences]\nZeltaSDK=" + directory.toUtf8() + "\n"));
+        qputenv(variable, QFile::encodeName(path(name)));
     }
 
     std::unique_ptr<QTemporaryDir> m_world;

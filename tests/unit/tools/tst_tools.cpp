@@ -1,5 +1,6 @@
 #include "tools/tools.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -12,100 +13,75 @@ private slots:
     void initTestCase() { m_home = QDir::currentPath(); }
     void cleanup() { QDir::setCurrent(m_home); }
 
-    void ensureDirectorySeparator_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("empty stays empty") << u""_s << u""_s;
-        QTest::newRow("with separator") << u"a/"_s << u"a/"_s;
-        QTest::newRow("without") << u"a/b"_s << u"a/b/"_s;
-        QTest::newRow("root") << u"/"_s << u"/"_s;
-    }
     void ensureDirectorySeparator()
     {
-        QFETCH(QString, path);
-        QTEST(Tools::ensureDirectorySeparator(path), "expected");
+        QCOMPARE(Tools::ensureDirectorySeparator(u""_s), u""_s);
+        QCOMPARE(Tools::ensureDirectorySeparator(u"a/"_s), u"a/"_s);
+        QCOMPARE(Tools::ensureDirectorySeparator(u"a/b"_s), u"a/b/"_s);
+        QCOMPARE(Tools::ensureDirectorySeparator(u"/"_s), u"/"_s);
     }
 
-    void replaceExtension_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("dot in a directory part") << u"a.b/c"_s << u"a.ztn"_s;
-        QTest::newRow("no dot") << u"box"_s << u"box.ztn"_s;
-        QTest::newRow("ends in a dot") << u"box."_s << u"box.ztn"_s;
-        QTest::newRow("last of two") << u"box.v2.ztp"_s << u"box.v2.ztn"_s;
-        QTest::newRow("empty") << u""_s << u".ztn"_s;
-    }
     void replaceExtension()
     {
-        QFETCH(QString, name);
-        QTEST(Tools::replaceExtension(name, u"ztn"_s), "expected");
+        QCOMPARE(Tools::replaceExtension(u"a.b/c"_s, u"ztn"_s), u"a.ztn"_s);
+        QCOMPARE(Tools::replaceExtension(u"box"_s, u"ztn"_s), u"box.ztn"_s);
+        QCOMPARE(Tools::replaceExtension(u"box."_s, u"ztn"_s), u"box.ztn"_s);
+        QCOMPARE(Tools::replaceExtension(u"box.v2.ztp"_s, u"ztn"_s), u"box.v2.ztn"_s);
+        QCOMPARE(Tools::replaceExtension({}, u"ztn"_s), u".ztn"_s);
     }
 
-    void safeFileName_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("some") << u"A/B:C?"_s << u"ABC"_s;
-        QTest::newRow("all") << u":/\\?*"_s << u""_s;
-        QTest::newRow("others stay") << u"a b.c-d\"<|>ä"_s << u"a b.c-d\"<|>ä"_s;
-    }
     void safeFileName()
     {
-        QFETCH(QString, text);
-        QTEST(Tools::safeFileName(text), "expected");
+        QCOMPARE(Tools::safeFileName(u"A/B:C?"_s), u"ABC"_s);
+        QCOMPARE(Tools::safeFileName(u":/\\?*"_s), u""_s);
+        QCOMPARE(Tools::safeFileName(u"a b.c-d\"<|>ä"_s), u"a b.c-d\"<|>ä"_s);
     }
 
-    void tokenName_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("expected");
-        const char *const names[] = {
-                "NoToken",      "Invalid",         "StartDocument",        "EndDocument",
-                "StartElement", "EndElement",      "Characters",           "Comment",
-                "DTD",          "EntityReference", "ProcessingInstruction"};
-        for (int type = 0; type < 11; ++type)
-            QTest::newRow(names[type]) << type << QString::fromLatin1(names[type]);
-        QTest::newRow("beyond") << 11 << u"11"_s;
-        QTest::newRow("negative") << -1 << u"-1"_s;
-    }
     void tokenName()
     {
-        QFETCH(int, type);
-        QTEST(Tools::tokenName(static_cast<QXmlStreamReader::TokenType>(type)), "expected");
+        const QStringList names{u"NoToken"_s,
+                                u"Invalid"_s,
+                                u"StartDocument"_s,
+                                u"EndDocument"_s,
+                                u"StartElement"_s,
+                                u"EndElement"_s,
+                                u"Characters"_s,
+                                u"Comment"_s,
+                                u"DTD"_s,
+                                u"EntityReference"_s,
+                                u"ProcessingInstruction"_s,
+                                u"11"_s};
+        const auto tokenName = [](int type) {
+            return Tools::tokenName(static_cast<QXmlStreamReader::TokenType>(type));
+        };
+        for (int type = 0; type < names.size(); ++type)
+            QCOMPARE(tokenName(type), names[type]);
+        QCOMPARE(tokenName(-1), u"-1"_s);
     }
 
     void findProfile_data()
     {
-        QTest::addColumn<QStringList>("files");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("none") << QStringList{u"box.txt"_s} << u""_s;
-        QTest::newRow("the only one") << QStringList{u"other.ztp"_s} << u"other.ztp"_s;
-        QTest::newRow("named after the directory")
-                << QStringList{u"box.ztp"_s, u"other.ztp"_s} << u"box.ztp"_s;
-        QTest::newRow("base name ends at the first dot")
-                << QStringList{u"box.v2.ztp"_s, u"other.ztp"_s} << u"box.v2.ztp"_s;
-        QTest::newRow("first by name of two")
-                << QStringList{u"box.v2.ztp"_s, u"box.v1.ztp"_s} << u"box.v1.ztp"_s;
-        QTest::newRow("several, none named so")
-                << QStringList{u"other.ztp"_s, u"more.ztp"_s} << u""_s;
-        QTest::newRow("suffix in any case") << QStringList{u"other.ZTP"_s} << u"other.ZTP"_s;
-        QTest::newRow("hidden files do not count")
-                << QStringList{u".hidden.ztp"_s, u"other.ztp"_s} << u"other.ztp"_s;
-        QTest::newRow("directories do not count")
-                << QStringList{u"dir.ztp/x"_s, u"other.ztp"_s} << u"other.ztp"_s;
+        Rows<QStringList, QString> row; // files, expected
+        row("none", {u"box.txt"_s}, {});
+        row("the only one", {u"other.ztp"_s}, u"other.ztp"_s);
+        row("named after the directory", {u"box.ztp"_s, u"other.ztp"_s}, u"box.ztp"_s);
+        row("base name ends at the first dot", {u"box.v2.ztp"_s, u"other.ztp"_s}, u"box.v2.ztp"_s);
+        row("first by name of two", {u"box.v2.ztp"_s, u"box.v1.ztp"_s}, u"box.v1.ztp"_s);
+        row("several, none named so", {u"other.ztp"_s, u"more.ztp"_s}, {});
+        row("suffix in any case", {u"other.ZTP"_s}, u"other.ZTP"_s);
+        row("hidden files do not count", {u".hidden.ztp"_s, u"other.ztp"_s}, u"other.ztp"_s);
+        row("directories do not count", {u"dir.ztp/x"_s, u"other.ztp"_s}, u"other.ztp"_s);
     }
     void findProfile()
     {
-        QFETCH(QStringList, files);
+        const auto [files, expected] = fetch<QStringList, QString>();
         const QTemporaryDir world;
         const QString box = world.filePath(u"box"_s);
         QVERIFY(QDir().mkpath(box));
         for (const QString &file : files)
             QVERIFY(TestFiles::write(box + u'/' + file));
         QDir::setCurrent(box);
-        QTEST(Tools::findProfile({}, u"ztp"_s), "expected");
+        QCOMPARE(Tools::findProfile({}, u"ztp"_s), expected);
     }
 
     void findProfileListsTheWorkingDirectoryWhateverTheArgument()

@@ -1,5 +1,6 @@
 #include "xml/projectparser1.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -161,87 +162,96 @@ private slots:
         QCOMPARE(reading.spec.filesystems[0].merges[0].source, u"two"_s);
     }
 
-    void errors_data()
+    void otherDocuments_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("message");
-        const QString noProject = u"I'm sorry, but I can't find a valid project in that file."_s;
-        QTest::newRow("empty file") << ""_ba << noProject;
-        QTest::newRow("no XML") << "hello"_ba << noProject;
-        QTest::newRow("malformed") << root + "<Project>"_ba << noProject;
-        QTest::newRow("document type") << "<!DOCTYPE ZeltaProject>" + project({})
-                                       << u"Document type declaration not supported."_s;
-        QTest::newRow("too large")
-                << project("<!--" + QByteArray(512 << 10, 'x') + "-->") << u"File too large"_s;
-        QTest::newRow("too large behind the project")
-                << project({}) + QByteArray(512 << 10, '\n') << u"File too large"_s;
-        QTest::newRow("current schema")
-                << "<ZeltaProject xmlns='http://zelta.example/Zelta/Project/2009/42'/>"_ba
-                << u"Namespace \"http://zelta.example/Zelta/Project/2009/42\" not supported."_s;
-        QTest::newRow("no namespace") << "<ZeltaProject/>"_ba << u"Namespace \"\" not supported."_s;
-        QTest::newRow("child in another namespace")
-                << project("<Target xmlns='x' Model='A'/>") << u"Namespace \"x\" not supported."_s;
-        QTest::newRow("prefixed element")
-                << "<p:ZeltaProject xmlns:p='http://zelta.example/Zelta/Project/2009'/>"_ba
-                << u"Unexpected \"p:ZeltaProject\" element"_s;
-        QTest::newRow("other root") << "<Other xmlns='http://zelta.example/Zelta/Project/2009'/>"_ba
-                                    << u"Unexpected \"Other\" element"_s;
-        for (const char *element :
-             {"Startup", "Process", "Translation", "MTD16", "Merge", "Project"}) {
-            QTest::newRow(element)
-                    << project(QByteArray("<") + element + "/>")
-                    << u"Unexpected \"%1\" element"_s.arg(QLatin1StringView(element));
-        }
-        QTest::newRow("element in a target")
-                << project("<Target Model='A'><Target Model='B'/></Target>")
-                << u"Unexpected \"Target\" element"_s;
-        QTest::newRow("element in a merge")
-                << project("<Filesystem><Merge Type='File'><Source/></Merge></Filesystem>")
-                << u"Unexpected \"Source\" element"_s;
-        QTest::newRow("text in the project") << project("x") << u"Characters not expected."_s;
-        QTest::newRow("text in the root")
-                << root + "x</ZeltaProject>"_ba << u"Characters not expected."_s;
-        QTest::newRow("text in a filesystem")
-                << project("<Filesystem>x</Filesystem>") << u"Characters not expected."_s;
-        QTest::newRow("text in a target")
-                << project("<Target Model='A'>x</Target>") << u"Characters not expected."_s;
-        QTest::newRow("target without model")
-                << project("<Target Verbose='1'/>")
-                << u"\"Model\" attribute missing in \"Target\" element."_s;
-        QTest::newRow("merge without type")
-                << project("<Filesystem><Merge/></Filesystem>")
-                << u"\"Type\" attribute missing in \"Merge\" element."_s;
-        QTest::newRow("merge type") << project("<Filesystem><Merge Type='x'/></Filesystem>")
-                                    << u"\"Type\" attribute value \"x\" invalid."_s;
-        QTest::newRow("filesystem type") << project("<Filesystem Type='ext2'/>")
-                                         << u"\"Type\" attribute value \"ext2\" invalid."_s;
-        QTest::newRow("empty filesystem type")
-                << project("<Filesystem Type=''/>") << u"\"Type\" attribute value \"\" invalid."_s;
-        const auto badWord = [](const char *attribute, const QByteArray &text) {
-            QTest::addRow("%s %s", attribute, text.left(12).constData())
-                    << text
-                    << u"Expected a \"%1\" boolean value, but got \"maybe\""_s.arg(
-                               QLatin1StringView(attribute));
+        Rows<QByteArray, QByteArray> row;
+        for (const auto &[name, text] : {std::pair{"empty file", QByteArray()},
+                                         {"no XML", "hello"_ba},
+                                         {"cut short", root + "<Project>"_ba},
+                                         {"malformed", project("<Filesystem></Target>")}})
+            row(name, text, "I'm sorry, but I can't find a valid project in that file.");
+        row("document type", "<!DOCTYPE ZeltaProject>" + project({}),
+            "Document type declaration not supported.");
+        row("too large", project("<!--" + QByteArray(512 << 10, 'x') + "-->"), "File too large");
+        row("too large behind the project", project({}) + QByteArray(512 << 10, '\n'),
+            "File too large");
+        const QByteArray current = "http://zelta.example/Zelta/Project/2009/42";
+        const auto unsupported = [](const QByteArray &nameSpace) {
+            return "Namespace \"" + nameSpace + "\" not supported.";
         };
-        for (const char *attribute : {"Svnversion", "BuildInstaller", "IncludeMBR", "CompileLua"})
-            badWord(attribute, project({}, QByteArray(attribute) + "='Maybe'"));
-        for (const char *attribute : {"BuildInstaller", "IncludeMBR"})
-            badWord(attribute,
-                    project(QByteArray("<Target Model='A' ") + attribute + "='Maybe'/>"));
-        for (const char *attribute : {"IncludeBase", "CompileLua"})
-            badWord(attribute, project(QByteArray("<Filesystem ") + attribute + "='Maybe'/>"));
-        badWord("CompileLua",
-                project("<Filesystem><Merge Type='File' CompileLua='Maybe'/></Filesystem>"));
-        QTest::newRow("empty word") << project({}, "IncludeMBR=''")
-                                    << u"Expected a \"IncludeMBR\" boolean value, but got \"\""_s;
+        row("current schema", "<ZeltaProject xmlns='" + current + "'/>", unsupported(current));
+        row("no namespace", "<ZeltaProject/>", unsupported({}));
+        row("child in another namespace", project("<Target xmlns='x' Model='A'/>"),
+            unsupported("x"));
+        row("child of the current schema", project("<Filesystem xmlns='" + current + "'/>"),
+            unsupported(current));
+        row("prefixed element",
+            "<p:ZeltaProject xmlns:p='http://zelta.example/Zelta/Project/2009'/>",
+            "Unexpected \"p:ZeltaProject\" element");
+        row("prefixed child",
+            project("<p:Filesystem xmlns:p='http://zelta.example/Zelta/Project/2009'/>"),
+            "Unexpected \"p:Filesystem\" element");
+        row("other root", "<Other xmlns='http://zelta.example/Zelta/Project/2009'/>",
+            "Unexpected \"Other\" element");
     }
-    void errors()
+    void otherDocuments() { check(); }
+
+    void structure_data()
     {
-        QFETCH(QByteArray, text);
-        const Reading reading(text);
-        QVERIFY(!reading.ok);
-        QTEST(reading.parser.errorString(), "message");
+        Rows<QByteArray, QByteArray> row;
+        for (const char *name : {"Startup", "Process", "Translation", "MTD16", "Merge", "Project",
+                                 "Other", "filesystem"})
+            row(name, project("<"_ba + name + " Type='File'/>"),
+                "Unexpected \""_ba + name + "\" element");
+        row("element in a target", project("<Target Model='A'><Target Model='B'/></Target>"),
+            "Unexpected \"Target\" element");
+        row("element in a filesystem", project("<Filesystem><Process/></Filesystem>"),
+            "Unexpected \"Process\" element");
+        row("element in a merge",
+            project("<Filesystem><Merge Type='File'><Source/></Merge></Filesystem>"),
+            "Unexpected \"Source\" element");
+        const QByteArray noText = "Characters not expected.";
+        row("text in the project", project("x"), noText);
+        row("text in the root", root + "x</ZeltaProject>"_ba, noText);
+        row("text in a filesystem", project("<Filesystem>x</Filesystem>"), noText);
+        row("text in a target", project("<Target Model='A'>x</Target>"), noText);
     }
+    void structure() { check(); }
+
+    void attributes_data()
+    {
+        Rows<QByteArray, QByteArray> row;
+        row("target without model", project("<Target Verbose='1'/>"),
+            "\"Model\" attribute missing in \"Target\" element.");
+        row("merge without type", project("<Filesystem><Merge/></Filesystem>"),
+            "\"Type\" attribute missing in \"Merge\" element.");
+        for (const char *type : {"x", "file"})
+            row("merge type "_ba + type,
+                project("<Filesystem><Merge Type='"_ba + type + "'/></Filesystem>"),
+                "\"Type\" attribute value \""_ba + type + "\" invalid.");
+        for (const char *type : {"ext2", ""})
+            row("filesystem type "_ba + type, project("<Filesystem Type='"_ba + type + "'/>"),
+                "\"Type\" attribute value \""_ba + type + "\" invalid.");
+        const auto badWords = [&](const QByteArray &element, const QByteArrayList &attributes) {
+            for (const QByteArray &attribute : attributes) {
+                const QByteArray setting = ' ' + attribute + "='Maybe'";
+                QByteArray text = project('<' + element + setting + "/>");
+                if (element.isEmpty())
+                    text = project({}, setting);
+                else if (element.startsWith("Merge"))
+                    text = project("<Filesystem><" + element + setting + "/></Filesystem>");
+                row(element + ' ' + attribute, text,
+                    "Expected a \"" + attribute + "\" boolean value, but got \"maybe\"");
+            }
+        };
+        badWords({}, {"Svnversion", "BuildInstaller", "IncludeMBR", "CompileLua"});
+        badWords("Target Model='A'", {"BuildInstaller", "IncludeMBR"});
+        badWords("Filesystem", {"IncludeBase", "CompileLua"});
+        badWords("Merge Type='File'", {"CompileLua"});
+        row("empty word", project({}, "IncludeMBR=''"),
+            "Expected a \"IncludeMBR\" boolean value, but got \"\"");
+    }
+    void attributes() { check(); }
 
     void missingFile()
     {
@@ -266,6 +276,15 @@ private slots:
         QVERIFY(parser.parseProjectFile(good, &spec));
         QCOMPARE(parser.errorString(), QString());
         QCOMPARE(spec.filesystems[0].process.compile.value, -1);
+    }
+
+private:
+    static void check()
+    {
+        const auto [text, message] = fetch<QByteArray, QByteArray>();
+        const Reading reading(text);
+        QVERIFY(!reading.ok);
+        QCOMPARE(reading.parser.errorString(), QString::fromUtf8(message));
     }
 };
 

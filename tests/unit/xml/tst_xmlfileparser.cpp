@@ -1,5 +1,6 @@
 #include "xml/xmlfileparser.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -64,15 +65,6 @@ private slots:
                                                .arg(parser.columnNumber()));
     }
 
-    void endTagIsNoStartTag()
-    {
-        OpenParser parser("<r/>");
-        QVERIFY(parser.expectStartElement("r"));
-        QCOMPARE(parser.readNext(), QXmlStreamReader::EndElement);
-        QVERIFY(!parser.expectStartElement("r"));
-        QCOMPARE(parser.message(), u"(</r>) <r> expected."_s);
-    }
-
     void fileThatIsTooLarge()
     {
         const QByteArray begin = "<r a='";
@@ -125,14 +117,13 @@ private slots:
 
     void errorContextOfEndTagsAndOtherTokens()
     {
-        OpenParser endTag("<r></r>");
-        endTag.readNext();
-        endTag.raiseError(u"Here."_s);
-        QCOMPARE(endTag.message(), u"(</r>) Here."_s);
-        OpenParser text("<r>x</r>");
-        text.readNext();
-        text.raiseError(u"Here."_s);
-        QCOMPARE(text.message(), u"(Characters) Here."_s);
+        for (const auto &[text, message] :
+             {std::pair{"<r></r>", u"(</r>) Here."_s}, {"<r>x</r>", u"(Characters) Here."_s}}) {
+            OpenParser parser(text);
+            parser.readNext();
+            parser.raiseError(u"Here."_s);
+            QCOMPARE(parser.message(), message);
+        }
     }
 
     void malformedXmlKeepsTheReadersOwnText()
@@ -150,6 +141,10 @@ private slots:
         QVERIFY(parser.expectStartElement("r"));
         QVERIFY(!parser.expectStartElement("R"));
         QCOMPARE(parser.message(), u"(<r>) <R> expected."_s);
+        OpenParser endTag("<r/>");
+        endTag.readNext();
+        QVERIFY(!endTag.expectStartElement("r"));
+        QCOMPARE(endTag.message(), u"(</r>) <r> expected."_s);
     }
 
     void expectNextEndElement()
@@ -174,29 +169,22 @@ private slots:
 
     void readCharacters_data()
     {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("text as it is") << "<S> a b </S>"_ba << u" a b "_s << u""_s;
-        QTest::newRow("empty") << "<S></S>"_ba << u""_s << u""_s;
-        QTest::newRow("empty tag") << "<S/>"_ba << u""_s << u""_s;
-        QTest::newRow("comment behind the text") << "<S>x<!-- c --></S>"_ba << u"x"_s << u""_s;
-        QTest::newRow("comment before the text")
-                << "<S><!-- c -->x</S>"_ba << u""_s
-                << u"(Comment) Characters for S element expected."_s;
-        QTest::newRow("child") << "<S><a/></S>"_ba << u""_s
-                               << u"(<a>) Characters for S element expected."_s;
-        QTest::newRow("child behind the text")
-                << "<S>x<a/></S>"_ba << u""_s << u"(<a>) End of S element expected."_s;
-        QTest::newRow("end of file")
-                << "<S>x"_ba << u""_s << u"(Invalid) Characters for S element expected."_s;
+        Rows<QByteArray, QString, QString> row; // text, expected, error
+        row("text as it is", "<S> a b </S>", u" a b "_s, {});
+        row("empty", "<S></S>", {}, {});
+        row("empty tag", "<S/>", {}, {});
+        row("comment behind the text", "<S>x<!-- c --></S>", u"x"_s, {});
+        row("comment before the text", "<S><!-- c -->x</S>", {},
+            u"(Comment) Characters for S element expected."_s);
+        row("child", "<S><a/></S>", {}, u"(<a>) Characters for S element expected."_s);
+        row("child behind the text", "<S>x<a/></S>", {}, u"(<a>) End of S element expected."_s);
+        row("end of file", "<S>x", {}, u"(Invalid) Characters for S element expected."_s);
     }
     void readCharacters()
     {
-        QFETCH(QByteArray, text);
+        const auto [text, expected, error] = fetch<QByteArray, QString, QString>();
         OpenParser parser(text);
-        QTEST(parser.readCharacters(), "expected");
-        QFETCH(QString, error);
+        QCOMPARE(parser.readCharacters(), expected);
         QCOMPARE(parser.hasError(), !error.isEmpty());
         if (!error.isEmpty())
             QCOMPARE(parser.message(), error);
@@ -204,31 +192,20 @@ private slots:
 
     void skippedElementsMayNestTwentyLevels()
     {
-        OpenParser parser(nested(20));
-        QCOMPARE(parser.readNext(), QXmlStreamReader::StartElement);
-        QVERIFY(parser.skipElement());
-        QCOMPARE(parser.readNext(), QXmlStreamReader::StartElement);
-        QCOMPARE(parser.name(), u"last");
-    }
-
-    void skippingAnElementTwiceStartsAtLevelOneAgain()
-    {
         OpenParser parser("<o>" + nested(20) + nested(20) + "</o>");
-        for (int i = 0; i < 2; ++i) {
+        for (int i = 0; i < 2; ++i) {                                    // each time from level one
             QCOMPARE(parser.readNext(), QXmlStreamReader::StartElement); // <r>
             QCOMPARE(parser.readNext(), QXmlStreamReader::StartElement);
             QVERIFY(parser.skipElement());
-            QVERIFY(parser.readNext() == QXmlStreamReader::StartElement && parser.skipElement());
+            QCOMPARE(parser.readNext(), QXmlStreamReader::StartElement);
+            QCOMPARE(parser.name(), u"last");
+            QVERIFY(parser.skipElement());
             QCOMPARE(parser.readNext(), QXmlStreamReader::EndElement);
         }
-    }
-
-    void twentyFirstLevelIsAnError()
-    {
-        OpenParser parser(nested(21));
-        parser.readNext();
-        QVERIFY(!parser.skipElement());
-        QCOMPARE(parser.message(), u"(<n>) File too deeply nested"_s);
+        OpenParser deeper(nested(21));
+        deeper.readNext();
+        QVERIFY(!deeper.skipElement());
+        QCOMPARE(deeper.message(), u"(<n>) File too deeply nested"_s);
     }
 
     void skippingStopsAtTheEndOfTheFile()
@@ -241,83 +218,72 @@ private slots:
 
     void tristateAttribute_data()
     {
-        QTest::addColumn<QByteArray>("attribute");
-        QTest::addColumn<int>("expected");
-        QTest::addColumn<QString>("error");
-        for (const char *word : {"true", "yes", "1", "TRUE", "Yes", "True", "YES"})
-            QTest::newRow(word) << "E='"_ba + word + "'" << 1 << u""_s;
-        for (const char *word : {"false", "no", "0", "FALSE", "No"})
-            QTest::newRow(word) << "E='"_ba + word + "'" << 0 << u""_s;
-        QTest::newRow("empty") << "E=''"_ba << -1 << u""_s;
-        QTest::newRow("absent") << "X='1'"_ba << -1 << u""_s;
-        QTest::newRow("other word")
-                << "E='On'"_ba << -1
-                << u"(<r>) Expected \"E\" to be a boolean attribute, but got \"on\""_s;
-        QTest::newRow("other number")
-                << "E='2'"_ba << -1
-                << u"(<r>) Expected \"E\" to be a boolean attribute, but got \"2\""_s;
-        QTest::newRow("blanks are not trimmed")
-                << "E=' yes'"_ba << -1
-                << u"(<r>) Expected \"E\" to be a boolean attribute, but got \" yes\""_s;
+        Rows<QByteArray, int, QString> row; // attribute, expected, error
+        for (const char *word : {"true", "yes", "1", "TRUE", "Yes", "True", "YES", "yEs"})
+            row(word, "E='"_ba + word + "'", 1, {});
+        for (const char *word : {"false", "no", "0", "FALSE", "False", "No", "NO", "nO"})
+            row(word, "E='"_ba + word + "'", 0, {});
+        row("empty", "E=''", -1, {});
+        row("absent", "X='1'", -1, {});
+        row("other word", "E='On'", -1,
+            u"(<r>) Expected \"E\" to be a boolean attribute, but got \"on\""_s);
+        row("other number", "E='2'", -1,
+            u"(<r>) Expected \"E\" to be a boolean attribute, but got \"2\""_s);
+        row("blanks are not trimmed", "E=' yes'", -1,
+            u"(<r>) Expected \"E\" to be a boolean attribute, but got \" yes\""_s);
     }
     void tristateAttribute()
     {
-        QFETCH(QByteArray, attribute);
+        const auto [attribute, expected, error] = fetch<QByteArray, int, QString>();
         OpenParser parser("<r " + attribute + "/>");
         const Tristate value = parser.tristateAttribute("E");
-        QTEST(value.value, "expected");
-        checkError(parser);
+        QCOMPARE(value.value, expected);
+        checkError(parser, error);
     }
 
     void boolAttribute_data()
     {
-        QTest::addColumn<QByteArray>("attribute");
-        QTest::addColumn<bool>("defaultValue");
-        QTest::addColumn<bool>("expected");
-        QTest::addColumn<QString>("error");
-        for (const bool defaultValue : {false, true}) {
-            const char *name = defaultValue ? "default true, %s" : "default false, %s";
+        Rows<QByteArray, bool, bool, QString> row; // attribute, default value, expected, error
+        for (const bool fallback : {false, true}) {
+            const QByteArray name = fallback ? "default true, " : "default false, ";
             for (const char *word : {"true", "YES", "1"})
-                QTest::addRow(name, word) << "E='"_ba + word + "'" << defaultValue << true << u""_s;
+                row(name + word, "E='"_ba + word + "'", fallback, true, {});
             for (const char *word : {"false", "No", "0"})
-                QTest::addRow(name, word)
-                        << "E='"_ba + word + "'" << defaultValue << false << u""_s;
-            QTest::addRow(name, "empty") << "E=''"_ba << defaultValue << defaultValue << u""_s;
-            QTest::addRow(name, "absent") << ""_ba << defaultValue << defaultValue << u""_s;
-            QTest::addRow(name, "other") << "E='On'"_ba << defaultValue << defaultValue
-                                         << u"(<r>) Expected \"E\" to be a bool, but got \"on\""_s;
+                row(name + word, "E='"_ba + word + "'", fallback, false, {});
+            row(name + "empty", "E=''", fallback, fallback, {});
+            row(name + "absent", "", fallback, fallback, {});
+            row(name + "other", "E='On'", fallback, fallback,
+                u"(<r>) Expected \"E\" to be a bool, but got \"on\""_s);
         }
     }
     void boolAttribute()
     {
-        QFETCH(QByteArray, attribute);
-        QFETCH(bool, defaultValue);
+        const auto [attribute, defaultValue, expected, error] =
+                fetch<QByteArray, bool, bool, QString>();
         OpenParser parser("<r " + attribute + "/>");
-        QTEST(parser.boolAttribute("E", defaultValue), "expected");
-        checkError(parser);
+        QCOMPARE(parser.boolAttribute("E", defaultValue), expected);
+        checkError(parser, error);
     }
 
     void intAttribute_data()
     {
-        QTest::addColumn<QByteArray>("attribute");
-        QTest::addColumn<int>("expected");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("number") << "E='42'"_ba << 42 << u""_s;
-        QTest::newRow("negative") << "E='-3'"_ba << -3 << u""_s;
-        QTest::newRow("leading zero is decimal") << "E='010'"_ba << 10 << u""_s;
-        QTest::newRow("empty") << "E=''"_ba << 7 << u""_s;
-        QTest::newRow("absent") << ""_ba << 7 << u""_s;
+        Rows<QByteArray, int, QString> row; // attribute, expected, error
+        row("number", "E='42'", 42, {});
+        row("negative", "E='-3'", -3, {});
+        row("leading zero is decimal", "E='010'", 10, {});
+        row("empty", "E=''", 7, {});
+        row("absent", {}, 7, {});
         for (const char *word : {"0x10", "Abc", "1.5", "99999999999"})
-            QTest::newRow(word) << "E='"_ba + word + "'" << 7
-                                << u"(<r>) Expected \"E\" to be a number, but got \"%1\""_s.arg(
-                                           QLatin1StringView(word));
+            row(word, "E='"_ba + word + "'", 7,
+                u"(<r>) Expected \"E\" to be a number, but got \"%1\""_s.arg(
+                        QLatin1StringView(word)));
     }
     void intAttribute()
     {
-        QFETCH(QByteArray, attribute);
+        const auto [attribute, expected, error] = fetch<QByteArray, int, QString>();
         OpenParser parser("<r " + attribute + "/>");
-        QTEST(parser.intAttribute("E", 7), "expected");
-        checkError(parser);
+        QCOMPARE(parser.intAttribute("E", 7), expected);
+        checkError(parser, error);
     }
 
     void firstFaultyAttributeOfAGroupIsReported()
@@ -373,9 +339,8 @@ private slots:
     }
 
 private:
-    static void checkError(const OpenParser &parser)
+    static void checkError(const OpenParser &parser, const QString &error)
     {
-        QFETCH(QString, error);
         QCOMPARE(parser.hasError(), !error.isEmpty());
         if (!error.isEmpty())
             QCOMPARE(parser.message(), error);

@@ -1,0 +1,71 @@
+#include "interruption.h"
+#include "rows.h"
+
+using namespace Qt::StringLiterals;
+
+/// Inputs that are edited while a tool reads them.
+class TestEditedMeanwhile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void inputEditedWhileItsToolRuns_data()
+    {
+        Rows<QByteArray, QByteArray, QByteArrayList> row; // tool, input, outputs
+        row("ztlpp", "ztlpp", "root/a.lua", {"obj/root/a.lui"});
+        row("ztluac", "ztluac", "obj/root/a.lui", {"obj/root/a.luo"});
+        row("ztmkmtd", "ztmkmtd", "demo.mtdef", {"made/m.lh", "made/m.lua"});
+        row("lrelease", "lrelease", "translations/de.ts", {"obj/translations/de.qm"});
+    }
+    void inputEditedWhileItsToolRuns()
+    {
+        const auto [tool, input, outputs] = fetch<QByteArray, QByteArray, QByteArrayList>();
+        World world;
+        writeProject(world);
+        QCOMPARE(world.run({"-q"}).status, 0);
+        for (const QByteArray &output : outputs)
+            world.remove("project/" + output);
+        // Its time is in the distant past, so that the edit has another.
+        world.setTime("project/" + input, 5);
+        world.plan(tool, planned("1", {"write " + input + " edited"}));
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.err, QByteArray());
+        QCOMPARE(names(result).count(tool), 1);
+        for (const QByteArray &output : outputs) {
+            SAME(world.read("project/" + output), "made by " + tool + '\n');
+            QVERIFY(world.time("project/" + output) < 5);
+        }
+
+        world.plan(tool, "");
+        QCOMPARE(names(world.run({"-q"})).count(tool), 1);
+        QCOMPARE(names(world.run({"-q"})).count(tool), 0);
+    }
+
+    void projectFileEditedWhileAToolRuns()
+    {
+        World world;
+        writeSmallProject(world);
+        const QByteArray text = world.read("project/demo.ztp");
+        world.plan("ztlpp",
+                   planned("1", {"write demo.ztp " + QByteArray(text).replace('\n', "\\n")}));
+        QCOMPARE(world.run({"-q"}).status, 0);
+        SAME(world.read("project/demo.ztp"), text);
+
+        world.plan("ztlpp", "");
+        const QByteArrayList all{"ztlpp", "ztluac", "ztlpp", "ztluac", "ztmkromfs"};
+        QCOMPARE(names(world.run({"-q"})), all);
+        QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
+    }
+
+    void editOfAnotherFileCostsNothing()
+    {
+        World world;
+        writeSmallProject(world);
+        world.plan("ztlpp", planned("1", {"write root/unrelated.txt x"}));
+        QCOMPARE(world.run({"-q"}).status, 0);
+        QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestEditedMeanwhile)
+#include "tst_editedmeanwhile.moc"
