@@ -74,6 +74,5 @@ bool Translations::release(const QString &language)
     OutputChain chain{.input = source, .inputStatus = input, .removesAfterFailure = false};
     const bool ok = m_project->makeOutputs(
             &chain, {target}, m_project->toolCommand(u"lrelease"_s, arguments, spec.verbose));
-    m_project->endOutputs(&chain);
-    return ok;
+    return m_project->endOutputs(&chain) && ok;
 }

@@ -119,8 +119,8 @@ bool ProjectMake::compileFile(const File &source, const Destination &destination
 {
     OutputChain chain{.inputStatus = source.status, .dependsOnProjectFile = true};
     const std::optional<File> object = makeObject(source, destination, &chain);
-    if (!chain.outputs.isEmpty())
-        m_project->endOutputs(&chain);
+    if (!chain.outputs.isEmpty() && !m_project->endOutputs(&chain))
+        return false;
     if (!object)
         return false;
     objects.append({relativePath, object->path()});

@@ -42,13 +42,12 @@ bool ProjectMtd16::compile()
         return true;
     arguments << definitionFile;
     OutputChain chain{.input = definitionFile, .inputStatus = definition};
-    if (ok
-        && m_project->makeOutputs(&chain, requested,
-                                  m_project->toolCommand(u"ztmkmtd"_s, arguments, verbosity))) {
-        m_project->endOutputs(&chain);
+    const bool isMade =
+            ok
+            && m_project->makeOutputs(&chain, requested,
+                                      m_project->toolCommand(u"ztmkmtd"_s, arguments, verbosity));
+    if (m_project->endOutputs(&chain) && isMade)
         return true;
-    }
-    m_project->endOutputs(&chain);
     errorString = m_project->errorText();
     return false;
 }

@@ -23,6 +23,7 @@ namespace {
 constexpr char buildsVariable[] = "ZTMAKE_BUILDS";
 
 constexpr timespec pollInterval{0, 50'000'000};
+constexpr int silentPolls = 5; // a killed program may take as long to be gone
 
 QByteArray claimText(pid_t process, const FileId &directory)
 {
@@ -60,7 +61,7 @@ BuildLock::Result BuildLock::acquire(const QString &directory, const std::functi
     if (m_descriptor < 0)
         return errno == ENOENT ? Result::NoDirectory : Result::NotHeld;
     const FileId id = idOf(m_descriptor);
-    bool hasWaited = false;
+    int polls = 0;
     while (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK)
             return Result::NotHeld;
@@ -68,9 +69,8 @@ BuildLock::Result BuildLock::acquire(const QString &directory, const std::functi
             return Result::OwnBuild;
         if (Interruption::signal() != 0)
             return Result::Interrupted;
-        if (!hasWaited)
+        if (++polls == silentPolls)
             onWait();
-        hasWaited = true;
         nanosleep(&pollInterval, nullptr); // a signal ends it early
     }
     // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.

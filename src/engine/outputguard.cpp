@@ -55,6 +55,11 @@ FileTime now()
 
 OutputGuard::OutputGuard(const ProjectSpec &spec) : m_spec(spec) {}
 
+OutputGuard::~OutputGuard()
+{
+    close(false);
+}
+
 UnfinishedNote &OutputGuard::note()
 {
     if (!m_note)
@@ -148,38 +153,50 @@ bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString 
     return true;
 }
 
+void OutputGuard::finish(OutputChain *chain)
+{
+    if (oldestEdit(*chain))
+        return;
+    for (const QString &output : std::as_const(chain->outputs)) {
+        const QString name = nameInNote(output);
+        m_unfinished.removeOne(name);
+    }
+}
+
 void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
 {
     const bool removes = chain->removesAfterFailure || Interruption::signal() != 0;
     for (const QString &output : outputs) {
-        if ((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified())) {
-            chain->outputs.removeOne(output);
-            forget(output);
-        }
+        chain->outputs.removeOne(output);
+        QString ignored; // the build fails anyway
+        if ((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified()))
+            forget(output, &ignored);
     }
 }
 
-void OutputGuard::forget(const QString &output)
+bool OutputGuard::forget(const QString &output, QString *error)
 {
     const QString name = nameInNote(output);
     if (name.isEmpty())
-        OutsideNote::end(output);
-    else
-        m_unfinished.removeOne(name);
+        return OutsideNote::end(output, error);
+    m_unfinished.removeOne(name);
+    return true;
 }
 
-void OutputGuard::end(OutputChain *chain)
+bool OutputGuard::end(OutputChain *chain, QString *error)
 {
+    bool ok = true;
     const std::optional<FileTime> oldest = oldestEdit(*chain);
     for (const QString &output : std::as_const(chain->outputs)) {
         if (!oldest || makeOlder(output, *oldest))
-            forget(output);
+            ok &= forget(output, error);
     }
     chain->outputs.clear();
     // When this fails, the note names too much, and more than necessary is built next time.
-    QString error;
+    QString ignored;
     if (note().isWritten())
-        writeNote(&error);
+        writeNote(&ignored);
+    return ok;
 }
 
 /// @return the older one of the times that an input had before and after it was edited; nothing

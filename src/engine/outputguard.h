@@ -29,6 +29,9 @@ class OutputGuard
 public:
     /// @param spec  says where the files are; it must outlive the guard
     explicit OutputGuard(const ProjectSpec &spec);
+    ~OutputGuard();
+    OutputGuard(const OutputGuard &) = delete;
+    OutputGuard &operator=(const OutputGuard &) = delete;
 
     /// The project file's time stamp that outputs depend on; null until set, and then without
     /// effect.
@@ -52,10 +55,16 @@ public:
     /// To be called before @p outputs are written.
     /// @return false with the reason in @p error; then nothing may be written
     bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
+    /// To be called when those outputs are whole. Unless the input was edited meanwhile, that is all
+    /// for them; otherwise their times are set back at the end of the chain, so that its later
+    /// steps still see them as new.
+    void finish(OutputChain *chain);
     /// To be called when those outputs did not become whole.
     void fail(OutputChain *chain, const QStringList &outputs);
     /// To be called at the end of every chain.
-    void end(OutputChain *chain);
+    /// @return false with the reason in @p error when a note outside the object directory stays,
+    /// which would get into the image
+    bool end(OutputChain *chain, QString *error);
 
     /// To be called at the end of an operation.
     void close(bool operationSucceeded);
@@ -64,7 +73,7 @@ private:
     UnfinishedNote &note();
     bool removeUnfinished(const QStringList &outputs, bool *isTorn, QString *error) const;
     bool writeNote(QString *error);
-    void forget(const QString &output);
+    bool forget(const QString &output, QString *error);
     std::optional<FileTime> oldestEdit(const OutputChain &chain) const;
     QString nameInNote(const QString &output) const;
 

@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -36,7 +38,7 @@ void OutsideNote::begin(const QString &output)
     DiskSync::directory(QFileInfo(output).path());
 }
 
-void OutsideNote::end(const QString &output)
+bool OutsideNote::end(const QString &output, QString *error)
 {
     const int file = ::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file >= 0) {
@@ -44,7 +46,11 @@ void OutsideNote::end(const QString &output)
         close(file);
         DiskSync::directory(QFileInfo(output).path());
     }
-    unlink(notePath(output).constData());
+    const QByteArray note = notePath(output);
+    if (unlink(note.constData()) == 0 || errno == ENOENT || errno == ENOTDIR)
+        return true;
+    *error = u"Cannot delete %1"_s.arg(QFile::decodeName(note));
+    return false;
 }
 
 bool OutsideNote::recover(const QString &output)

@@ -12,7 +12,8 @@ namespace OutsideNote {
 void begin(const QString &output);
 
 /// Waits until the output is on the disk, and removes the note.
-void end(const QString &output);
+/// @return false with the reason in @p error when the note stays
+bool end(const QString &output, QString *error);
 
 /// Removes an output that a killed build was writing, and its note.
 /// @return false when the output cannot be removed

@@ -93,7 +93,9 @@ bool Project::makeOutputs(OutputChain *chain, const QStringList &outputs, const 
     if (!beginOutputs(chain, outputs))
         return false;
     const CommandResult result = m_commandRunner->run(command);
-    if (!result.isFinished)
+    if (result.isFinished)
+        m_outputGuard.finish(chain);
+    else
         failOutputs(chain, outputs);
     return report(command, result);
 }
@@ -111,9 +113,10 @@ void Project::failOutputs(OutputChain *chain, const QStringList &outputs)
     m_outputGuard.fail(chain, outputs);
 }
 
-void Project::endOutputs(OutputChain *chain)
+bool Project::endOutputs(OutputChain *chain)
 {
-    m_outputGuard.end(chain);
+    QString error;
+    return m_outputGuard.end(chain, &error) || raiseError(error);
 }
 
 bool Project::checkNoInput(const QString &path, const FileStatus &output)
@@ -134,7 +137,7 @@ bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
             ResponseFile::removeLeftIn(directory);
             return true;
         case BuildLock::Result::NotHeld:
-            return true;
+            return !makeDirectory || makeDirectory();
         case BuildLock::Result::Interrupted:
             return checkInterruption();
         case BuildLock::Result::OwnBuild:

@@ -97,7 +97,8 @@ public:
     void failOutputs(OutputChain *chain, const QStringList &outputs);
 
     /// To be called at the end of every chain.
-    void endOutputs(OutputChain *chain);
+    /// @return false with the error text set when the next build would not know that it has ended
+    bool endOutputs(OutputChain *chain);
 
     /// @return whether an interrupted build was to make @p output anew, and did not
     bool isLeftOver(const FileStatus &output) const { return m_outputGuard.isLeftOver(output); }

@@ -3,6 +3,7 @@
 #include "files/disksync.h"
 #include "tools/tools.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <cerrno>
@@ -111,6 +112,7 @@ QByteArray UnfinishedNote::header() const
 bool UnfinishedNote::create()
 {
     // Under another name first: whatever stands in its place is replaced, never written to.
+    QDir().mkpath(m_directory);
     const QByteArray temporary = QFile::encodeName(m_path + u".new"_s);
     unlink(temporary.constData());
     m_descriptor = ::open(temporary.constData(),

@@ -26,7 +26,8 @@ void require(bool condition, const char *what)
 bool FaultyRun::hasGoodMessage() const
 {
     static const QRegularExpression good(
-            u"^\\[ztmake\\] (Cannot make directory \\S+|Cannot read \\S+|"
+            u"^(\\[ztmake\\] Cannot start a process: Cannot allocate memory\\n)?"
+            "\\[ztmake\\] (Cannot make directory \\S+|Cannot read \\S+|"
             "Cannot (write|delete) \\S+|Error (writing|reading) \\S+: .+|"
             "Command failed to run: \\S+|demo\\.ztp: .+|"
             "SDK \\S+ does not exist\\.|MTD16 input file \"\\S+\" not found\\.|"

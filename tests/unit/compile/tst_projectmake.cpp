@@ -208,13 +208,83 @@ private slots:
     {
         m_spec.projectFile = path(u"box.ztp"_s);
         QVERIFY(TestFiles::write(m_spec.projectFile));
-        QVERIFY(TestFiles::setModified(m_spec.projectFile, {2000, 0}));
+        QVERIFY(TestFiles::setModified(m_spec.projectFile, {1000, 0}));
         m_project->setProjectFileTime(QDateTime::fromMSecsSinceEpoch(1'000'000));
+        m_project->setProjectFileStatus(FileStatus::of(m_spec.projectFile));
+        QVERIFY(TestFiles::setModified(m_spec.projectFile, {2000, 0}));
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         m_make->process.preprocess_ = {0};
         m_make->process.compile = {0};
         QVERIFY(m_make->compile());
         QVERIFY(FileStatus::of(path(u"obj/root/a.lua"_s)).modified() < (FileTime{1000, 0}));
+    }
+
+    // A caller may set any stamp; that it is not the file's own is no edit.
+    void stampOfTheCallerIsNoEdit()
+    {
+        m_spec.projectFile = path(u"box.ztp"_s);
+        QVERIFY(TestFiles::write(m_spec.projectFile));
+        m_project->setProjectFileTime(QDateTime::fromMSecsSinceEpoch(1'000'000));
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+        QVERIFY(TestFiles::setModified(path(u"src/a.lua"_s), {900, 0}));
+        m_make->process.preprocess_ = {0};
+        m_make->process.compile = {0};
+        QVERIFY(m_make->compile());
+        QVERIFY(TestFiles::write(path(u"obj/root/a.lua"_s), "kept"));
+        QVERIFY(m_make->compile());
+        QCOMPARE(TestFiles::read(path(u"obj/root/a.lua"_s)), "kept"_ba);
+    }
+
+    void workDoesNotNeedTheProjectsOwnObjectDirectory()
+    {
+        m_spec.objectDirectory = path(u"missing"_s);
+        m_make->process.preprocess_ = m_make->process.compile = {0};
+        for (const QString &directory : {u"elsewhere/root"_s, u"missing/root"_s}) {
+            m_make->objectDirectory = path(directory);
+            QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
+            QVERIFY2(m_make->compile(), qPrintable(m_project->errorText()));
+            QVERIFY(QFile::exists(path(directory + u"/a.lua"_s)));
+        }
+        m_project.reset();
+        QCOMPARE(QDir(path(u"elsewhere/root"_s)).entryList(QDir::Files | QDir::Hidden),
+                 QStringList{u"a.lua"_s});
+    }
+
+    void sourceIsNeverOverwritten_data()
+    {
+        QTest::addColumn<bool>("preprocess");
+        QTest::addColumn<bool>("compile");
+        QTest::addColumn<QString>("output");
+        QTest::newRow("copy") << false << false << u"a.lua"_s;
+        QTest::newRow("preprocessed") << true << true << u"a.lui"_s;
+        QTest::newRow("compiled") << true << true << u"a.luo"_s;
+        QTest::newRow("compiled alone") << false << true << u"a.luo"_s;
+    }
+    void sourceIsNeverOverwritten()
+    {
+        QFETCH(bool, preprocess);
+        QFETCH(bool, compile);
+        QFETCH(QString, output);
+        m_make->process.preprocess_ = {preprocess ? 1 : 0};
+        m_make->process.compile = {compile ? 1 : 0};
+        m_make->rebuildAll = true;
+        m_project->setCommandRunner(std::make_unique<FakeRunner>(
+                [](const Command &command) {
+                    return TestFiles::write(command.arguments[command.arguments.indexOf(
+                                                    command.arguments.contains(u"-o"_s)
+                                                            ? u"-o"_s
+                                                            : u"--out"_s)
+                                            + 1]);
+                }));
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s), "source"));
+        QVERIFY(QDir().mkpath(path(u"obj/root"_s)));
+        QCOMPARE(link(QFile::encodeName(path(u"src/a.lua"_s)),
+                      QFile::encodeName(path(u"obj/root/"_s + output))),
+                 0);
+        QVERIFY(!m_make->compile());
+        QCOMPARE(m_project->errorText(), u"Cannot write "_s + path(u"obj/root/"_s + output));
+        QCOMPARE(TestFiles::read(path(u"src/a.lua"_s)), "source"_ba);
+        QVERIFY(QFile::exists(path(u"obj/root/"_s + output)));
     }
 
     void openFilesDoNotGrowWithTheDepthOfTheTree()
