@@ -107,6 +107,9 @@ class Preprocessor(World):
                     with self.subTest(first=first, rest=rest, options=options):
                         self.check_byte_code(first + rest, *options)
 
+    def test_length_operator_that_comes_to_the_start_is_no_first_line(self):
+        self.assertEqual(self.preprocess(" --[[]]#t\n", "--strip", "--trim"), " #t\n")
+
     def test_operator_at_the_very_end_is_still_an_error(self):
         self.preprocess("x = 1 -")
         self.assertIn("in.lua:1: unexpected symbol",
@@ -167,6 +170,7 @@ class Preprocessor(World):
             ("\n\nx = [=[y]]\n", "in.lua:3: unterminated long string\n"),
             ("x = 1 --[[ y\n\n", "in.lua:1: unterminated long comment\n"),
             ("x = 1 --[[ y [[ ]]\n", "in.lua:1: nesting of [[...]] is deprecated\n"),
+            ("x = {[=1]}\n", "in.lua:1: invalid long string delimiter\n"),
             ("a\rb\n\rc\r\nx = 'y\\\r\n\n", "in.lua:4: unterminated string\n"),
         ]:
             with self.subTest(source):

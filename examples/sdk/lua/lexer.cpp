@@ -150,6 +150,8 @@ void Lexer::addNext()
             add(Kind::Comment, skip(m_position, [](char other) { return !isNewline(other); }));
     } else if (const size_t opening = openingEnd(m_position)) {
         add(Kind::LongString, closingEnd(m_position, opening, "unterminated long string"));
+    } else if (c == '[' && next == '=') {
+        throw LexicalError("invalid long string delimiter", m_line);
     } else {
         const bool pair = next == '=' && std::string_view("=~<>").find(c) != std::string_view::npos;
         add(Kind::Other, m_position + (pair ? 2 : 1));

@@ -197,7 +197,9 @@ std::string Preprocessor::joined(const Pieces &pieces)
 {
     std::string text;
     for (size_t i = 0; i < pieces.size(); ++i) {
-        if (i > 0 && wouldJoin(pieces[i - 1], pieces[i]))
+        // At the start of a text, Lua takes the operator "#" for a first line.
+        if (i == 0 ? pieces[i].text == "#" && pieces[i].kind == Kind::Other
+                   : wouldJoin(pieces[i - 1], pieces[i]))
             text += ' ';
         text += pieces[i].text;
     }
