@@ -165,6 +165,12 @@ class Packing(World):
         self.assertEqual(self.tool("ztmkromfs", "-vv", "-o", "image", "-i", "a"),
                          "        1 /a\nimage: 1 files, 1024 bytes\n")
 
+    def test_values_may_be_joined_to_their_options(self):
+        self.write("-a", "A")
+        self.tool("ztmkromfs", "-vvoimage", "--label=a=b", "-D", "-x", "-i-a")
+        self.assertEqual(self.unpacked("image"), {"-x": "A"})
+        self.assertEqual((self.dir / "image").read_bytes()[16:32], b"a=b".ljust(16, b"\0"))
+
     def test_arguments_may_stand_in_a_file(self):
         self.write("a", "A")
         self.write("b", "B")
@@ -185,6 +191,9 @@ class Packing(World):
             (["-i", "a"], "no image to write: --out is missing"),
             (["-o", "image", "a"], "unexpected argument a"),
             (["-o", "image", "--wrong"], "option --wrong not recognized"),
+            (["-o", "image", "-vw"], "option -w not recognized"),
+            (["-v", "-o"], "option -o requires argument"),
+            (["--out"], "option --out requires argument"),
         ]:
             with self.subTest(arguments):
                 self.assertEqual(self.failing_tool("ztmkromfs", *arguments), f"ztmkromfs: {text}\n")

@@ -82,7 +82,8 @@ void Lexer::add(Kind kind, size_t end)
 {
     const std::string_view text = m_source.substr(m_position, end - m_position);
     m_tokens.push_back({kind, text, m_line});
-    m_line += countLines(text);
+    if (kind != Kind::Name && kind != Kind::Number && kind != Kind::Space && kind != Kind::Other)
+        m_line += countLines(text);
     m_position = end;
 }
 
@@ -249,9 +250,11 @@ std::vector<Token> partTokens(std::string_view part, int line)
 int countLines(std::string_view text)
 {
     int lines = 0;
-    for (size_t i = text.find_first_of("\r\n"); i != std::string_view::npos;
-         i = text.find_first_of("\r\n", newlineEnd(text, i)))
-        ++lines;
+    for (size_t i = 0; i < text.size();) {
+        const bool ends = isNewline(text[i]);
+        lines += ends ? 1 : 0;
+        i = ends ? newlineEnd(text, i) : i + 1;
+    }
     return lines;
 }
 
