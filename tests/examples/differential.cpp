@@ -250,7 +250,8 @@ Sources readSources(char **first, char **last)
     std::vector<fs::path> paths;
     for (; first != last; ++first) {
         for (const auto &entry : fs::recursive_directory_iterator(*first)) {
-            if (entry.path().extension() == ".lua" && entry.is_regular_file())
+            if (entry.path().extension() == ".lua" && !entry.is_symlink()
+                && entry.is_regular_file())
                 paths.push_back(entry.path());
         }
     }
