@@ -101,7 +101,7 @@ void Preprocessor::carryOut(const Token &directive, const std::string &file)
 void Preprocessor::include(const std::string &name, const std::string &file, int line)
 {
     for (const std::string &directory : m_directories) {
-        const std::string path = directory + (directory.ends_with('/') ? "" : "/") + name;
+        const std::string path = (std::filesystem::path(directory) / name).string();
         if (!std::filesystem::is_regular_file(path))
             continue;
         if (std::count(m_openFiles.begin(), m_openFiles.end(), realPath(path)) > 0)

@@ -20,9 +20,10 @@ bool isUtf8(std::string_view text)
             return false;
         char32_t code = first & (0xffU >> (ones + 1));
         for (++i; i < end; ++i) {
-            if ((text[i] & 0xc0) != 0x80)
+            const auto byte = static_cast<unsigned char>(text[i]);
+            if (std::countl_one(byte) != 1)
                 return false;
-            code = code << 6U | (text[i] & 0x3fU);
+            code = code << 6U | (byte & 0x3fU);
         }
         const bool surrogate = code >= 0xd800 && code < 0xe000;
         if (code < smallest[std::max(ones, 1)] || code > 0x10ffff || surrogate)

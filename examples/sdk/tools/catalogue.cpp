@@ -184,7 +184,8 @@ std::string Catalogue::description() const
     std::string text = m_language + separator + m_sourceLanguage + separator;
     for (const auto &[key, message] : m_messages) {
         const auto &[context, source, comment] = key;
-        text += context + separator + source + separator + comment + separator + message.state;
+        for (const std::string &part : {context, source, comment, message.state})
+            text += separator + part;
         for (const Location &place : message.places)
             text += separator + place.first;
         text += '\n';

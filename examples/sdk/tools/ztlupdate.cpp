@@ -42,6 +42,8 @@ struct Options
 
 Options optionsOf(const Arguments &arguments)
 {
+    if (arguments.options.empty() && arguments.operands.empty())
+        throw ToolError(usage);
     Options options;
     std::string language;
     for (const auto &[letter, value] : arguments.options) {
@@ -65,9 +67,6 @@ Options optionsOf(const Arguments &arguments)
             options.files.emplace_back(value, language);
             language.clear();
             break;
-        case 'h':
-            puts(usage);
-            exit(0);
         }
     }
     options.sources.insert(arguments.operands.begin(), arguments.operands.end());
@@ -181,7 +180,6 @@ int main(int argc, char **argv)
             {"source-language", required_argument, nullptr, 's'},
             {"target-language", required_argument, nullptr, 't'},
             {"ts", required_argument, nullptr, 'f'},
-            {"help", no_argument, nullptr, 'h'},
     };
     return runTool(argc, argv, "B:", options, update);
 }
