@@ -2,6 +2,7 @@
 
 #include "sourceerror.h"
 
+#include <algorithm>
 #include <cstring>
 #include <lua.hpp>
 #include <memory>
@@ -112,9 +113,10 @@ int append(lua_State * /*state*/, const void *part, size_t size, void *result)
 std::string compile(std::string_view source, const std::string &name, bool strip)
 {
     // Lua passes over a first line that begins with "#", but for its end.
-    std::string text(source);
-    if (text.starts_with('#'))
-        text.replace(0, std::min(text.find('\n'), text.size() - 1) + 1, "\n");
+    const bool hasFirstLine = source.starts_with('#');
+    if (hasFirstLine)
+        source.remove_prefix(std::min(source.find('\n'), source.size()));
+    const std::string text(hasFirstLine && source.empty() ? "\n" : source);
 
     const State state(luaL_newstate(), &lua_close);
     if (!state)
