@@ -84,12 +84,12 @@ private slots:
         world.write("project/obj/.unfinished", "root");
         world.plan("ztlpp", "2 exit 1\n");
         QCOMPARE(world.run({"-q"}).status, 1);
-        SAME(world.read("project/obj/.unfinished"), "root");
-        world.plan("ztlpp", "2 signal group 9\n2 wait\n");
+        QVERIFY(world.exists("project/obj/.unfinished"));
+        world.plan("ztlpp", "1 signal group 9\n1 wait\n");
         QCOMPARE(world.run({"-q"}, {.ownGroup = true}).signal, SIGKILL);
-        SAME(world.read("project/obj/.unfinished"), "root");
+        QVERIFY(world.exists("project/obj/.unfinished"));
         world.plan("ztlpp", "");
-        QCOMPARE(names(world.run({"-q"})).count("ztlpp"), 2);
+        QCOMPARE(names(world.run({"-q"})).count("ztlpp"), 1); // what had not been made anew
         QVERIFY(!world.exists("project/obj/.unfinished"));
         QCOMPARE(names(world.run({"-q"})).count("ztlpp"), 0);
     }

@@ -115,7 +115,7 @@ class Failures(ProjectWorld):
         self.write(MODULE, self.read(MODULE) + "local limit = = 1\n")
         objects = f"obj/{MODULE.removesuffix('.lua')}"
         return [f"[ztmake] ztluac -s -o {objects}.luo -- {objects}.lui",
-                f"{objects}.lui:24: '<eof>' expected near 'local'",
+                f"{MODULE}:24: '<eof>' expected near 'local'",
                 "[ztmake] Command exited with status 1"]
 
     def test_syntax_error_in_a_log_file(self):

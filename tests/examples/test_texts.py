@@ -5,7 +5,7 @@ import os
 import unittest
 import xml.etree.ElementTree as xml
 
-from world import BUILD_TIME, World
+from world import BUILD_TIME, LCONVERT, SDK, World
 
 
 class TranslationWorld(World):
@@ -73,10 +73,49 @@ three]], tr ( [==[four ]] ]==] ), i18n.tr("five", count))
     def test_other_arguments_and_names_are_not_texts(self):
         self.assertEqual(self.texts("""
 local function tr(text) return text end
-print(tr(x), tr("a" .. "b"), str("c"), tr, tr2("d")) -- tr("e")
+function i18n.tr(text) return text end
+function i18n.more:tr(text) return text end
+print(str("c"), tr, tr2("d")) -- tr("e")
 print("tr('f')", [[tr("g")]])
 --[[ tr("h") ]]
 """), [])
+
+    def test_calls_that_cannot_be_read_are_told_with_their_places(self):
+        source = ("tr('x')\ntr(x)\ntr('a' .. 'b')\ni18n.tr\n(\nx)\ntr()\ntr{'y'}\n"
+                  "tr('y', x) tr[[\r\nz]]:upper()\n")
+        self.check_warnings(source, ["x", "y", "z"], *[
+            f"a.lua:{line}: warning: text to translate is not a literal" for line in (2, 3, 4, 7, 8)])
+
+    def test_bad_texts_are_told_with_their_places(self):
+        for text, reason in [
+            ("'\\1'", "control character in a text to translate"),
+            ("'x', '\\r'", "control character in a text to translate"),
+            ("''", "empty text to translate"),
+            ("'\\255'", "string is not UTF-8"),
+            ("'\\195'", "string is not UTF-8"),
+            ("'\\195x'", "string is not UTF-8"),
+            ("'\\128'", "string is not UTF-8"),
+            ("'\\192\\128'", "string is not UTF-8"),
+            ("'\\224\\128\\128'", "string is not UTF-8"),
+            ("'\\237\\160\\128'", "string is not UTF-8"),
+            ("'\\244\\144\\128\\128'", "string is not UTF-8"),
+            ("'\\248\\128\\128\\128\\128'", "string is not UTF-8"),
+        ]:
+            with self.subTest(text):
+                self.check_warnings(f"\ntr({text})\ntr('good')", ["good"],
+                                    f"a.lua:2: warning: {reason}")
+
+    def check_warnings(self, source, texts, *warnings):
+        """Checks which texts are taken from a source, and which warnings there are."""
+        self.write("a.lua", source)
+        (self.dir / "de.ts").unlink(missing_ok=True)
+        result = self.run_command(SDK / "bin/ztlupdate", "--target-language", "de", "--ts", "de.ts",
+                                  "a.lua")
+        self.assertEqual((result.returncode, result.stderr.splitlines()), (0, list(warnings)))
+        self.assertEqual([message[1] for message in self.messages("de.ts")], texts)
+
+    def test_texts_of_all_lengths_of_utf8_are_found(self):
+        self.assertEqual(self.texts("tr('a\u00e4\u20ac\U0001f600')"), ["a\u00e4\u20ac\U0001f600"])
 
     def test_escapes_stand_for_what_lua_makes_of_them(self):
         source = "tr('a\\tb\\\\c\\'d\\n\\65\\195\\164\\\ne')"
@@ -104,14 +143,9 @@ print("tr('f')", [[tr("g")]])
         self.assertEqual(self.messages()[0][0], "test")
 
     def test_errors_name_file_and_line(self):
-        for source, text in [("\ntr('x\n", "a.lua:2: unterminated string\n"),
-                             ("tr('\\1')", "a.lua:1: control character in a text to translate\n"),
-                             ("\ntr('\\255')", "a.lua:2: string is not UTF-8\n"),
-                             ("tr''", "a.lua:1: empty text to translate\n")]:
-            with self.subTest(source):
-                self.write("a.lua", source)
-                self.assertEqual(self.failing_tool(
-                    "ztlupdate", "--target-language", "de", "--ts", "de.ts", "a.lua"), text)
+        self.write("a.lua", "\ntr('x\n")
+        self.assertEqual(self.failing_tool("ztlupdate", "--target-language", "de", "--ts", "de.ts",
+                                           "a.lua"), "a.lua:2: unterminated string\n")
 
     def test_missing_source_is_reported(self):
         self.assertEqual(
@@ -179,6 +213,48 @@ class Updating(TranslationWorld):
         os.utime(file, (BUILD_TIME, BUILD_TIME))
         self.assertEqual(self.update("../root/usr/lib/lua/a.lua"), "")
         self.assertEqual(file.stat().st_mtime, BUILD_TIME)
+
+    def test_lines_are_told_as_distances_that_qt_reads(self):
+        self.write("two/a.lua", "\ntr('x')\n\n\ntr('y') tr('x')\ntr('z')")
+        self.write("one/a.lua", "\n\n\ntr('y')")
+        self.write("b.lua", "tr('x')\n\ntr('z')")
+        self.tool("ztlupdate", "--target-language", "de", "--ts", "de.ts",
+                  "two/a.lua", "one/a.lua", "b.lua")
+        self.assertIn(' line="+3"', self.read("de.ts"))
+        expected = {("a", "y"): [("one/a.lua", 4), ("two/a.lua", 5)],
+                    ("a", "x"): [("two/a.lua", 2), ("two/a.lua", 5)],
+                    ("a", "z"): [("two/a.lua", 6)],
+                    ("b", "x"): [("b.lua", 1)], ("b", "z"): [("b.lua", 3)]}
+        self.assertEqual(self.places("de.ts"), expected)
+        self.write("c.lua", "tr('x')")  # what was read is written again
+        self.tool("ztlupdate", "--target-language", "de", "--ts", "de.ts", "c.lua")
+        self.assertEqual(self.places("de.ts"), {**expected, ("c", "x"): [("c.lua", 1)]})
+
+    def places(self, file):
+        """The places of every text of a file, as Qt's own tool reads them."""
+        result = self.run_command(LCONVERT, "-locations", "absolute", "-of", "ts", "-i", file)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return {(context.findtext("name"), message.findtext("source")):
+                [(place.get("filename"), int(place.get("line")))
+                 for place in message.iter("location")]
+                for context in xml.fromstring(result.stdout).iter("context")
+                for message in context.iter("message")}
+
+    def test_line_inserted_above_changes_nothing(self):
+        source = "tr('x')\ntr('y')\n"
+        self.scan(source)
+        before = self.read("translations/de.ts")
+        self.scan("-- new\n" + source)
+        self.assertEqual(self.read("translations/de.ts"), before)
+
+    def test_new_text_changes_one_other_location(self):
+        lines = [f"tr('{number}')" for number in range(9)]
+        self.scan("\n".join(lines))
+        before = self.read("translations/de.ts").splitlines()
+        self.scan("\n".join(["", *lines, "tr('new')"]))
+        after = self.read("translations/de.ts").splitlines()
+        self.assertEqual([line for line in before if line not in after],
+                         ['            <location filename="../root/usr/lib/lua/a.lua" line="+1" />'])
 
     def test_translators_notes_are_kept(self):
         self.scan("tr('x')")

@@ -105,6 +105,14 @@ class Thermostat(ProjectWorld):
         self.assertEqual(self.read("small/etc/autoexec.lua"), self.read("obj/autoexec.lua"))
         self.assertEqual(self.read("small/NOTICE"), (SDK / "share/NOTICE").read_text())
 
+    def test_linked_directory_is_compiled_and_packed(self):
+        self.write("shared/deep/a.lua", "return 'A'\n")
+        (self.dir / "root/usr/lib/lua/shared").symlink_to("../../../../shared")
+        self.make()
+        self.unpack(SMALL, "small")
+        code = (self.dir / "small/usr/lib/lua/shared/deep/a.lua").read_bytes()
+        self.assertEqual(code[:4], b"\x1bLua")
+
     def test_image_holds_byte_code_that_loads(self):
         self.build()
         self.unpack(SMALL, "image")
@@ -112,7 +120,8 @@ class Thermostat(ProjectWorld):
             code = (self.dir / "image" / path).read_bytes()
             self.assertEqual(code[:4], b"\x1bLua", path)
             # Only the single source is compiled with debug information, such as the file's name.
-            self.assertEqual(b".lui\0" in code, path == "usr/bin/selftest.lua", path)
+            self.assertEqual(b"@tools/selftest.lua\0" in code, path == "usr/bin/selftest.lua", path)
+            self.assertNotIn(b".lui\0", code, path)
             self.check_loads(self.dir / "image" / path)
         for path in ("etc/autoexec.lua", "usr/lib/lua/log.lua", "usr/share/web/status.lua"):
             self.assertNotEqual((self.dir / "image" / path).read_bytes()[:4], b"\x1bLua", path)
@@ -260,7 +269,7 @@ class Thermostat(ProjectWorld):
         result = self.run_command(SDK / "bin/ztmake")
         self.assertEqual(result.returncode, 1)
         self.assertEqual(result.stderr.splitlines()[-2:],
-                         [f"obj/root/usr/lib/lua/thermostat/room.lui:{lines}: "
+                         [f"{source}:{lines}: "
                           "'<name>' expected near '='",
                           "[ztmake] Command exited with status 1"])
         self.assertNotIn("usr/lib/lua/thermostat/room.luo", self.files("obj/root"))

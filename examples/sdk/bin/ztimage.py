@@ -4,6 +4,7 @@ import hashlib
 import hmac
 import json
 import os
+import posixpath
 import struct
 from typing import NamedTuple
 
@@ -22,6 +23,14 @@ class Entry(NamedTuple):
     kind: str  # "directory", "file", "link" or "device"
     data: bytes = b""  # a file's content, a link's target, or a device such as b"c,5,1"
     executable: bool = False
+    source: str | None = None  # where a file's content is when it is not here
+
+    def content(self):
+        """A file's content, wherever it is."""
+        return self.data if self.source is None else ztsdk.read_bytes(self.source)
+
+
+DIRECTORY = Entry("directory", executable=True)
 
 
 def read_romfs(image, name):
@@ -73,7 +82,7 @@ def read_object(image, offset, path, entries):
     if kind == 0:
         read_object(image, info & ~15, path, entries)
     elif kind == 1:
-        entries[path] = Entry("directory")
+        entries[path] = DIRECTORY
         read_directory(image, info & ~15, path + "/", entries)
     elif kind == 2:
         entries[path] = Entry("file", content, executable)
@@ -84,6 +93,84 @@ def read_object(image, offset, path, entries):
         entries[path] = Entry("device", device.encode())
     else:
         raise ValueError("sockets and pipes are not supported")
+
+
+class Writer:
+    """Writes a romfs image, in the order of the paths.
+
+    An object is a header, which leads to the next object of its directory, and its content, for a
+    directory its objects. As genromfs does it, a directory has "." and ".." among its objects,
+    which are hard links, but for the "." of the root.
+    """
+
+    KINDS = {"hard": 0, "directory": 1, "file": 2, "link": 3, "b": 4, "c": 5}
+
+    def __init__(self, entries, label):
+        self.entries = entries
+        self.names = {"": []}
+        for path in sorted(entries):
+            self.names.setdefault(posixpath.dirname(path), []).append(posixpath.basename(path))
+        self.image = bytearray(ROMFS_MAGIC + bytes(8) + padded_name(os.fsencode(label)))
+        start = len(self.image)
+        self.last = None  # the header that leads to the next one of its directory
+        self.add_header(b".", "directory", start, 0, True)
+        self.add_directory("", start, start)
+        struct.pack_into(">I", self.image, 8, len(self.image))
+        add_checksum(self.image, 0, min(len(self.image), 512), 12)
+        self.image += bytes(-len(self.image) % 1024)
+
+    def add_directory(self, path, start, above):
+        """Adds the objects of a directory whose header, like that of the one above, is known."""
+        if path:
+            self.last = None
+            self.add_header(b".", "hard", start)
+        self.add_header(b"..", "hard", above)
+        for name in self.names.get(path, []):
+            self.add(posixpath.join(path, name), os.fsencode(name), start)
+
+    def add(self, path, name, above):
+        """Adds one object."""
+        entry = self.entries[path]
+        if entry.kind == "directory":
+            size = 16 + len(padded_name(name))
+            header = self.add_header(name, entry.kind, len(self.image) + size, 0, True)
+            self.add_directory(path, header, above)
+            self.last = header
+        elif entry.kind == "device":
+            kind, major, minor = entry.data.decode().split(",")
+            self.add_header(name, kind, int(major) << 16 | int(minor))
+        else:
+            content = entry.content()
+            self.add_header(name, entry.kind, 0, len(content), entry.executable)
+            self.image += content + bytes(-len(content) % 16)
+
+    def add_header(self, name, kind, info, size=0, executable=False):
+        """Adds a header, and makes the one before it lead to it; gives its place."""
+        place = len(self.image)
+        if self.last is not None:
+            self.set_next(self.last, place)
+        self.last = place
+        bits = self.KINDS[kind] | (8 if executable else 0)
+        self.image += struct.pack(">IIII", bits, info, size, 0) + padded_name(name)
+        add_checksum(self.image, place, len(self.image), place + 12)
+        return place
+
+    def set_next(self, header, following):
+        """Makes a header lead to another one."""
+        bits, checksum = self.image[header + 3], struct.unpack_from(">I", self.image, header + 12)
+        struct.pack_into(">I", self.image, header, following | bits)
+        struct.pack_into(">I", self.image, header + 12, (checksum[0] - following) & 0xFFFFFFFF)
+
+
+def padded_name(name):
+    """A name as it stands in an image."""
+    return name + bytes(16 - len(name) % 16)
+
+
+def add_checksum(image, start, end, place):
+    """Makes the words of a part of an image add up to zero by the one at a place."""
+    words = struct.unpack_from(f">{(end - start) // 4}I", image, start)
+    struct.pack_into(">I", image, place, -sum(words) & 0xFFFFFFFF)
 
 
 def write_tree(entries, directory):
@@ -98,7 +185,7 @@ def write_tree(entries, directory):
             folder, name = os.path.split(target)
             ztsdk.write_file(os.path.join(folder, f"@{name},{entry.data.decode()}"), b"")
         else:
-            ztsdk.write_file(target, entry.data)
+            ztsdk.write_file(target, entry.content())
             os.chmod(target, 0o755 if entry.executable else 0o644)
 
 

@@ -1,6 +1,5 @@
 """What the sample SDK's tools share: arguments, error reports and output files."""
 
-import getopt
 import os
 import sys
 
@@ -28,11 +27,42 @@ def read_arguments(arguments):
 
 
 def parse(arguments, short, long):
-    """Parses options that may stand between the operands; gives (options in order, operands)."""
-    try:
-        return getopt.gnu_getopt(arguments, short, long)
-    except getopt.GetoptError as error:
-        raise ToolError(str(error)) from None
+    """Parses options that may stand between the operands; gives (options in order, operands).
+
+    It is what getopt does, which copies all that is left of the arguments at every option.
+    """
+    options, operands, rest = [], [], iter(arguments)
+    for argument in rest:
+        if argument == "--":
+            operands += rest
+        elif argument.startswith("--"):
+            name, equals, value = argument[2:].partition("=")
+            if name + "=" in long:
+                options.append(("--" + name, value if equals else value_of(argument, rest)))
+            elif name in long and not equals:
+                options.append((argument, ""))
+            else:
+                raise ToolError(f"option --{name} not recognized")
+        elif argument.startswith("-") and argument != "-":
+            letters = argument[1:]
+            while letters:
+                option, letters = "-" + letters[0], letters[1:]
+                if option[1] not in short.replace(":", ""):
+                    raise ToolError(f"option {option} not recognized")
+                value = ""
+                if option[1] + ":" in short:
+                    value, letters = letters or value_of(option, rest), ""
+                options.append((option, value))
+        else:
+            operands.append(argument)
+    return options, operands
+
+
+def value_of(option, rest):
+    """The next argument, as the value of an option."""
+    for value in rest:
+        return value
+    raise ToolError(f"option {option} requires argument")
 
 
 def run(main):

@@ -4,30 +4,30 @@
     <context>
         <name>selftest</name>
         <message>
-            <location filename="../tools/selftest.lua" line="8"/>
+            <location filename="../tools/selftest.lua" line="+8" />
             <source>FAILED</source>
             <translation>ÉCHEC</translation>
         </message>
         <message>
-            <location filename="../tools/selftest.lua" line="8"/>
+            <location line="+0" />
             <source>passed</source>
             <translation>réussi</translation>
         </message>
         <message>
-            <location filename="../tools/selftest.lua" line="17"/>
+            <location line="+9" />
             <source>Register table</source>
-            <translation type="unfinished"></translation>
+            <translation type="unfinished" />
         </message>
         <message>
-            <location filename="../tools/selftest.lua" line="18"/>
+            <location line="+1" />
             <source>Call depth</source>
-            <translation type="unfinished"></translation>
+            <translation type="unfinished" />
         </message>
     </context>
     <context>
         <name>thermostat</name>
         <message>
-            <location filename="../root/usr/bin/thermostat.lua" line="22"/>
+            <location filename="../root/usr/bin/thermostat.lua" line="+22" />
             <source>Thermostat</source>
             <translation>Thermostat</translation>
         </message>
@@ -35,47 +35,47 @@
     <context>
         <name>thermostat/alarm</name>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/alarm.lua" line="20"/>
+            <location filename="../root/usr/lib/lua/thermostat/alarm.lua" line="+20" />
             <source>Danger of frost</source>
             <translation>Risque de gel</translation>
         </message>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/alarm.lua" line="23"/>
+            <location line="+3" />
             <source>Supply voltage too low</source>
-            <translation type="unfinished"></translation>
+            <translation type="unfinished" />
         </message>
     </context>
     <context>
         <name>thermostat/ui/screen</name>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="12"/>
+            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="+12" />
             <source>Room</source>
             <translation>Pièce</translation>
         </message>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="13"/>
+            <location line="+1" />
             <source>Heating off</source>
             <translation>Chauffage arrêté</translation>
         </message>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="13"/>
+            <location line="+0" />
             <source>Heating on</source>
             <translation>Chauffage en marche</translation>
         </message>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="13"/>
+            <location line="+0" />
             <source>Target</source>
             <comment>temperature</comment>
             <translation>Consigne</translation>
         </message>
         <message>
-            <location filename="../root/usr/lib/lua/thermostat/ui/screen.lua" line="24"/>
+            <location line="+11" />
             <source>Registers:</source>
-            <translation type="unfinished"></translation>
+            <translation type="unfinished" />
         </message>
         <message>
             <source>Holiday mode</source>
-            <translation type="obsolete"></translation>
+            <translation type="obsolete" />
         </message>
     </context>
 </TS>
