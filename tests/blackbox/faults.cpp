@@ -14,13 +14,6 @@ namespace {
 
 constexpr qint64 later = 4'000'000'000;
 
-/// Ends the test program: nothing can be shown without it.
-void require(bool condition, const char *what)
-{
-    if (!condition)
-        qFatal("FaultyProject: %s", what);
-}
-
 } // namespace
 
 bool FaultyRun::hasGoodMessage() const
@@ -43,7 +36,7 @@ FaultyProject::FaultyProject(const QByteArray &svnversion)
         world.remove("sdk/bin/" + tool);
         require(QFile::copy(QStringLiteral(HONEST_TOOL),
                             QString::fromUtf8(world.path("sdk/bin/" + tool))),
-                "a tool cannot be installed");
+                "install", tool);
     }
     world.makeDirectory("plan");
     world.setVariable("ZTTEST_PLAN", world.path("plan"));
@@ -92,7 +85,7 @@ void FaultyProject::copy(const QByteArray &from, const QByteArray &to) const
 {
     const QStringList arguments{u"-a"_s, QString::fromUtf8(world.path(from)),
                                 QString::fromUtf8(world.path(to))};
-    require(QProcess::execute(u"cp"_s, arguments) == 0, "it cannot be copied");
+    require(QProcess::execute(u"cp"_s, arguments) == 0, "copy", from);
 }
 
 void FaultyProject::restore()
@@ -103,7 +96,7 @@ void FaultyProject::restore()
 
 void FaultyProject::expectOutputs()
 {
-    require(world.run({"-q"}).status == 0, "it cannot be built");
+    require(world.run({"-q"}).status == 0, "build", "the project");
     expected = outputs();
 }
 
@@ -115,15 +108,15 @@ void FaultyProject::saveAndExpect()
 
 void FaultyProject::buildAndKill(int call)
 {
-    require(world.run({"-q"}).status == 0, "it cannot be built");
+    require(world.run({"-q"}).status == 0, "build", "the project");
     writeSources("second", later);
     for (const QByteArray &name : outputs().keys())
         world.setTime("project/" + name, name.startsWith("translations/") ? later : 1);
     world.write("plan/plan", QByteArray::number(call) + " half group 9\n");
     world.remove("plan/calls");
-    require(world.run({"-q"}, {.ownGroup = true}).signal == SIGKILL, "it is not killed");
+    require(world.run({"-q"}, {.ownGroup = true}).signal == SIGKILL, "kill", "the build");
     world.remove("plan/plan");
-    require(world.exists("project/obj/.unfinished"), "there is no note");
+    require(world.exists("project/obj/.unfinished"), "find", "the note");
 }
 
 QByteArray FaultyProject::wrongOutputs(Ignored isIgnored) const

@@ -1,6 +1,9 @@
 #include "result.h"
 
 #include <algorithm>
+#include <cstdio>
+
+#include <unistd.h>
 
 namespace {
 
@@ -23,6 +26,14 @@ QByteArray quoted(const QByteArray &argument, const QByteArray &root)
 }
 
 } // namespace
+
+void require(bool condition, const char *what, const QByteArray &name)
+{
+    if (condition)
+        return;
+    std::fprintf(stderr, "World: cannot %s %s\n", what, name.constData());
+    _exit(1);
+}
 
 QByteArray Result::callText() const
 {

@@ -3,6 +3,9 @@
 #include <QByteArray>
 #include <QByteArrayList>
 
+/// Ends the test program, at once: a world that could not be made proves nothing.
+void require(bool condition, const char *what, const QByteArray &name);
+
 /// One call of a stand-in, as it was received.
 struct Call
 {

@@ -8,9 +8,8 @@ class TestBuildFiles : public QObject
 private slots:
     void directoriesAreMade()
     {
-        World world;
-        world.project(demo + R"( ObjectDirectory="a/b/c" OutputDirectory="x/y")",
-                      "<Translation Enabled=\"1\"/>");
+        World world(demo + R"( ObjectDirectory="a/b/c" OutputDirectory="x/y")",
+                    "<Translation Enabled=\"1\"/>");
         SAME(world.run({"-q"}).text(), report(0, {}));
         SAME(world.tree("project"), "a/\na/b/\na/b/c/\na/b/c/translations/\na/b/c/version.txt\n"
                                     "demo.ztp\ntranslations/\n");
@@ -31,9 +30,8 @@ private slots:
     {
         const auto [obstacle, directory, calls, left] =
                 fetch<QByteArray, QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project(demo + R"( Svnversion="1" ObjectDirectory="a/obj")",
-                      "<Translation Enabled=\"1\"/>" + tree());
+        World world(demo + R"( Svnversion="1" ObjectDirectory="a/obj")",
+                    "<Translation Enabled=\"1\"/>" + tree());
         world.write("project/root/m.lua");
         world.write("project/" + obstacle);
         SAME(world.run({}).text(),
@@ -44,8 +42,7 @@ private slots:
 
     void reservedImages()
     {
-        World world;
-        world.project(demo, R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
+        World world(demo, R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
         world.write("project/obj/root.romfs", "old");
         world.write("project/obj/installer.romfs", "old");
         world.plan("ztmkromfs", "* probe obj/root.romfs\n* probe obj/installer.romfs\n");
@@ -83,8 +80,7 @@ private slots:
     void reservedImageThatIsNoFile()
     {
         const auto [name, calls] = fetch<QByteArray, int>();
-        World world;
-        world.project(demo, minimal);
+        World world(demo, minimal);
         world.makeDirectory("project/" + name);
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 1);
@@ -95,8 +91,7 @@ private slots:
 
     void reservedImageThatCannotBeRemoved()
     {
-        World world;
-        world.project(demo, minimal);
+        World world(demo, minimal);
         world.write("project/obj/root.romfs");
         world.setMode("project/obj", 0555);
         SAME(world.run({"-q"}, {.ordinaryUser = true}).text(),
@@ -106,9 +101,8 @@ private slots:
 
     void versionIsFoundOnce()
     {
-        World world;
-        world.project(demo + R"( Svnversion="1" BuildInstaller="1")",
-                      R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
+        World world(demo + R"( Svnversion="1" BuildInstaller="1")",
+                    R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
         world.plan("svnversion", "1 out 1\n2 out 2\n");
         const Result result = world.run({"-q"});
         QCOMPARE(result.calls.size(), 8);

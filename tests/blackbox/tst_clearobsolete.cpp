@@ -41,8 +41,7 @@ private slots:
     void callOfTheOperation()
     {
         const auto [children, options] = fetch<QByteArray, QByteArray>();
-        World world;
-        world.project(demo + R"( Verbose="0")", children);
+        World world(demo + R"( Verbose="0")", children);
         world.makeDirectory("project/translations/sub");
         SAME(world.run({"-q", "--clearobsolete"}).text(), report(0, call(options)));
         QByteArray echo = "[ztmake] " + call(options);
@@ -67,8 +66,7 @@ private slots:
     {
         const auto [attributes, argument, directory, path] =
                 fetch<QByteArray, QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project("Name=\"Demo\" SDK=\"" + world.path("sdk") + "\" " + attributes, {});
+        World world("Name=\"Demo\" SDK=\"" + world.path("sdk") + "\" " + attributes, {});
         world.makeDirectory("project/translations");
         world.makeDirectory("project/sub/translations");
         SAME(world.run({"-q", "--clearobsolete", argument}).text(),
@@ -78,11 +76,10 @@ private slots:
 
     void nothingElseIsDone()
     {
-        World world;
-        world.project(demo + R"( Svnversion="1")",
-                      translation({"de"}) + R"(<Target Model="T1"/><MTD16 Enabled="1"/>
+        World world(demo + R"( Svnversion="1")",
+                    translation({"de"}) + R"(<Target Model="T1"/><MTD16 Enabled="1"/>
                                                <Startup File="a.lua"/>)"
-                              + tree());
+                            + tree());
         world.write("project/root/a.lua");
         world.write("project/firmware/T1-Demo-firmware.ztf");
         world.write("project/translations/de.ts", "old");
@@ -94,8 +91,7 @@ private slots:
 
     void oldReportIsRemovedFirst()
     {
-        World world;
-        world.project(demo, translation({"de"}));
+        World world(demo, translation({"de"}));
         world.makeDirectory("project/translations");
         world.write("project/obj/translations/report.xml", "old");
         world.plan("ztlupdate", "* probe ../obj/translations/report.xml\n");
@@ -120,8 +116,7 @@ private slots:
     void failures()
     {
         const auto [plan, error] = fetch<QByteArray, QByteArray>();
-        World world;
-        world.project(demo, {});
+        World world(demo, {});
         if (plan != "directory")
             world.makeDirectory("project/translations");
         if (plan == "tool")

@@ -9,16 +9,20 @@ const QByteArray clearObsolete = "(in $W/project/translations) ztlupdate --clear
                                  " --xml-report ../obj/translations/report.xml --ts de.ts\n";
 
 /// A project of one Lua file, built and up to date.
-void writeBuiltProject(World &world)
+class BuiltWorld : public World
 {
-    world.project(demo, "<Target Model=\"T1\"/>" + tree() + "<Translation>" + languages({"de"})
-                                + "</Translation>");
-    world.makeDirectory("project/translations");
-    world.write("project/root/a.lua");
-    world.write("project/obj/root/a.lui");
-    world.write("project/obj/root/a.luo");
-    world.write("project/firmware/T9-Demo-0.1-firmware.ztf");
-}
+public:
+    explicit BuiltWorld()
+    {
+        project(demo, "<Target Model=\"T1\"/>" + ::tree() + "<Translation>" + languages({"de"})
+                              + "</Translation>");
+        makeDirectory("project/translations");
+        write("project/root/a.lua");
+        write("project/obj/root/a.lui");
+        write("project/obj/root/a.luo");
+        write("project/firmware/T9-Demo-0.1-firmware.ztf");
+    }
+};
 
 } // namespace
 
@@ -47,8 +51,7 @@ private slots:
     void optionsChooseTheOperation()
     {
         const auto [arguments, calls, oldFirmwareStays] = fetch<QByteArrayList, QByteArray, bool>();
-        World world;
-        writeBuiltProject(world);
+        BuiltWorld world;
 
         SAME(world.run(arguments).text(), report(0, calls));
         QCOMPARE(world.exists("project/firmware/T9-Demo-0.1-firmware.ztf"), oldFirmwareStays);
@@ -72,8 +75,7 @@ private slots:
     void optionsChooseTheVerbosity()
     {
         const auto [options, level] = fetch<QByteArrayList, int>();
-        World world;
-        writeBuiltProject(world);
+        BuiltWorld world;
 
         QByteArray calls = packAndLink;
         if (level > 1) // the seventeenth argument
@@ -102,8 +104,7 @@ private slots:
     void usageIsShown()
     {
         const auto [arguments] = fetch<QByteArrayList>();
-        World world;
-        writeBuiltProject(world);
+        BuiltWorld world;
         SAME(world.run(arguments).text(), report(1, {}, usage));
         QVERIFY(world.exists("project/firmware/T9-Demo-0.1-firmware.ztf"));
     }
@@ -120,8 +121,7 @@ private slots:
     void optionParserComplainsFirst()
     {
         const auto [arguments, named] = fetch<QByteArrayList, QByteArray>();
-        World world;
-        writeBuiltProject(world);
+        BuiltWorld world;
 
         const Result result = world.run(arguments);
         QCOMPARE(result.status, 1);
@@ -144,8 +144,7 @@ private slots:
         const auto [verbose] = fetch<QByteArray>();
         const QByteArray calls = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version "
                                  "-i obj/version.txt\n";
-        World world;
-        world.project(demo + " Verbose=\"" + verbose + '"', "<Filesystem/>\n");
+        World world(demo + " Verbose=\"" + verbose + '"', "<Filesystem/>\n");
         SAME(world.run({}).text(), report(0, calls, echoOf(calls)));
         SAME(world.run({"-q"}).text(), report(0, calls));
     }
@@ -195,8 +194,7 @@ private slots:
 
     void programIsFoundOnTheSearchPath()
     {
-        World world;
-        world.project(demo, minimal);
+        World world(demo, minimal);
         world.environment().insert(QStringLiteral("PATH"),
                                    QString::fromUtf8(world.path("sdk/bin")));
         const Result result = world.run({"ztmake", "demo.ztp"}, {.program = "/usr/bin/env"});

@@ -134,8 +134,7 @@ private slots:
     void versionFile()
     {
         const auto [attributes, content] = fetch<QByteArray, QByteArray>();
-        World world;
-        world.project(demo + ' ' + attributes, "");
+        World world(demo + ' ' + attributes, "");
         QCOMPARE(world.run({"-q"}).status, 0);
         SAME(world.read("project/obj/version.txt"), content);
         SAME(world.tree("project/obj"), "version.txt\n");

@@ -92,9 +92,8 @@ private slots:
     void keyFiles()
     {
         const auto [attributes, firmware, installer] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project(demo + ' ' + attributes,
-                      R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
+        World world(demo + ' ' + attributes,
+                    R"(<Target Model="T1" BuildInstaller="1"/><Filesystem/>)");
         SAME(world.run({"-q"}).text(),
              report(0, pack() + linkTo("T1", firmware + "--name Demo")
                                + packInstaller(carriedFirmware("T1"))
@@ -163,9 +162,8 @@ private slots:
     void failingInstallerStopsTheNext()
     {
         const auto [tool, plan, installers] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project(demo + R"( BuildInstaller="1")",
-                      R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
+        World world(demo + R"( BuildInstaller="1")",
+                    R"(<Target Model="T1"/><Target Model="T2"/><Filesystem/>)");
         world.plan(tool, plan);
         SAME(world.run({"-q"}).text(), report(1, pack() + linkTo("T1") + linkTo("T2") + installers,
                                               "[ztmake] Command exited with status 5\n"));
@@ -222,9 +220,8 @@ private slots:
     {
         const auto [option, target, linkEchoed, letters, installerEchoed] =
                 fetch<QByteArray, QByteArray, bool, QByteArray, bool>();
-        World world;
-        world.project(demo, "<Target Model=\"T1\" BuildInstaller=\"1\" " + target
-                                    + "/><Filesystem Verbose=\"0\"/>");
+        World world(demo, "<Target Model=\"T1\" BuildInstaller=\"1\" " + target
+                                  + "/><Filesystem Verbose=\"0\"/>");
         const QByteArray image = packInstaller(carriedFirmware("T1"), letters);
         SAME(world.run({option}).text(),
              report(0, pack() + linkTo("T1") + image + linkInstaller("T1"),

@@ -91,8 +91,7 @@ private slots:
     void twoHundredThousandArguments()
     {
         constexpr int count = 50'000; // four arguments each
-        World world;
-        world.project(demo, tree() + process(noPreprocess));
+        World world(demo, tree() + process(noPreprocess));
         world.setTime("project/demo.ztp", -1);
         world.write("project/root/0.lua");
         world.write("project/obj/root/0.luo");

@@ -9,8 +9,7 @@ private slots:
     // When a source is copied is the matter of tst_staleness.
     void copyHasTheBytesOfItsSource()
     {
-        World world;
-        writeProject(world, noPreprocess + noCompile);
+        LuaWorld world(noPreprocess + noCompile);
         const QByteArray bytes("new\0\xff", 5);
         world.write("project/root/sub/X.LUA", bytes, 5);
         world.write("project/obj/root/sub/X.LUA", "old and longer", 4);
@@ -22,8 +21,7 @@ private slots:
 
     void copyThatCannotBeReplaced()
     {
-        World world;
-        writeProject(world, noPreprocess + noCompile);
+        LuaWorld world(noPreprocess + noCompile);
         world.write("project/root/a.lua");
         world.makeDirectory("project/obj/root/a.lua");
         world.setTime("project/obj/root/a.lua", -1);
@@ -34,8 +32,7 @@ private slots:
 
     void copyThatCannotBeWritten()
     {
-        World world;
-        writeProject(world, noPreprocess + noCompile);
+        LuaWorld world(noPreprocess + noCompile);
         world.write("project/root/a.lua");
         world.makeDirectory("project/obj/root");
         world.setMode("project/obj/root", 0555);
@@ -50,8 +47,7 @@ private slots:
 
     void copyThatCannotBeDeletedStaysCurrent()
     {
-        World world;
-        writeProject(world, noPreprocess + noCompile);
+        LuaWorld world(noPreprocess + noCompile);
         world.write("project/root/a.lua");
         world.write("project/obj/root/a.lua", "x\n", 1);
         world.setMode("project/obj/root", 0555);
@@ -65,8 +61,7 @@ private slots:
 
     void partialOutputThatCannotBeDeletedIsMadeAgain()
     {
-        World world;
-        writeProject(world, noCompile);
+        LuaWorld world(noCompile);
         world.write("project/root/a.lua", "x\n", 2);
         world.write("project/obj/root/a.lui", "x\n", 1);
         world.setMode("project/obj/root", 0555);
@@ -95,8 +90,7 @@ private slots:
     void failingToolLeavesNoOutput()
     {
         const auto [tool, plan, error] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world;
-        writeProject(world, {});
+        LuaWorld world({});
         world.write("project/root/a.lua", "x\n", 5);
         world.write("project/obj/root/a.lui", "old", 4);
         world.write("project/obj/root/a.luo", "old", 3);
@@ -114,8 +108,7 @@ private slots:
 
     void firstFailureEndsTheWalk()
     {
-        World world;
-        world.project(demo, filesystem(merge("Directory", "root") + merge("Directory", "more")));
+        World world(demo, filesystem(merge("Directory", "root") + merge("Directory", "more")));
         for (const char *name : {"root/a.lua", "root/b.lua", "root/c.lua", "more/d.lua"})
             world.write(QByteArray("project/") + name);
         const QByteArray first = world.entries("project/root")[0].chopped(4);
@@ -130,8 +123,7 @@ private slots:
 
     void directoryOfObjectsThatCannotBeMade()
     {
-        World world;
-        writeProject(world, {});
+        LuaWorld world({});
         world.write("project/root/sub/deep/a.lua");
         world.write("project/obj/root/sub");
         SAME(world.run({"-q"}).text(),
@@ -144,8 +136,7 @@ private slots:
     // Its copy would stand where the directory of objects is.
     void copyOfASourceThatIsAFile()
     {
-        World world;
-        writeProject(world, noPreprocess + noCompile, "src/a.lua");
+        LuaWorld world(noPreprocess + noCompile, "src/a.lua");
         world.write("project/src/a.lua");
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 0);
@@ -153,59 +144,47 @@ private slots:
         SAME(world.run({"-q", "-A"}).text(), report(1, {}, "[ztmake] Cannot delete obj/root\n"));
     }
 
-    void timesAreComparedInNanoseconds_data()
-    {
-        Rows<qint64, qint64, bool> row; // source, output, rebuilt
-
-        const qint64 second = 1000 * millisecond;
-        row("a nanosecond older", qint64(5), qint64(4), true);
-        row("equal", qint64(5), qint64(5), false);
-        row("a nanosecond newer", qint64(5), qint64(6), false);
-        row("a second older, more nanoseconds", second + 1, qint64(2), true);
-        row("a second newer, fewer nanoseconds", qint64(2), second + 1, false);
-        row("years apart", second * 100000000, qint64(0), true);
-        row("before 1970", -second * 2000000000, -second * 2000000000 - 1, true);
-    }
+    // What is compared with what is the matter of tst_staleness.
     void timesAreComparedInNanoseconds()
     {
-        const auto [source, output, rebuilt] = fetch<qint64, qint64, bool>();
-        World world;
-        writeProject(world, noPreprocess);
+        constexpr qint64 second = 1000 * millisecond;
+        const QList<std::pair<qint64, qint64>> times{// of the source, and of the output
+                                                     {5, 4},
+                                                     {5, 5},
+                                                     {second + 1, 2},
+                                                     {2, second + 1},
+                                                     {-second * 2000000000, 0}};
+        LuaWorld world(noPreprocess);
         world.setTime("project/demo.ztp", -3000000000 * 1000 * millisecond);
-        world.write("project/root/a.lua", "x\n", source);
-        world.write("project/obj/root/a.luo", "x\n", output);
-        if (world.time("project/root/a.lua") != source
-            || world.time("project/obj/root/a.luo") != output)
-            QSKIP("This file system does not keep such times.");
-        SAME(compilerCalls(world.run({"-q"})),
-             rebuilt ? "ztluac -o obj/root/a.luo -- root/a.lua\n" : "");
+        for (const auto &[source, output] : times) {
+            world.write("project/root/a.lua", "x\n", source);
+            world.write("project/obj/root/a.luo", "x\n", output);
+            if (world.time("project/root/a.lua") != source)
+                QSKIP("This file system does not keep such times.");
+            SAME(compilerCalls(world.run({"-q"})),
+                 output < source ? "ztluac -o obj/root/a.luo -- root/a.lua\n" : "");
+        }
     }
 
-    void projectFileMakesOutputsStale_data()
+    void timeOfTheProjectFileCountsInMilliseconds()
     {
-        Rows<qint64, qint64, bool> row; // project, output, rebuilt
-
-        // The project file's time counts in milliseconds only, and so does an output beside it.
-        row("a millisecond older", 5 * millisecond, 4 * millisecond, true);
-        row("a nanosecond older, another millisecond", 5 * millisecond, 5 * millisecond - 1, true);
-        row("older within the millisecond", 5 * millisecond + 900000, 5 * millisecond + 1, false);
-        row("equal", 5 * millisecond, 5 * millisecond, false);
-        row("newer", 5 * millisecond, 6 * millisecond, false);
-    }
-    void projectFileMakesOutputsStale()
-    {
-        const auto [project, output, rebuilt] = fetch<qint64, qint64, bool>();
-        for (const QByteArray &process : {noPreprocess, noCompile, noPreprocess + noCompile}) {
-            World world;
-            writeProject(world, process);
-            const QByteArray object = process == noPreprocess ? "project/obj/root/a.luo"
-                                      : process == noCompile  ? "project/obj/root/a.lui"
-                                                              : "project/obj/root/a.lua";
-            world.write("project/root/a.lua", "new", 0);
-            world.write(object, "old", output);
-            world.setTime("project/demo.ztp", project);
-            QCOMPARE(world.run({"-q"}).status, 0);
-            QCOMPARE(world.read(object) != "old", rebuilt);
+        const QList<std::tuple<qint64, qint64, bool>> times{
+                // of project file and output; stale
+                {5 * millisecond, 5 * millisecond - 1, true},
+                {5 * millisecond + 900000, 5 * millisecond + 1, false},
+                {5 * millisecond, 6 * millisecond, false}};
+        for (const auto &[process, extension] : {std::pair{noPreprocess, "luo"},
+                                                 {noCompile, "lui"},
+                                                 {noPreprocess + noCompile, "lua"}}) {
+            for (const auto &[project, output, isStale] : times) {
+                LuaWorld world(process);
+                const QByteArray object = QByteArray("project/obj/root/a.") + extension;
+                world.write("project/root/a.lua", "new", 0);
+                world.write(object, "old", output);
+                world.setTime("project/demo.ztp", project);
+                QCOMPARE(world.run({"-q"}).status, 0);
+                QCOMPARE(world.read(object) != "old", isStale);
+            }
         }
     }
 };

@@ -7,13 +7,17 @@ const QByteArray headerFile = "include/mtd16.lh";
 const QByteArray luaFile = "root/usr/lib/lua/mtd16.lua";
 
 /// A project that does nothing but compile its definitions.
-void writeProject(World &world, const QByteArray &mtd16 = R"(<MTD16 Enabled="1"/>)",
-                  const QByteArray &name = "project/demo.ztp")
+class Mtd16World : public World
 {
-    world.project(demo, mtd16, name);
-    world.makeDirectory("project/include");
-    world.makeDirectory("project/root/usr/lib/lua");
-}
+public:
+    explicit Mtd16World(const QByteArray &mtd16 = R"(<MTD16 Enabled="1"/>)",
+                        const QByteArray &name = "project/demo.ztp")
+    {
+        project(demo, mtd16, name);
+        makeDirectory("project/include");
+        makeDirectory("project/root/usr/lib/lua");
+    }
+};
 
 } // namespace
 
@@ -33,8 +37,7 @@ private slots:
     void definitionsAreOffUnlessSwitchedOn()
     {
         const auto [element, on] = fetch<QByteArray, bool>();
-        World world;
-        writeProject(world, element);
+        Mtd16World world(element);
         world.write("project/demo.mtdef");
         SAME(world.run({"-q"}).text(),
              report(0, on ? "ztmkmtd --header " + headerFile + " --lua " + luaFile + " demo.mtdef\n"
@@ -44,33 +47,29 @@ private slots:
 
     void filesOfTheDefinitions_data()
     {
-        Rows<QByteArray, QByteArray> row; // children, arguments
-
-        const QByteArray both = "--header " + headerFile + " --lua " + luaFile + ' ';
-        row("default", {}, both + "demo.mtdef");
-        row("definitions", "<Source>defs/a.def</Source>", both + "defs/a.def");
-        row("definitions by their default name", "<Source>demo.mtdef</Source>",
-            both + "demo.mtdef");
-        row("empty definitions", "<Source/>", both + "demo.mtdef");
-        row("header", "<Header>a.lh</Header>", "--header a.lh --lua " + luaFile + " demo.mtdef");
-        row("module", "<Lua>root/a.lua</Lua>",
-            "--header " + headerFile + " --lua root/a.lua demo.mtdef");
+        Rows<QByteArray, QByteArray, QByteArray, QByteArray> row; // children, and what they name
+        const QByteArray file = "demo.mtdef";
+        row("default", {}, headerFile, luaFile, file);
+        row("definitions", "<Source>defs/a.def</Source>", headerFile, luaFile, "defs/a.def");
+        row("empty definitions", "<Source/>", headerFile, luaFile, file);
+        row("header", "<Header>a.lh</Header>", "a.lh", luaFile, file);
+        row("module", "<Lua>root/a.lua</Lua>", headerFile, "root/a.lua", file);
         row("defaults spelled out", "<Lua>" + luaFile + "</Lua><Header>" + headerFile + "</Header>",
-            both + "demo.mtdef");
-        row("empty names mean the defaults", "<Header></Header><Lua/>", both + "demo.mtdef");
-        row("later names win", "<Header>a</Header><Header>b</Header>",
-            "--header b --lua " + luaFile + " demo.mtdef");
+            headerFile, luaFile, file);
+        row("empty names mean the defaults", "<Header></Header><Lua/>", headerFile, luaFile, file);
+        row("later names win", "<Header>a</Header><Header>b</Header>", "b", luaFile, file);
         row("names as written", "<Header>./include/../a b</Header><Lua>root//x</Lua>",
-            "--header './include/../a b' --lua root//x demo.mtdef");
+            "'./include/../a b'", "root//x", file);
     }
     void filesOfTheDefinitions()
     {
-        const auto [children, arguments] = fetch<QByteArray, QByteArray>();
-        World world;
-        writeProject(world, "<MTD16 Enabled=\"1\">" + children + "</MTD16>");
+        const auto [children, header, lua, definitions] =
+                fetch<QByteArray, QByteArray, QByteArray, QByteArray>();
+        Mtd16World world("<MTD16 Enabled=\"1\">" + children + "</MTD16>");
         world.write("project/demo.mtdef");
         world.write("project/defs/a.def");
-        SAME(world.run({"-q"}).text(), report(0, "ztmkmtd " + arguments + '\n'));
+        SAME(world.run({"-q"}).text(),
+             report(0, "ztmkmtd --header " + header + " --lua " + lua + ' ' + definitions + '\n'));
         SAME(world.run({"-q"}).text(), report(0, {}));
     }
 
@@ -93,9 +92,8 @@ private slots:
     void filesOfAProjectElsewhere()
     {
         const auto [project, children, definitions] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project("Name=\"Demo\" SDK=\"" + world.path("sdk") + '"',
-                      "<MTD16 Enabled=\"1\">" + children + "</MTD16>", "project/" + project);
+        World world("Name=\"Demo\" SDK=\"" + world.path("sdk") + '"',
+                    "<MTD16 Enabled=\"1\">" + children + "</MTD16>", "project/" + project);
         world.makeDirectory("project/include");
         world.makeDirectory("project/root/usr/lib/lua");
         world.write("project/" + definitions);
@@ -115,8 +113,7 @@ private slots:
         for (const int headerTime : {0, 4, 5, 6}) {
             for (const int luaTime : {0, 4, 5, 6}) {
                 for (const bool isForced : {false, true}) {
-                    World world;
-                    writeProject(world);
+                    Mtd16World world;
                     world.write("project/demo.mtdef", "x\n", 5);
                     if (headerTime)
                         world.write("project/" + headerFile, "x\n", headerTime);
@@ -133,8 +130,7 @@ private slots:
 
     void timeOfTheProjectFileDoesNotMatter()
     {
-        World world;
-        writeProject(world);
+        Mtd16World world;
         world.write("project/demo.mtdef", "x\n", 5);
         world.write("project/" + headerFile, "x\n", 5);
         world.write("project/" + luaFile, "x\n", 5);
@@ -151,8 +147,7 @@ private slots:
     void missingDefinitions()
     {
         const auto [children, name] = fetch<QByteArray, QByteArray>();
-        World world;
-        writeProject(world, "<MTD16 Enabled=\"1\">" + children + "</MTD16><Filesystem/>");
+        Mtd16World world("<MTD16 Enabled=\"1\">" + children + "</MTD16><Filesystem/>");
         world.write("project/" + headerFile);
         world.write("project/" + luaFile);
         SAME(world.run({}).text(),
@@ -178,8 +173,7 @@ private slots:
     {
         const auto [header, lua, plan, error, headerStays, luaStays] =
                 fetch<int, int, QByteArray, QByteArray, bool, bool>();
-        World world;
-        writeProject(world);
+        Mtd16World world;
         world.write("project/demo.mtdef", "x\n", 5);
         world.write("project/" + headerFile, "old\n", header);
         world.write("project/" + luaFile, "old\n", lua);
@@ -197,9 +191,8 @@ private slots:
 
     void definitionsComeFirst()
     {
-        World world;
-        world.project(demo + R"( Svnversion="1")",
-                      R"(<MTD16 Enabled="1"/><Filesystem Label="wrong"/>)");
+        World world(demo + R"( Svnversion="1")",
+                    R"(<MTD16 Enabled="1"/><Filesystem Label="wrong"/>)");
         world.makeDirectory("project/include");
         world.makeDirectory("project/root/usr/lib/lua");
         world.write("project/demo.mtdef");
@@ -223,8 +216,7 @@ private slots:
         const QByteArray call =
                 "ztmkmtd --header " + headerFile + " --lua " + luaFile + " demo.mtdef\n";
         for (const QByteArray &option : QByteArrayList{"-q", "-R", "-vv"}) {
-            World world;
-            writeProject(world);
+            Mtd16World world;
             world.write("project/demo.mtdef");
             SAME(world.run({option}).text(), report(0, call, option == "-q" ? "" : echoOf(call)));
         }

@@ -126,8 +126,7 @@ private slots:
 
     void secondBuildPacksAndLinksAgain()
     {
-        World world;
-        world.project(demo, "<Target Model=\"T1\"/>" + tree());
+        World world(demo, "<Target Model=\"T1\"/>" + tree());
         world.write("project/root/a.lua");
         const QByteArray images = pack("-i root -D a.lua -i obj/root/a.luo ") + linkTo("T1");
         SAME(world.run({"-q"}).text(), report(0, compiled("root", "a", "root") + images));
@@ -159,8 +158,7 @@ private slots:
     void destinationsAreGivenWhenTheyChange()
     {
         const auto [merges, arguments] = fetch<QByteArray, QByteArray>();
-        World world;
-        world.project(demo, filesystem(merges));
+        World world(demo, filesystem(merges));
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 0);
         SAME(direct(result).callText(), pack(arguments));
@@ -201,10 +199,9 @@ private slots:
 
     void compiledObjectsFollowTheirEntry()
     {
-        World world;
-        world.project(demo, "<Filesystem>" + merge("Directory", "a", "/x")
-                                    + merge("Directory", "b", "/x") + merge("File", "c", "/y")
-                                    + "</Filesystem>");
+        World world(demo, "<Filesystem>" + merge("Directory", "a", "/x")
+                                  + merge("Directory", "b", "/x") + merge("File", "c", "/y")
+                                  + "</Filesystem>");
         world.write("project/a/sub/m.lua");
         world.write("project/b/n.lua");
         const Result result = world.run({"-q"});

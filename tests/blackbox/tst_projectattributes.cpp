@@ -145,8 +145,7 @@ private:
     static void check()
     {
         const auto [attributes, children, calls] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project(attributes, children);
+        World world(attributes, children);
         world.write("project/root/a.lua");
         SAME(direct(world.run({"-q"})).text(), report(0, calls));
     }

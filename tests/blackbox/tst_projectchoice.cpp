@@ -84,8 +84,7 @@ private slots:
 
     void errorOfCurrentSchemaEndsTheSearch()
     {
-        World world;
-        world.project(R"(SDK="../sdk")", "");
+        World world(R"(SDK="../sdk")", "");
         SAME(world.run({world.path("project/demo.ztp")}).text(),
              report(1, {},
                     "[ztmake] $W/project/demo.ztp: Error reading $W/project/demo.ztp, Line 3,"

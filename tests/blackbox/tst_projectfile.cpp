@@ -10,8 +10,7 @@ class TestProjectFile : public QObject
 private slots:
     void errorIsReportedWithItsPlace()
     {
-        World world;
-        world.project(demo, "<Startup Interactive=\"On\"/>");
+        World world(demo, "<Startup Interactive=\"On\"/>");
         SAME(world.run({"demo.ztp"}).text(),
              report(1, {},
                     "[ztmake] demo.ztp: Error reading demo.ztp, Line 4, Column 27:\n"
@@ -40,8 +39,7 @@ private slots:
 
     void unknownElementsAreNotNestedDeeperThanTwentyLevels()
     {
-        World world;
-        world.project(demo, "<Process>\n" + QByteArray("<Deep>").repeated(21));
+        World world(demo, "<Process>\n" + QByteArray("<Deep>").repeated(21));
         SAME(world.run({}).text(),
              report(1, {},
                     "[Debug] <Deep> element ignored\n"

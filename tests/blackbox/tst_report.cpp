@@ -76,8 +76,7 @@ private slots:
 
     void reportIsShownOnlyWhenAskedFor()
     {
-        World world;
-        world.project(demo, "");
+        World world(demo, "");
         for (const QByteArray &text : {document("<source/>"), QByteArray("broken")}) {
             world.write(file, text);
             SAME(world.run({"--cleanfirmwarefolder"}).text(), report(0, {}));
@@ -86,8 +85,7 @@ private slots:
 
     void reportOfTheBuildItselfIsShown()
     {
-        World world;
-        world.project(demo, tree() + "<Translation Enabled=\"1\"/>");
+        World world(demo, tree() + "<Translation Enabled=\"1\"/>");
         world.write("project/root/a.lua");
         world.write(file, document("<source filename=\"old\"/>"));
         world.plan("ztlupdate", writing(document("<source><stats total=\"2\"/></source>")));
@@ -98,16 +96,14 @@ private slots:
 
     void missingReportIsNoError()
     {
-        World world;
-        world.project(demo, "");
+        World world(demo, "");
         SAME(world.run({"-R"}).text(), report(0, {}));
         SAME(world.run({"-R", "--cleanfirmwarefolder"}).text(), report(0, {}));
     }
 
     void failedOperationShowsNoReport()
     {
-        World world;
-        world.project(demo, "<Filesystem/>");
+        World world(demo, "<Filesystem/>");
         world.write(file, document("<source/>"));
         world.plan("ztmkromfs", "* exit 1\n");
         SAME(world.run({"-q", "-R"}).text(),

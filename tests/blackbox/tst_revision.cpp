@@ -73,8 +73,7 @@ private slots:
     void revisionIsAskedForInTheProjectDirectory()
     {
         const auto [attributes, argument, asked] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world;
-        world.project(attributes + R"( Svnversion="1")", "");
+        World world(attributes + R"( Svnversion="1")", "");
         SAME(world.run({"-q", argument}).text(), report(0, "svnversion " + asked + '\n'));
     }
 

@@ -19,8 +19,7 @@ class TestSystemCalls : public QObject
 private slots:
     void buildWithNothingToDoAsksThriceAFileAndOpensAFolderOnce()
     {
-        World world;
-        world.project(
+        World world(
                 "Name=\"Demo\" SDK=\"../sdk\"",
                 "<Filesystem><Merge Type=\"Directory\"><Source>root</Source></Merge></Filesystem>");
         for (int i = 0; i < files; ++i) {

@@ -6,13 +6,17 @@
 namespace {
 
 /// A project whose image takes 10 arguments and two more for each file.
-void writeProjectOfFiles(World &world, int files)
+class FilesWorld : public World
 {
-    QByteArray merges;
-    for (int i = 0; i < files; ++i)
-        merges += merge("Archive", 'f' + QByteArray::number(i));
-    world.project(demo, filesystem(merges));
-}
+public:
+    explicit FilesWorld(int files)
+    {
+        QByteArray merges;
+        for (int i = 0; i < files; ++i)
+            merges += merge("Archive", 'f' + QByteArray::number(i));
+        project(demo, filesystem(merges));
+    }
+};
 
 QByteArrayList imageArguments(int files, const QByteArray &letters)
 {
@@ -56,8 +60,7 @@ private slots:
     void seventeenArgumentsTravelInAFile()
     {
         const auto [files, letters] = fetch<int, QByteArray>();
-        World world;
-        writeProjectOfFiles(world, files);
+        FilesWorld world(files);
         const Result result = world.run({letters.isEmpty() ? "-q" : "-v"});
         QCOMPARE(result.status, 0);
         QCOMPARE(result.calls.size(), 1);
@@ -71,9 +74,8 @@ private slots:
 
     void responseFileHoldsOneArgumentALine()
     {
-        World world;
-        world.project(demo, filesystem(merge("Archive", "a 'b' \"c\" \\d @e ü", "-x")
-                                       + merge("Archive", {}, "/")));
+        World world(demo, filesystem(merge("Archive", "a 'b' \"c\" \\d @e ü", "-x")
+                                     + merge("Archive", {}, "/")));
         const Result result = world.run({"-q"});
         QCOMPARE(result.calls.size(), 1);
         SAME(result.calls[0].responseText,
@@ -93,9 +95,8 @@ private slots:
     void responseFileThatCannotBeMadeFailsTheBuild()
     {
         const auto [obstacle, reason] = fetch<QByteArray, QByteArray>();
-        World world;
-        world.project(demo, "<Translation>" + languages({"a", "b", "c", "d", "e", "f", "g"})
-                                    + "</Translation>");
+        World world(demo, "<Translation>" + languages({"a", "b", "c", "d", "e", "f", "g"})
+                                  + "</Translation>");
         world.makeDirectory("project/translations");
         if (!obstacle.isEmpty())
             world.write(obstacle);
@@ -106,8 +107,7 @@ private slots:
 
     void responseFileThatIsCutShortFailsTheBuild()
     {
-        World world;
-        writeProjectOfFiles(world, 4);
+        FilesWorld world(4);
         const Result result = world.run({"-q"}, {.fileSizeLimit = 16});
         QCOMPARE(result.status, 1);
         QVERIFY(result.calls.isEmpty());
@@ -129,16 +129,14 @@ private slots:
     {
         const auto [files, option, letters, rest] =
                 fetch<int, QByteArray, QByteArray, QByteArray>();
-        World world;
-        writeProjectOfFiles(world, files);
+        FilesWorld world(files);
         const QByteArray shown = imageArguments(files, letters).mid(0, 20).join(' ');
         SAME(world.run({option}).err, "[ztmake] ztmkromfs " + shown + rest + '\n');
     }
 
     void echoNamesTheOtherDirectory()
     {
-        World world;
-        world.project(R"(Name="Demo" SDK="../../sdk")", "", "project/sub/demo.ztp");
+        World world(R"(Name="Demo" SDK="../../sdk")", "", "project/sub/demo.ztp");
         world.makeDirectory("project/sub/translations");
         const QByteArray call = "ztlupdate --clearobsolete --xml-report"
                                 " ../sub/obj/translations/report.xml\n";
@@ -149,8 +147,7 @@ private slots:
 
     void outputOfTheToolsIsForwardedInOrder()
     {
-        World world;
-        world.project(demo, minimal);
+        World world(demo, minimal);
         world.plan("ztmkromfs", "* out packed\\n\n* err packing\\n\n");
         world.plan("ztlink", "* out linked\\n\n* err linking\\n\n* exit 1\n");
         const QByteArray failed = "[ztmake] Command exited with status 1\n";
@@ -194,8 +191,7 @@ private slots:
     {
         const auto [plan, error] = fetch<QByteArray, QByteArray>();
         const bool runs = plan.startsWith('*');
-        World world;
-        writeProjectOfFiles(world, 4);
+        FilesWorld world(4);
         if (runs)
             world.plan("ztmkromfs", plan);
         else
@@ -213,8 +209,7 @@ private slots:
 
     void inputIsLeftToTheTools()
     {
-        World world;
-        world.project(demo + R"( Svnversion="1")", minimal);
+        World world(demo + R"( Svnversion="1")", minimal);
         world.plan("svnversion", "* read\n* out 7\\n\n");
         world.plan("ztmkromfs", "* exit 0\n");
         world.plan("ztlink", "* read\n");

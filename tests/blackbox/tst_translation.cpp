@@ -236,8 +236,7 @@ private slots:
     void cataloguesAreReleasedWhenOutOfDate()
     {
         const auto [source, catalogue, forced, released] = fetch<int, int, bool, bool>();
-        World world;
-        world.project(demo, "<Filesystem/>" + translation({"de"}));
+        World world(demo, "<Filesystem/>" + translation({"de"}));
         world.setTime("project/demo.ztp", 1000);
         if (source)
             world.write("project/translations/de.ts", "x\n", source);
@@ -263,8 +262,7 @@ private slots:
 
     void failedReleaseEndsTheBuild()
     {
-        World world;
-        world.project(demo, "<Filesystem/>" + translation({"de", "fr"}));
+        World world(demo, "<Filesystem/>" + translation({"de", "fr"}));
         world.plan("lrelease", "1 partial\n1 exit 1\n");
         SAME(world.run({"-q"}).text(),
              report(1, release("de"), "[ztmake] Command exited with status 1\n"));

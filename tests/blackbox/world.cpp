@@ -23,13 +23,6 @@ QString decoded(const QByteArray &path)
     return QFile::decodeName(path);
 }
 
-/// Ends the test program: a world that could not be made proves nothing.
-void require(bool condition, const char *what, const QByteArray &name)
-{
-    if (!condition)
-        qFatal("World: cannot %s %s", what, name.constData());
-}
-
 /// Takes one "<length>:<bytes>," off the front.
 QByteArray takeField(QByteArray &log)
 {
@@ -64,7 +57,7 @@ void store(Call &call, const QByteArray &key, const QByteArray &value)
     else if (key == "probe")
         call.probes.append(value);
     else
-        qFatal("World: %s %s", key.constData(), value.constData());
+        require(false, key.constData(), value);
 }
 
 } // namespace
@@ -92,6 +85,12 @@ World::World() : m_directory(QDir::tempPath() + QStringLiteral("/ztmake-XXXXXX")
         if (qEnvironmentVariableIsSet(name))
             setVariable(name, qgetenv(name));
     }
+}
+
+World::World(const QByteArray &attributes, const QByteArray &children, const QByteArray &name)
+    : World()
+{
+    project(attributes, children, name);
 }
 
 const QByteArrayList &World::toolNames()

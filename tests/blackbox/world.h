@@ -15,6 +15,9 @@ class World
 {
 public:
     World();
+    /// With a project in the current schema.
+    World(const QByteArray &attributes, const QByteArray &children,
+          const QByteArray &name = "project/demo.ztp");
 
     static const QByteArrayList &toolNames();
 
