@@ -52,7 +52,6 @@ private slots:
     {
         const auto [arguments, calls, oldFirmwareStays] = fetch<QByteArrayList, QByteArray, bool>();
         BuiltWorld world;
-
         SAME(world.run(arguments).text(), report(0, calls));
         QCOMPARE(world.exists("project/firmware/T9-Demo-0.1-firmware.ztf"), oldFirmwareStays);
     }
@@ -60,7 +59,6 @@ private slots:
     void optionsChooseTheVerbosity_data()
     {
         Rows<QByteArrayList, int> row; // options, level
-
         row("none", {}, 1);
         row("-q", {"-q"}, 0);
         row("--quiet", {"--quiet"}, 0);
@@ -76,7 +74,6 @@ private slots:
     {
         const auto [options, level] = fetch<QByteArrayList, int>();
         BuiltWorld world;
-
         QByteArray calls = packAndLink;
         if (level > 1) // the seventeenth argument
             calls.replace("ztmkromfs ", "ztmkromfs@ -" + QByteArray(level - 1, 'v') + ' ');
@@ -88,31 +85,20 @@ private slots:
         SAME(world.run(options + QByteArrayList{"demo.ztp"}).text(), report(0, calls, err));
     }
 
-    void usageIsShown_data()
-    {
-        Rows<QByteArrayList> row; // arguments
-
-        row("-D", {"-D", "demo.ztp"});
-        row("-D in a group", {"-qD", "demo.ztp"});
-        row("-?", {"-?"});
-        row("--help", {"--help"});
-        row("--help after others", {"-A", "demo.ztp", "--help"});
-        row("two files", {"demo.ztp", "demo.ztp"});
-        row("three files", {"demo.ztp", "-q", "a.ztp", "b.ztp"});
-        row("two files, the first empty", {"", "demo.ztp"});
-    }
     void usageIsShown()
     {
-        const auto [arguments] = fetch<QByteArrayList>();
-        BuiltWorld world;
-        SAME(world.run(arguments).text(), report(1, {}, usage));
-        QVERIFY(world.exists("project/firmware/T9-Demo-0.1-firmware.ztf"));
+        for (const QByteArray &arguments :
+             QByteArrayList{"-D demo.ztp", "-qD demo.ztp", "-?", "--help", "-A demo.ztp --help",
+                            "demo.ztp demo.ztp", "demo.ztp -q a.ztp b.ztp", " demo.ztp"}) {
+            BuiltWorld world;
+            SAME(world.run(arguments.split(' ')).text(), report(1, {}, usage));
+            QVERIFY(world.exists("project/firmware/T9-Demo-0.1-firmware.ztf"));
+        }
     }
 
     void optionParserComplainsFirst_data()
     {
         Rows<QByteArrayList, QByteArray> row; // arguments, named
-
         row("short", {"-x", "demo.ztp"}, "'x'");
         row("long", {"--frobnicate", "demo.ztp"}, "--frobnicate");
         row("ambiguous", {"--clea", "demo.ztp"}, "--clea");
@@ -122,7 +108,6 @@ private slots:
     {
         const auto [arguments, named] = fetch<QByteArrayList, QByteArray>();
         BuiltWorld world;
-
         const Result result = world.run(arguments);
         QCOMPARE(result.status, 1);
         QVERIFY(result.calls.isEmpty());
@@ -133,26 +118,18 @@ private slots:
         SAME(result.err.mid(complaint.size()), usage);
     }
 
-    void verboseAttributeOfTheProjectHasNoEffect_data()
-    {
-        Rows<QByteArray> row; // verbose
-        for (const char *verbose : {"0", "1", "3", "-1"})
-            row(verbose, QByteArray(verbose));
-    }
     void verboseAttributeOfTheProjectHasNoEffect()
     {
-        const auto [verbose] = fetch<QByteArray>();
-        const QByteArray calls = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /etc/version "
-                                 "-i obj/version.txt\n";
-        World world(demo + " Verbose=\"" + verbose + '"', "<Filesystem/>\n");
-        SAME(world.run({}).text(), report(0, calls, echoOf(calls)));
-        SAME(world.run({"-q"}).text(), report(0, calls));
+        for (const char *verbose : {"0", "1", "3", "-1"}) {
+            World world(demo + " Verbose=\"" + verbose + '"', "<Filesystem/>");
+            SAME(world.run({}).text(), report(0, pack(), echoOf(pack())));
+            SAME(world.run({"-q"}).text(), report(0, pack()));
+        }
     }
 
     void messagesBearTheNameOfTheProgram_data()
     {
         Rows<QByteArray, QByteArray> row; // program, name
-
         row("plain", "other/builder", "builder");
         row("with an extension", "other/builder.exe", "builder");
         row("dot in the directory", "other.d/builder", "builder");
@@ -195,8 +172,7 @@ private slots:
     void programIsFoundOnTheSearchPath()
     {
         World world(demo, minimal);
-        world.environment().insert(QStringLiteral("PATH"),
-                                   QString::fromUtf8(world.path("sdk/bin")));
+        world.setVariable("PATH", world.path("sdk/bin"));
         const Result result = world.run({"ztmake", "demo.ztp"}, {.program = "/usr/bin/env"});
         QCOMPARE(result.status, 0);
         QVERIFY(result.err.startsWith("[ztmake] ztmkromfs -x"));

@@ -12,36 +12,32 @@ const QByteArray packed = "ztmkromfs -x .svn -o obj/root.romfs --label root -D /
 QByteArray script(const char *nilIndex, const char *translations, const char *directory,
                   const char *main, const char *result, const char *end)
 {
-    return QByteArray("local function traceback(msg)\n"
-                      "  if (type(msg) ~= \"string\") then return msg end\n"
-                      "  return debug.traceback(msg, 2)\n"
-                      "end\n"
-                      "\n"
-                      "if (table._set_allow_nil_index) then\n"
-                      "  table._set_allow_nil_index(")
-           + nilIndex
-           + ")\n"
-             "end\n"
-             "\n"
-           + translations
-           + "\n"
-             "os.chdir(\""
-           + directory
-           + "\")\n"
-             "local code, res, err\n"
-             "code, err = loadfile(\""
-           + main
-           + "\")\n"
-             "if (code) then\n"
-             "  res, err = xpcall(code, traceback)\n"
-             "  if (res) then err = \""
-           + result
-           + "\" end\n"
-             "end\n"
-             "\n"
-             "print(string.format(\"lua: %s\", tostring(err)))\n"
-             "os.syslog(string.format(\"[Lua] %s\", tostring(err)))\n"
-           + end;
+    const QByteArray text = R"(local function traceback(msg)
+  if (type(msg) ~= "string") then return msg end
+  return debug.traceback(msg, 2)
+end
+
+if (table._set_allow_nil_index) then
+  table._set_allow_nil_index(%1)
+end
+
+%2
+os.chdir("%3")
+local code, res, err
+code, err = loadfile("%4")
+if (code) then
+  res, err = xpcall(code, traceback)
+  if (res) then err = "%5" end
+end
+
+print(string.format("lua: %s", tostring(err)))
+os.syslog(string.format("[Lua] %s", tostring(err)))
+%6)";
+    return QString::fromUtf8(text)
+            .arg(QString::fromUtf8(nilIndex), QString::fromUtf8(translations),
+                 QString::fromUtf8(directory), QString::fromUtf8(main), QString::fromUtf8(result),
+                 QString::fromUtf8(end))
+            .toUtf8();
 }
 
 } // namespace
@@ -54,7 +50,6 @@ private slots:
     void startupScript_data()
     {
         Rows<QByteArray, QByteArray> row; // children, expected
-
         const auto ended = [](const char *nilIndex, const char *translations, const char *directory,
                               const char *main) {
             return script(nilIndex, translations, directory, main,
@@ -123,7 +118,6 @@ private slots:
     void versionFile_data()
     {
         Rows<QByteArray, QByteArray> row; // attributes, content
-
         row("none", {}, "\n");
         row("version", R"(Version=" 1.0 beta ")", " 1.0 beta \n");
         row("other languages", R"(Version="größe")", "größe\n");

@@ -39,7 +39,6 @@ private slots:
     void installers_data()
     {
         Rows<QByteArray, QByteArray, QByteArray> row; // attributes, targets, installers
-
         const QByteArray one = packInstaller(carriedFirmware("T1")) + linkInstaller("T1");
         const QByteArray two = packInstaller(carriedFirmware("T2")) + linkInstaller("T2");
         const QByteArray oneWithBoot =
@@ -80,7 +79,6 @@ private slots:
     void keyFiles_data()
     {
         Rows<QByteArray, QByteArray, QByteArray> row; // attributes, firmware, installer
-
         row("none", {}, {}, {});
         row("encryption without a key", R"(EncryptInstaller="1")", {}, {});
         row("key", R"(KeyFile="k")", "-C k ", {});
@@ -173,7 +171,6 @@ private slots:
     void verbosityOfTheRootImage_data()
     {
         Rows<QByteArray, QByteArray, QByteArray, bool> row; // option, filesystem, letters, echoed
-
         row("default", "-R", "", "", true);
         row("quiet", "-q", "", "", false);
         row("verbose", "-v", "", "-v ", true);

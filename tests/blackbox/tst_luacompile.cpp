@@ -232,7 +232,6 @@ private slots:
     void missingSourceIsNoError_data()
     {
         Rows<QByteArray> row; // source
-
         row("folder", "missing");
         row("file", "missing.lua");
         row("below a file", "file/a.lua");
@@ -255,7 +254,8 @@ private slots:
 
     void sdkIncludeDirectoryFollowsTheSdk()
     {
-        LuaWorld world({}, "root", "Name=\"Demo\" SDK=\"" + world.path("sdk") + '"');
+        World world;
+        world.project("Name=\"Demo\" SDK=\"" + world.path("sdk") + '"', tree());
         world.write("project/root/a.lua");
         SAME(compilerCalls(world.run({"-q"})),
              preprocess("a").replace("../sdk", "$W/sdk") + compile("a"));

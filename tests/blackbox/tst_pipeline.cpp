@@ -137,7 +137,6 @@ private slots:
     void destinationsAreGivenWhenTheyChange_data()
     {
         Rows<QByteArray, QByteArray> row; // merges, arguments
-
         row("none at first", merge("File", "a"), "-i a ");
         row("none twice", merge("File", "a") + merge("File", "b"), "-i a -i b ");
         row("root at first", merge("File", "a", "/"), "-D / -i a ");
@@ -295,7 +294,6 @@ private slots:
     void filesystemIsTheOneNamedRoot_data()
     {
         Rows<QByteArray, bool> row; // filesystems, accepted
-
         row("no label", "<Filesystem/>", true);
         row("empty label", "<Filesystem Label=\"\"/>", true);
         row("root", "<Filesystem Label=\"root\"/>", true);

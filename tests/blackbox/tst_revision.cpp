@@ -22,7 +22,6 @@ private slots:
     void revisionOfTheProject_data()
     {
         Rows<QByteArray, QByteArray, QByteArray> row; // plan, version, warning
-
         const QByteArray failed = "[ztmake] Warning: svnversion failed to run.\n";
         const QByteArray unversioned = "[ztmake] Warning: Unversioned directory.\n";
         row("plain", "out 1234\\n", "1.#1234", {});
@@ -64,7 +63,6 @@ private slots:
     void revisionIsAskedForInTheProjectDirectory_data()
     {
         Rows<QByteArray, QByteArray, QByteArray> row; // attributes, argument, asked
-
         row("working directory", demo, "demo.ztp", "''");
         row("other directory", demo, "../project/demo.ztp", "../project");
         row("named directory", demo + R"( ProjectDirectory="../project/")", "demo.ztp",

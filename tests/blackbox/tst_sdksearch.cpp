@@ -137,15 +137,11 @@ private slots:
     void defaultSdk_data()
     {
         Rows<QByteArray, QByteArray> row; // variable, used
-
         row("unset", {}, "1 " + noSdk);
         row("tree", "$W/tree", "$W/tree/src/sdk");
-        row("tree with a slash", "$W/tree/", "$W/tree/src/sdk");
         row("relative", "../tree", "../tree/src/sdk");
         row("without an SDK", "$W/home", "1 " + noSdk);
-        row("the SDK itself", "$W/tree/src/sdk", "1 " + noSdk);
         row("a file for the SDK", "$W/file", "1 " + noSdk);
-        row("missing", "$W/missing", "1 " + noSdk);
     }
     void defaultSdk()
     {
@@ -198,28 +194,22 @@ private slots:
         SAME(usedSdk(world, {"sub/demo.ztp"}), "elsewhere/sdk-2.1");
     }
 
-    void everyOperationNeedsTheSdk_data()
-    {
-        Rows<QByteArray> row; // operation
-        for (const char *operation : {"-R", "--all", "--clearobsolete", "--cleanfirmwarefolder"})
-            row(operation, QByteArray(operation));
-    }
     void everyOperationNeedsTheSdk()
     {
-        const auto [operation] = fetch<QByteArray>();
         World world;
         world.write("project/firmware/T1-Demo-1-firmware.ztf");
         world.makeDirectory("project/translations");
-        writeProject(world, "2.1");
-        const QByteArray before = world.tree("project");
-        SAME(world.run({operation}).text(), report(1, {}, noSdk));
-        writeProject(world, "/no/sdk");
-        SAME(world.run({operation}).text(),
-             report(1, {}, "[ztmake] SDK /no/sdk does not exist.\n"));
-        writeProject(world, "/dev/null");
-        SAME(world.run({operation}).text(),
-             report(1, {}, "[ztmake] SDK /dev/null is not a directory.\n"));
-        SAME(world.tree("project"), before);
+        for (const auto &[sdk, error] :
+             {std::pair{"2.1", noSdk},
+              {"/no/sdk", "[ztmake] SDK /no/sdk does not exist.\n"},
+              {"/dev/null", "[ztmake] SDK /dev/null is not a directory.\n"}}) {
+            writeProject(world, sdk);
+            const QByteArray before = world.tree("project");
+            for (const char *operation :
+                 {"-R", "--all", "--clearobsolete", "--cleanfirmwarefolder"})
+                SAME(world.run({operation}).text(), report(1, {}, error));
+            SAME(world.tree("project"), before);
+        }
     }
 };
 

@@ -177,7 +177,6 @@ private slots:
     void copies_data()
     {
         Rows<int, bool, QByteArray> row; // projectTime, forced, table
-
         row("project 0", 0, false, copy);
         row("project 1", 1, false, copy);
         row("project 2", 2, false, copyProject2);

@@ -201,23 +201,6 @@ private slots:
         QVERIFY(!world.exists("project/obj/translations/report.xml"));
     }
 
-    void longUpdateTravelsInAFile()
-    {
-        World world;
-        world.write("project/root/a.lua");
-        world.project(demo, directories({"root"}) + translation({"de", "fr", "it"}));
-        const Result result = world.run({"-q"});
-        QCOMPARE(result.status, 0);
-        const Call &call = result.calls.first();
-        QVERIFY2(call.responseFile.startsWith(world.path("project/obj/args.")),
-                 call.responseFile.constData());
-        SAME(call.responseText,
-             "--xml-report\n../obj/translations/report.xml\n--source-language\nC\n"
-             "--target-language\nde\n--ts\nde.ts\n--target-language\nfr\n--ts\nfr.ts\n"
-             "--target-language\nit\n--ts\nit.ts\n../root/a.lua\n");
-        QCOMPARE(call.directory, world.path("project/translations"));
-    }
-
     void cataloguesAreReleasedWhenOutOfDate_data()
     {
         // The times of source and catalogue, 0 for a missing one; forced; released.
