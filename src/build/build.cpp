@@ -17,10 +17,11 @@ Build::Build(Project *project, bool rebuildAll)
 
 bool Build::run()
 {
-    return claimObjectDirectory() && recoverFromKill() && makeDirectories() && nameFirmware() && compileDefinitions()
-           && selectRootFilesystem() && beginRootImage() && addMergeEntries() && addTranslations()
-           && addVersionFile() && addStartupScript() && packRootImage()
-           && m_project->cleanFirmwareFolder() && linkFirmware() && buildInstallers();
+    return claimObjectDirectory() && recoverFromKill() && makeDirectories() && nameFirmware()
+           && compileDefinitions() && selectRootFilesystem() && beginRootImage()
+           && addMergeEntries() && addTranslations() && addVersionFile() && addStartupScript()
+           && packRootImage() && m_project->cleanFirmwareFolder() && linkFirmware()
+           && buildInstallers();
 }
 
 bool Build::claimObjectDirectory()
@@ -150,8 +151,9 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
 void Build::warnOfUndecodableFiles()
 {
     if (m_undecodableFiles > 0)
-        m_project->msg(u"Warning: Lua files with names that are not UTF-8 are not compiled: %1"_s
-                               .arg(m_undecodableFiles));
+        m_project->msg(
+                u"Warning: Lua files with names that are not UTF-8 are not compiled: %1"_s.arg(
+                        m_undecodableFiles));
 }
 
 bool Build::addTranslations()

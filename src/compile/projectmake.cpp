@@ -129,9 +129,8 @@ bool ProjectMake::compileFile(const File &source, const Destination &destination
     return true;
 }
 
-std::optional<ProjectMake::File> ProjectMake::makeObject(const File &source,
-                                                         const Destination &destination,
-                                                         OutputChain *chain)
+std::optional<ProjectMake::File>
+ProjectMake::makeObject(const File &source, const Destination &destination, OutputChain *chain)
 {
     if (!process.preprocess()) {
         return process.compileLua() ? compileLua(source, destination, chain)
@@ -186,9 +185,8 @@ ProjectMake::File ProjectMake::Destination::output(std::string_view extension) c
     return file;
 }
 
-std::optional<ProjectMake::File> ProjectMake::preprocess(const File &source,
-                                                         const Destination &destination,
-                                                         OutputChain *chain)
+std::optional<ProjectMake::File>
+ProjectMake::preprocess(const File &source, const Destination &destination, OutputChain *chain)
 {
     const QStringList &includes = preprocessorIncludes();
     File output = destination.output("lui");
@@ -211,9 +209,8 @@ std::optional<ProjectMake::File> ProjectMake::preprocess(const File &source,
     return output;
 }
 
-std::optional<ProjectMake::File> ProjectMake::compileLua(const File &input,
-                                                         const Destination &destination,
-                                                         OutputChain *chain)
+std::optional<ProjectMake::File>
+ProjectMake::compileLua(const File &input, const Destination &destination, OutputChain *chain)
 {
     File output = destination.output("luo");
     if (!needRebuild(input.status, output.status))
@@ -256,9 +253,8 @@ bool ProjectMake::checkOutput(const File &input, const File &output)
     return m_project->checkNoInput(output.path(), output.status);
 }
 
-std::optional<ProjectMake::File> ProjectMake::copy(const File &source,
-                                                   const Destination &destination,
-                                                   OutputChain *chain)
+std::optional<ProjectMake::File>
+ProjectMake::copy(const File &source, const Destination &destination, OutputChain *chain)
 {
     File output{destination.directory, std::string(destination.name), {}};
     output.status = output.directory->status(output.name);

@@ -70,6 +70,7 @@ ProcessEnd runProcess(const QString &workDir, const QString &program, const QStr
         }
     }
     waitpid(process, nullptr, 0);
-    return end.si_code == CLD_EXITED ? ProcessEnd{.kind = ProcessEnd::Kind::Exited, .status = end.si_status}
-                                     : ProcessEnd{.kind = ProcessEnd::Kind::Crashed};
+    return end.si_code == CLD_EXITED
+                   ? ProcessEnd{.kind = ProcessEnd::Kind::Exited, .status = end.si_status}
+                   : ProcessEnd{.kind = ProcessEnd::Kind::Crashed};
 }

@@ -25,7 +25,7 @@ constexpr int64_t nanosecondsInASecond = 1'000'000'000;
 // Shared with the handler.
 volatile sig_atomic_t pendingSignal = 0;
 volatile sig_atomic_t hasSecondSignal = 0;
-timespec firstSignalTime; // written once, by the handler, which nothing interrupts
+timespec firstSignalTime;                // written once, by the handler, which nothing interrupts
 volatile sig_atomic_t targetProcess = 0; // 0: none
 
 /// timeout(1) and some shells tell a process and then its group, so that a signal arrives twice.

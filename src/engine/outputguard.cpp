@@ -208,8 +208,8 @@ std::optional<FileTime> OutputGuard::oldestEdit(const OutputChain &chain) const
         if (!before.exists() || !now.exists())
             return;
         if (before.modified() < now.modified() || now.modified() < before.modified())
-            oldest = std::min({oldest.value_or(before.modified()), before.modified(),
-                               now.modified()});
+            oldest = std::min(
+                    {oldest.value_or(before.modified()), before.modified(), now.modified()});
     };
     if (chain.outputs.isEmpty())
         return oldest;

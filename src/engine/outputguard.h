@@ -55,8 +55,8 @@ public:
     /// To be called before @p outputs are written.
     /// @return false with the reason in @p error; then nothing may be written
     bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
-    /// To be called when those outputs are whole. Unless the input was edited meanwhile, that is all
-    /// for them; otherwise their times are set back at the end of the chain, so that its later
+    /// To be called when those outputs are whole. Unless the input was edited meanwhile, that is
+    /// all for them; otherwise their times are set back at the end of the chain, so that its later
     /// steps still see them as new.
     void finish(OutputChain *chain);
     /// To be called when those outputs did not become whole.

@@ -40,7 +40,8 @@ void OutsideNote::begin(const QString &output)
 
 bool OutsideNote::end(const QString &output, QString *error)
 {
-    const int file = ::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int file =
+            ::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file >= 0) {
         DiskSync::file(file);
         close(file);

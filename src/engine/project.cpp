@@ -29,8 +29,7 @@ QString nearestDirectory(const QString &path)
 Project::Project(const ProjectSpec &spec)
     : m_spec(spec), m_commandRunner(std::make_unique<ToolRunner>(
                             spec, [this](const QString &text) { msg(text); })),
-      m_outputGuard(spec),
-      m_inputs(spec)
+      m_outputGuard(spec), m_inputs(spec)
 {
 }
 

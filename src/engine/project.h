@@ -85,8 +85,8 @@ public:
     /// @return the command that runs the SDK program @p tool
     Command toolCommand(const QString &tool, const QStringList &arguments, int verbose) const;
 
-    /// Runs a command that writes @p outputs of @p chain, under the protection of OutputGuard. To be
-    /// followed, sooner or later, by endOutputs().
+    /// Runs a command that writes @p outputs of @p chain, under the protection of OutputGuard. To
+    /// be followed, sooner or later, by endOutputs().
     /// @return false with the error text set
     bool makeOutputs(OutputChain *chain, const QStringList &outputs, const Command &command);
 

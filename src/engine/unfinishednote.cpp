@@ -103,10 +103,12 @@ bool UnfinishedNote::parse(const QByteArray &text)
 
 QByteArray UnfinishedNote::header() const
 {
-    const QByteArray since = m_allSince ? QByteArray::number(m_allSince->seconds) + ' '
-                                                  + QByteArray::number(m_allSince->nanoseconds)
-                                        : "- -"_ba;
-    return formatWord + (' ' + bootId()) + ' ' + since + '\n';
+    QByteArrayList words{formatWord, bootId(), "-", "-"};
+    if (m_allSince) {
+        words[2] = QByteArray::number(m_allSince->seconds);
+        words[3] = QByteArray::number(m_allSince->nanoseconds);
+    }
+    return words.join(' ') + '\n';
 }
 
 bool UnfinishedNote::create()
@@ -115,8 +117,8 @@ bool UnfinishedNote::create()
     QDir().mkpath(m_directory);
     const QByteArray temporary = QFile::encodeName(m_path + u".new"_s);
     unlink(temporary.constData());
-    m_descriptor = ::open(temporary.constData(),
-                          O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    m_descriptor =
+            ::open(temporary.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (m_descriptor < 0)
         return false;
     const QByteArray text = header();

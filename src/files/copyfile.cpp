@@ -106,8 +106,7 @@ bool copyFile(const QString &source, const QString &target)
     if (input.number() < 0 || fstat(input.number(), &data) != 0)
         return false;
     unlink(temporary.constData());
-    Descriptor output(
-            ::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    Descriptor output(::open(temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (output.number() < 0)
         return false;
     if (copyContent(input.number(), output.number())

@@ -17,8 +17,7 @@ int openDirectoryBelow(int directory, const QByteArray &path)
     open_how how = {};
     how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-    return static_cast<int>(
-            syscall(SYS_openat2, directory, path.constData(), &how, sizeof how));
+    return static_cast<int>(syscall(SYS_openat2, directory, path.constData(), &how, sizeof how));
 }
 
 Removal removeIn(int directory, const QByteArray &name)
@@ -39,8 +38,8 @@ Removal removeFileBelow(const QString &directory, const QString &name)
     const QByteArray file = path.mid(slash + 1);
     if (file.isEmpty() || file == "." || file == ".." || path.startsWith('/'))
         return Removal::Outside;
-    const int top = ::open(QFile::encodeName(directory).constData(),
-                           O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const int top =
+            ::open(QFile::encodeName(directory).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (top < 0)
         return Removal::Outside;
     const int parent = openDirectoryBelow(top, slash < 0 ? QByteArray(".") : path.left(slash));

@@ -268,14 +268,13 @@ private slots:
         m_make->process.preprocess_ = {preprocess ? 1 : 0};
         m_make->process.compile = {compile ? 1 : 0};
         m_make->rebuildAll = true;
-        m_project->setCommandRunner(std::make_unique<FakeRunner>(
-                [](const Command &command) {
-                    return TestFiles::write(command.arguments[command.arguments.indexOf(
-                                                    command.arguments.contains(u"-o"_s)
-                                                            ? u"-o"_s
-                                                            : u"--out"_s)
-                                            + 1]);
-                }));
+        m_project->setCommandRunner(std::make_unique<FakeRunner>([](const Command &command) {
+            return TestFiles::write(
+                    command.arguments[command.arguments.indexOf(command.arguments.contains(u"-o"_s)
+                                                                        ? u"-o"_s
+                                                                        : u"--out"_s)
+                                      + 1]);
+        }));
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s), "source"));
         QVERIFY(QDir().mkpath(path(u"obj/root"_s)));
         QCOMPARE(link(QFile::encodeName(path(u"src/a.lua"_s)),

@@ -37,7 +37,8 @@ private slots:
         qint64 milliseconds = 0;
         for (const QString &name : {u"older"_s, u"equal"_s, u"newer"_s}) {
             QVERIFY(TestFiles::write(world.filePath(name)));
-            QVERIFY(TestFiles::setModified(world.filePath(name), {1000, ++milliseconds * 1'000'000}));
+            QVERIFY(TestFiles::setModified(world.filePath(name),
+                                           {1000, ++milliseconds * 1'000'000}));
         }
         ProjectMtd16 compiler(nullptr);
         compiler.rebuildAll = rebuildAll;
