@@ -40,13 +40,16 @@ bool writeAll(int descriptor, QByteArrayView text)
 }
 
 /// Writes piece by piece: an image of a large project has hundreds of thousands of arguments.
+/// @param lines  receives how many lines were written
 /// @return false with errno set
-bool writeLines(int descriptor, const QStringList &arguments)
+bool writeLines(int descriptor, const QStringList &arguments, qsizetype *lines)
 {
     QString piece(32'768, Qt::Uninitialized);
     qsizetype used = 0;
     const auto flush = [&] {
-        return writeAll(descriptor, QStringView(piece).first(std::exchange(used, 0)).toLocal8Bit());
+        const QStringView text = QStringView(piece).first(std::exchange(used, 0));
+        *lines += std::count(text.begin(), text.end(), u'\n');
+        return writeAll(descriptor, text.toLocal8Bit());
     };
     for (const QString &argument : arguments) {
         const qsizetype needed = argument.size() + 1;
@@ -82,21 +85,21 @@ void ResponseFile::removeLeftIn(const QString &directory)
 
 bool ResponseFile::write(const QStringList &arguments, QString *error)
 {
-    for (const QString &argument : arguments) {
-        // The program would read it as two.
-        if (argument.contains(u'\n')) {
-            *error = u"Argument with a line break: %1"_s.arg(escaped(argument));
-            return false;
-        }
-    }
     const QString message = u"Error writing %1: %2"_s;
     if (!m_file.open()) {
         // It has no name of its own yet.
         *error = message.arg(m_file.fileTemplate(), m_file.errorString());
         return false;
     }
-    if (!writeLines(m_file.handle(), arguments)) {
+    qsizetype lines = 0;
+    if (!writeLines(m_file.handle(), arguments, &lines)) {
         *error = message.arg(m_file.fileName(), qt_error_string(errno));
+        return false;
+    }
+    if (lines != arguments.size()) { // the program would read one argument as two
+        const auto found = std::find_if(arguments.begin(), arguments.end(),
+                                        [](const QString &text) { return text.contains(u'\n'); });
+        *error = u"Argument with a line break: %1"_s.arg(escaped(*found));
         return false;
     }
     const QString name = m_file.fileName();

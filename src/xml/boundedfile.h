@@ -2,35 +2,32 @@
 
 #include <QFile>
 
-/// A file that ends after half a mebibyte, so that no input can make a reader take memory or time
-/// without end: Qt's readers take up to 54 bytes for each byte of a document.
+/// A file that ends at an element with more than 10,000 attributes: Qt's readers compare each with
+/// all others, so that such an element could hold them up without end.
 class BoundedFile : public QFile
 {
 public:
     using QFile::QFile;
 
-    static constexpr qint64 maximumSize = 512 << 10;
+    static constexpr int maximumAttributes = 10'000;
 
     /// @return whether reading was cut short
-    bool isTooLarge() const { return m_bytesRead > maximumSize; }
+    bool hasTooManyAttributes() const { return m_attributes > maximumAttributes; }
 
-    bool open(OpenMode mode) override
-    {
-        m_bytesRead = 0;
-        return QFile::open(mode);
-    }
-
-    bool atEnd() const override { return isTooLarge() || QFile::atEnd(); }
+    bool open(OpenMode mode) override;
+    bool atEnd() const override { return hasTooManyAttributes() || QFile::atEnd(); }
 
 protected:
-    qint64 readData(char *data, qint64 maxSize) override
-    {
-        const qint64 count = isTooLarge() ? -1 : QFile::readData(data, maxSize);
-        if (count > 0)
-            m_bytesRead += count;
-        return isTooLarge() ? -1 : count;
-    }
+    qint64 readData(char *data, qint64 maxSize) override;
 
 private:
-    qint64 m_bytesRead = 0;
+    enum class State { Text, Opened, Declaration, Tag, Value, Comment, CData, Instruction };
+
+    State next(char c);
+    bool endsWith(const char *mark) const;
+
+    State m_state = State::Text;
+    char m_quote = 0;       ///< of the value
+    char m_last[3] = {};    ///< the characters read last
+    int m_attributes = 0;   ///< of the tag
 };

@@ -37,10 +37,10 @@ bool ProjectParser1::parseProjectFile(const QString &path, ProjectSpec *spec)
     QXmlSimpleReader reader;
     reader.setContentHandler(this);
     reader.setLexicalHandler(this);
-    const bool ok = reader.parse(&source) && !file.isTooLarge();
+    reader.setDeclHandler(this);
+    m_entities = {};
+    const bool ok = EntityBound::mayBeParsed(path) && reader.parse(&source) && !file.hasTooManyAttributes();
     resetParser();
-    if (file.isTooLarge())
-        m_errorMessage = u"File too large"_s;
     if (!ok && m_errorMessage.isEmpty())
         m_errorMessage = u"I'm sorry, but I can't find a valid project in that file."_s;
     return ok;
@@ -74,10 +74,15 @@ bool ProjectParser1::startDocument()
     return true;
 }
 
-bool ProjectParser1::startDTD(const QString & /*name*/, const QString & /*publicId*/,
-                              const QString & /*systemId*/)
+bool ProjectParser1::internalEntityDecl(const QString &name, const QString &value)
 {
-    return fail(u"Document type declaration not supported."_s);
+    m_entities.declare(name, value);
+    return true;
+}
+
+bool ProjectParser1::endDTD()
+{
+    return m_entities.mayBeExpanded(m_spec->projectFile);
 }
 
 bool ProjectParser1::startElement(const QString &namespaceURI, const QString & /*localName*/,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/projectspec.h"
+#include "xml/entitybound.h"
 
 #include <QXmlDefaultHandler>
 
@@ -24,8 +25,9 @@ public:
     bool recognised() const { return m_recognised; }
 
     bool startDocument() override;
-    /// Refuses the document: entities that it declares could expand without end.
-    bool startDTD(const QString &name, const QString &publicId, const QString &systemId) override;
+    bool internalEntityDecl(const QString &name, const QString &value) override;
+    /// Refuses a document whose entities would expand without end.
+    bool endDTD() override;
     bool startElement(const QString &namespaceURI, const QString &localName, const QString &qName,
                       const QXmlAttributes &attributes) override;
     bool endElement(const QString &namespaceURI, const QString &localName,
@@ -47,6 +49,7 @@ private:
 
     ProjectSpec *m_spec = nullptr;
     State m_state = State::Idle;
+    EntityBound m_entities;
     QString m_errorMessage; ///< the first failure
     FilesystemSpec m_currentFilesystem;
     MergeSpec m_currentMerge;

@@ -196,5 +196,6 @@ QString XmlFileParser::errorString() const
 {
     return u"Error reading %1, Line %2, Column %3:\n  %4"_s.arg(
             m_fileName, QString::number(lineNumber()), QString::number(columnNumber()),
-            m_file.isTooLarge() ? u"File too large"_s : QXmlStreamReader::errorString());
+            m_file.hasTooManyAttributes() ? u"Too many attributes"_s
+                                          : QXmlStreamReader::errorString());
 }

@@ -17,7 +17,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 memoryLimit = 64 << 20; // bytes
+constexpr qint64 memoryLimit = 64 << 20;   // bytes
+constexpr qint64 memoryForEachByte = 256; // of the input, beyond that
 
 // libFuzzer takes a counter that was zero before for a newly reached place in the code.
 __attribute__((section("__libfuzzer_extra_counters"), used)) std::array<uint8_t, 4096>
@@ -64,7 +65,8 @@ void Fuzz::run(const uint8_t *data, size_t size,
     if (growth > memoryLimit)
         std::fprintf(stderr, "%lld bytes used for an input of %zu\n",
                      static_cast<long long>(growth), size);
-    require(growth <= memoryLimit, "reading takes at most 64 MiB");
+    require(growth <= memoryLimit + memoryForEachByte * static_cast<qint64>(size),
+            "reading takes at most 64 MiB and 256 bytes for each byte of the input");
 }
 
 void Fuzz::require(bool ok, const char *expectation)

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int documentSize = 500 << 10; // bytes; the readers stop at 512 KiB
+constexpr int documentSize = 500 << 10; // bytes
 
 /// A reader, and the document in which it looks at everything.
 struct Reader

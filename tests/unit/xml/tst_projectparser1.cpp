@@ -162,6 +162,36 @@ private slots:
         QCOMPARE(reading.spec.filesystems[0].merges[0].source, u"two"_s);
     }
 
+    void documentTypeIsAccepted_data()
+    {
+        Rows<QByteArray> row; // declaration
+        row("bare", "<!DOCTYPE ZeltaProject>");
+        row("system", "<!DOCTYPE ZeltaProject SYSTEM \"missing.dtd\">");
+        row("public", "<!DOCTYPE ZeltaProject PUBLIC \"-//x//y\" \"http://zelta.example/missing.dtd\">");
+        row("internal subset", "<!DOCTYPE ZeltaProject [<!ELEMENT ZeltaProject ANY>]>");
+        row("entity", "<!DOCTYPE ZeltaProject [<!ENTITY vendor \"Zelta\">]>");
+    }
+    void documentTypeIsAccepted()
+    {
+        const auto [declaration] = fetch<QByteArray>();
+        const bool hasEntity = declaration.contains("ENTITY");
+        const Reading reading(declaration
+                              + project("<Target Model='" + QByteArray(hasEntity ? "&vendor;" : "A")
+                                        + "'/>"));
+        QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
+        QCOMPARE(reading.spec.targets[0].model, hasEntity ? u"Zelta"_s : u"A"_s);
+    }
+
+    void largeFileIsRead()
+    {
+        const Reading reading(
+                project("<!--" + QByteArray(780'000, '=') + "--><Filesystem>"
+                        + QByteArray("<Merge Type='File'>a</Merge>").repeated(50'000)
+                        + "</Filesystem>"));
+        QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
+        QCOMPARE(reading.spec.filesystems[0].merges.size(), 50'000);
+    }
+
     void otherDocuments_data()
     {
         Rows<QByteArray, QByteArray> row;
@@ -170,11 +200,20 @@ private slots:
                                          {"cut short", root + "<Project>"_ba},
                                          {"malformed", project("<Filesystem></Target>")}})
             row(name, text, "I'm sorry, but I can't find a valid project in that file.");
-        row("document type", "<!DOCTYPE ZeltaProject>" + project({}),
-            "Document type declaration not supported.");
-        row("too large", project("<!--" + QByteArray(512 << 10, 'x') + "-->"), "File too large");
-        row("too large behind the project", project({}) + QByteArray(512 << 10, '\n'),
-            "File too large");
+        const QByteArray noProject =
+                "I'm sorry, but I can't find a valid project in that file.";
+        QByteArray attributes;
+        for (int i = 0; i <= 10'000; ++i)
+            attributes += " a" + QByteArray::number(i) + "=''";
+        row("too many attributes", project("<Target Model='A'" + attributes + "/>"), noProject);
+        row("entity that expands without end",
+            "<!DOCTYPE ZeltaProject [<!ENTITY a \"" + QByteArray(4000, 'x') + "\">]>"
+                    + project("<Filesystem><Merge Type='File'>" + QByteArray("&a;").repeated(20'000)
+                              + "</Merge></Filesystem>"),
+            noProject);
+        row("endless content model",
+            "<!DOCTYPE ZeltaProject [<!ELEMENT a " + QByteArray(100'000, '(') + "]>" + project({}),
+            noProject);
         const QByteArray current = "http://zelta.example/Zelta/Project/2009/42";
         const auto unsupported = [](const QByteArray &nameSpace) {
             return "Namespace \"" + nameSpace + "\" not supported.";

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+
+/// Bounds what the entities that a document declares expand to: Qt's SAX reader bounds each, but not
+/// how often it is referred to, nor how deep a content model is nested.
+class EntityBound
+{
+public:
+    /// Far above any real project.
+    static constexpr qint64 maximumCharacters = 64 << 20;
+    static constexpr int maximumNesting = 1'000;
+
+    /// @return whether the document's type declaration is nested no deeper than Qt's reader bears
+    static bool mayBeParsed(const QString &path);
+
+    void declare(const QString &name, const QString &value) { m_values.insert(name, value); }
+
+    /// @return whether all references of the document to the longest entity stay within the bound
+    bool mayBeExpanded(const QString &path);
+
+private:
+    qint64 expandedSize(const QString &name, int depth);
+
+    QHash<QString, QString> m_values;
+    QHash<QString, qint64> m_sizes;
+};
