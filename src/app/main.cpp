@@ -47,6 +47,13 @@ int run(Options options)
     if (options.projectFile.isEmpty())
         return fail(u"Cannot find a unique profile in current directory."_s);
 
+    // The tools lie beside the program, and their paths are text.
+    if (QCoreApplication::applicationDirPath().isEmpty())
+        return fail(u"The path of this program is not valid UTF-8."_s);
+    // Qt would take a name with a colon in front for a resource of this program.
+    if (options.projectFile.startsWith(u':'))
+        options.projectFile.prepend(u"./"_s);
+
     // Before the file is read: one that is edited meanwhile counts as changed next time.
     const FileStatus projectFile = FileStatus::of(options.projectFile);
     ProjectSpec spec;

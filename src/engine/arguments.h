@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QStringList>
 
+#include <algorithm>
+
 /// @return @p option and the path that goes with it, for the argument list of a tool
 inline QStringList pathOption(const QString &option, const QString &path)
 {
@@ -10,8 +12,9 @@ inline QStringList pathOption(const QString &option, const QString &path)
 }
 
 /// @return the argument that hands a level of verbosity to an image tool: "-v", "-vv", … above
-/// level 1, and nothing up to it
+/// level 1, and nothing up to it; at most 1,000 letters, which no tool tells from more
 inline QStringList verbosityLetters(int level)
 {
-    return level > 1 ? QStringList{u'-' + QString(level - 1, u'v')} : QStringList();
+    return level > 1 ? QStringList{u'-' + QString(std::min(level - 1, 1'000), u'v')}
+                     : QStringList();
 }

@@ -25,12 +25,10 @@ std::vector<char *> pointersTo(QByteArrayList &words)
 }
 
 /// @return the process's number, or -1 with errno set
-pid_t start(const QString &workDir, const QString &program, const QStringList &arguments)
+pid_t start(const QString &workDir, const QString &program, const QByteArrayList &arguments)
 {
     const QByteArray path = QFile::encodeName(program);
-    QByteArrayList words{path};
-    for (const QString &argument : arguments)
-        words.append(argument.toLocal8Bit());
+    QByteArrayList words = QByteArrayList{path} + arguments;
 
     posix_spawn_file_actions_t actions;
     int error = posix_spawn_file_actions_init(&actions);
@@ -52,7 +50,8 @@ pid_t start(const QString &workDir, const QString &program, const QStringList &a
 
 } // namespace
 
-ProcessEnd runProcess(const QString &workDir, const QString &program, const QStringList &arguments)
+ProcessEnd runProcess(const QString &workDir, const QString &program,
+                      const QByteArrayList &arguments)
 {
     pid_t process = -1;
     siginfo_t end;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QStringList>
+#include <QByteArrayList>
+#include <QString>
 
 /// How a program ended.
 struct ProcessEnd
@@ -17,4 +18,6 @@ struct ProcessEnd
 /// Runs @p program, which shares this process's standard streams and environment, and waits for its
 /// end. An interruption meanwhile is passed on to it, see Interruption.
 /// @param workDir  the program's working directory; empty: this process's own
-ProcessEnd runProcess(const QString &workDir, const QString &program, const QStringList &arguments);
+/// @param arguments  in the encoding of the program's locale
+ProcessEnd runProcess(const QString &workDir, const QString &program,
+                      const QByteArrayList &arguments);

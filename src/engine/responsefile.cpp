@@ -1,15 +1,16 @@
 #include "engine/responsefile.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 #include <utility>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -86,14 +87,22 @@ void ResponseFile::removeLeftIn(const QString &directory)
 bool ResponseFile::write(const QStringList &arguments, QString *error)
 {
     const QString message = u"Error writing %1: %2"_s;
-    if (!m_file.open()) {
-        // It has no name of its own yet.
-        *error = message.arg(m_file.fileTemplate(), m_file.errorString());
+    QByteArray path = QFile::encodeName(m_template);
+    const int descriptor = mkostemp(path.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        *error = message.arg(m_template, qt_error_string(errno));
         return false;
     }
+    m_path = path;
     qsizetype lines = 0;
-    if (!writeLines(m_file.handle(), arguments, &lines)) {
-        *error = message.arg(m_file.fileName(), qt_error_string(errno));
+    bool ok = writeLines(descriptor, arguments, &lines);
+    int reason = errno;
+    if (close(descriptor) != 0 && ok) {
+        ok = false;
+        reason = errno;
+    }
+    if (!ok) {
+        *error = message.arg(QFile::decodeName(path), qt_error_string(reason));
         return false;
     }
     if (lines != arguments.size()) { // the program would read one argument as two
@@ -102,16 +111,20 @@ bool ResponseFile::write(const QStringList &arguments, QString *error)
         *error = u"Argument with a line break: %1"_s.arg(escaped(*found));
         return false;
     }
-    const QString name = m_file.fileName();
-    m_file.close();
-    if (m_file.error() != QFileDevice::NoError) {
-        *error = message.arg(name, m_file.errorString());
-        return false;
-    }
     return true;
 }
 
-QString ResponseFile::argument() const
+ResponseFile::~ResponseFile()
 {
-    return u'@' + QDir::toNativeSeparators(QFileInfo(m_file.fileName()).absoluteFilePath());
+    if (!m_path.isEmpty())
+        unlink(m_path.constData());
+}
+
+QByteArray ResponseFile::argument() const
+{
+    // In bytes: the name of the working directory need not be text.
+    if (m_path.startsWith('/'))
+        return '@' + m_path;
+    const std::unique_ptr<char, decltype(&std::free)> directory(getcwd(nullptr, 0), &std::free);
+    return directory ? QByteArray("@") + directory.get() + '/' + m_path : '@' + m_path;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QStringList>
-#include <QTemporaryFile>
 
 /// A temporary file that carries a long argument list to a program, one argument a line in the
 /// local encoding, unquoted. It is removed with this object.
@@ -15,14 +14,19 @@ public:
     static void removeLeftIn(const QString &directory);
 
     /// @param pathTemplate  ends in "XXXXXX", which are replaced
-    explicit ResponseFile(const QString &pathTemplate) : m_file(pathTemplate) {}
+    explicit ResponseFile(const QString &pathTemplate) : m_template(pathTemplate) {}
+    ~ResponseFile();
+    ResponseFile(const ResponseFile &) = delete;
+    ResponseFile &operator=(const ResponseFile &) = delete;
 
     /// @return false with the reason in @p error when the arguments could not be written in full
     bool write(const QStringList &arguments, QString *error);
 
-    /// @return the one argument that leads the program to the file: "@" and its absolute path
-    QString argument() const;
+    /// @return the one argument that leads the program to the file: "@" and its absolute path, in
+    /// the file system's encoding
+    QByteArray argument() const;
 
 private:
-    QTemporaryFile m_file;
+    QString m_template;
+    QByteArray m_path; ///< empty: there is no file
 };

@@ -39,12 +39,15 @@ ToolRunner::ToolRunner(const ProjectSpec &spec, std::function<void(const QString
 CommandResult ToolRunner::run(const Command &command)
 {
     ResponseFile responseFile(m_spec.objectFilePath(u"args.XXXXXX"_s));
-    QStringList arguments = command.arguments;
-    if (ResponseFile::isNeededFor(arguments)) {
+    QByteArrayList arguments;
+    if (ResponseFile::isNeededFor(command.arguments)) {
         CommandResult result{.outcome = CommandResult::Outcome::NotPrepared};
-        if (!responseFile.write(arguments, &result.reason))
+        if (!responseFile.write(command.arguments, &result.reason))
             return result;
         arguments = {responseFile.argument()};
+    } else {
+        for (const QString &argument : command.arguments)
+            arguments.append(argument.toLocal8Bit());
     }
     if (command.verbose >= 1)
         m_message(echoLine(command));

@@ -41,14 +41,11 @@ QString tokenName(QXmlStreamReader::TokenType type)
 
 QString findProfile(const QString &directory, const QString &extension)
 {
-    // Filtered here, because QDir would start up its regular expressions for it.
-    QStringList files = QDir().entryList(QDir::Files | QDir::Readable, QDir::Name);
-    files.removeIf([suffix = u'.' + extension](const QString &file) {
-        return !file.endsWith(suffix, Qt::CaseInsensitive);
-    });
+    const QString pattern = u"*."_s + extension;
+    const QStringList files = QDir().entryList({pattern}, QDir::Files | QDir::Readable, QDir::Name);
     const QString directoryName = QFileInfo(QDir(directory).absolutePath()).fileName();
     const QString prefix = ensureDirectorySeparator(directory);
-    for (const QString &file : std::as_const(files)) {
+    for (const QString &file : files) {
         if (QFileInfo(file).baseName() == directoryName)
             return prefix + file;
     }

@@ -27,7 +27,7 @@ private:
     bool endsWith(const char *mark) const;
 
     State m_state = State::Text;
-    char m_quote = 0;       ///< of the value
-    char m_last[3] = {};    ///< the characters read last
-    int m_attributes = 0;   ///< of the tag
+    char m_quote = 0;     ///< of the value
+    char m_last[3] = {};  ///< the characters read last
+    int m_attributes = 0; ///< of the tag
 };

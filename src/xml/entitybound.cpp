@@ -22,12 +22,19 @@ bool EntityBound::mayBeParsed(const QString &path)
         return true;
     const qsizetype end = content.indexOf("]>", begin);
     int depth = 0;
-    for (const char c : QByteArrayView(content).sliced(begin, (end < 0 ? content.size() : end) - begin)) {
+    for (const char c :
+         QByteArrayView(content).sliced(begin, (end < 0 ? content.size() : end) - begin)) {
         depth += c == '(' ? 1 : c == ')' ? -1 : 0;
         if (depth > maximumNesting)
             return false;
     }
     return true;
+}
+
+bool EntityBound::declare(const QString &name, const QString &value)
+{
+    m_values.insert(name, value);
+    return m_values.size() <= maximumEntities;
 }
 
 qint64 EntityBound::expandedSize(const QString &name, int depth)

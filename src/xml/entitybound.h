@@ -3,19 +3,21 @@
 #include <QHash>
 #include <QString>
 
-/// Bounds what the entities that a document declares expand to: Qt's SAX reader bounds each, but not
-/// how often it is referred to, nor how deep a content model is nested.
+/// Bounds what the entities that a document declares expand to: Qt's SAX reader bounds each, but
+/// not how often it is referred to, nor how deep a content model is nested.
 class EntityBound
 {
 public:
     /// Far above any real project.
     static constexpr qint64 maximumCharacters = 64 << 20;
     static constexpr int maximumNesting = 1'000;
+    static constexpr int maximumEntities = 1'000;
 
     /// @return whether the document's type declaration is nested no deeper than Qt's reader bears
     static bool mayBeParsed(const QString &path);
 
-    void declare(const QString &name, const QString &value) { m_values.insert(name, value); }
+    /// @return false when the document declares too many: Qt's reader compares each with all others
+    bool declare(const QString &name, const QString &value);
 
     /// @return whether all references of the document to the longest entity stay within the bound
     bool mayBeExpanded(const QString &path);

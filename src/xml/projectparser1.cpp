@@ -39,7 +39,8 @@ bool ProjectParser1::parseProjectFile(const QString &path, ProjectSpec *spec)
     reader.setLexicalHandler(this);
     reader.setDeclHandler(this);
     m_entities = {};
-    const bool ok = EntityBound::mayBeParsed(path) && reader.parse(&source) && !file.hasTooManyAttributes();
+    const bool ok =
+            EntityBound::mayBeParsed(path) && reader.parse(&source) && !file.hasTooManyAttributes();
     resetParser();
     if (!ok && m_errorMessage.isEmpty())
         m_errorMessage = u"I'm sorry, but I can't find a valid project in that file."_s;
@@ -76,8 +77,7 @@ bool ProjectParser1::startDocument()
 
 bool ProjectParser1::internalEntityDecl(const QString &name, const QString &value)
 {
-    m_entities.declare(name, value);
-    return true;
+    return m_entities.declare(name, value);
 }
 
 bool ProjectParser1::endDTD()

@@ -25,10 +25,13 @@ public:
     /// @return one record for each translation file, in document order
     const QList<TranslationReport> &reports() const { return m_reports; }
 
+    /// Reads from the start tag of a "source" element to its end tag, and appends a record.
+    bool readSource();
+    /// Reads the counts of the current "stats" element, to its end tag.
+    bool readStats(TranslationReport *report);
+
 private:
     bool readRoot();
-    bool readSource();
-    bool readStats(TranslationReport *report);
 
     QString m_defaultSourceLanguage; ///< for entries that name none
     QList<TranslationReport> m_reports;

@@ -12,6 +12,18 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+ProcessEnd run(const QString &workDir, const QString &program, const QStringList &arguments)
+{
+    QByteArrayList words;
+    for (const QString &argument : arguments)
+        words.append(argument.toLocal8Bit());
+    return runProcess(workDir, program, words);
+}
+
+} // namespace
+
 class TestChildProcess : public QObject
 {
     Q_OBJECT
@@ -78,31 +90,31 @@ private slots:
         QVERIFY(TestFiles::write(path(u"script"_s), "#!/missing/interpreter\n"));
         for (const QString &name : {u"empty"_s, u"script"_s})
             QVERIFY(QFile::setPermissions(path(name), QFile::ReadOwner | QFile::ExeOwner));
-        QCOMPARE(runProcess({}, path(program), {}).kind, ProcessEnd::Kind::NotStarted);
+        QCOMPARE(run({}, path(program), {}).kind, ProcessEnd::Kind::NotStarted);
     }
 
     void programIsNotLookedForOnTheSearchPath()
     {
-        QCOMPARE(runProcess({}, u"sh"_s, {u"-c"_s, u"exit 0"_s}).kind,
+        QCOMPARE(run({}, u"sh"_s, {u"-c"_s, u"exit 0"_s}).kind,
                  ProcessEnd::Kind::NotStarted);
     }
 
     void missingWorkingDirectory()
     {
-        const ProcessEnd end = runProcess(path(u"missing"_s), u"/bin/sh"_s, {u"-c"_s, u":"_s});
+        const ProcessEnd end = run(path(u"missing"_s), u"/bin/sh"_s, {u"-c"_s, u":"_s});
         QCOMPARE(end.kind, ProcessEnd::Kind::NotStarted);
     }
 
     void argumentsThatAreTooLong()
     {
-        const ProcessEnd end = runProcess({}, u"/bin/true"_s, {QString(1 << 20, u'x')});
+        const ProcessEnd end = run({}, u"/bin/true"_s, {QString(1 << 20, u'x')});
         QCOMPARE(end.kind, ProcessEnd::Kind::NotStarted);
     }
 
     void argumentsArriveAsTheyAre()
     {
         const ProcessEnd end =
-                runProcess({}, u"/bin/sh"_s,
+                run({}, u"/bin/sh"_s,
                            {u"-c"_s, u"for a; do printf '%s|' \"$a\"; done >\"$0\""_s,
                             path(u"log"_s), u"a b"_s, u""_s, u"$x'\"\\"_s, u"ü\n"_s, u"*"_s});
         QVERIFY(end.isSuccess());
@@ -114,7 +126,7 @@ private slots:
         QVERIFY(shell("printf '%s' \"$0\" >\"$1\"", {path(u"log"_s)}).isSuccess());
         QVERIFY(TestFiles::writeProgram(path(u"tool"_s),
                                         "tr '\\0' '|' </proc/$$/cmdline >\"$1\"\n"));
-        QVERIFY(runProcess({}, path(u"tool"_s), {path(u"log"_s)}).isSuccess());
+        QVERIFY(run({}, path(u"tool"_s), {path(u"log"_s)}).isSuccess());
         QCOMPARE(TestFiles::read(path(u"log"_s)), "/bin/sh|" + QFile::encodeName(path(u"tool"_s))
                                                           + '|' + QFile::encodeName(path(u"log"_s))
                                                           + '|');
@@ -123,7 +135,7 @@ private slots:
     void workingDirectory()
     {
         QVERIFY(QDir().mkpath(path(u"dir"_s)));
-        QVERIFY(runProcess(path(u"dir"_s), u"/bin/sh"_s, {u"-c"_s, u"pwd -P >log"_s}).isSuccess());
+        QVERIFY(run(path(u"dir"_s), u"/bin/sh"_s, {u"-c"_s, u"pwd -P >log"_s}).isSuccess());
         QCOMPARE(TestFiles::read(path(u"dir/log"_s)),
                  QFile::encodeName(QFileInfo(path(u"dir"_s)).canonicalFilePath()) + '\n');
         QVERIFY(shell("pwd -P >\"$1\"", {path(u"log"_s)}).isSuccess());
@@ -161,7 +173,7 @@ private slots:
             Interruption::watch();
             // The shell dies of the signal that it has sent to this process alone.
             const ProcessEnd end =
-                    runProcess({}, u"/bin/sh"_s, {u"-c"_s, u"kill -TERM $PPID; exec sleep 600"_s});
+                    run({}, u"/bin/sh"_s, {u"-c"_s, u"kill -TERM $PPID; exec sleep 600"_s});
             return end.kind == ProcessEnd::Kind::Crashed && Interruption::signal() == SIGTERM;
         });
         QCOMPARE(status, 0);
@@ -171,7 +183,7 @@ private slots:
     {
         const int status = TestProcess::inChild([] {
             Interruption::watch();
-            const ProcessEnd end = runProcess({}, u"/bin/sh"_s,
+            const ProcessEnd end = run({}, u"/bin/sh"_s,
                                               {u"-c"_s, u"trap 'kill -INT $PPID' TERM; "
                                                         "kill -TERM $PPID; while :; do :; done"_s});
             return end.kind == ProcessEnd::Kind::Crashed && Interruption::signal() == SIGTERM;
@@ -185,7 +197,7 @@ private slots:
         const int status = TestProcess::inChild([] {
             Interruption::watch();
             std::signal(SIGUSR1, [](int) {});
-            return runProcess({}, u"/bin/sh"_s, {u"-c"_s, u"kill -USR1 $PPID; exit 5"_s}).status
+            return run({}, u"/bin/sh"_s, {u"-c"_s, u"kill -USR1 $PPID; exit 5"_s}).status
                    == 5;
         });
         QCOMPARE(status, 0);
@@ -195,7 +207,7 @@ private:
     QString path(const QString &name) const { return m_world->filePath(name); }
     static ProcessEnd shell(const QByteArray &script, const QStringList &arguments = {})
     {
-        return runProcess({}, u"/bin/sh"_s,
+        return run({}, u"/bin/sh"_s,
                           QStringList{u"-c"_s, QString::fromUtf8(script), u"sh"_s} + arguments);
     }
     std::unique_ptr<QTemporaryDir> m_world;
