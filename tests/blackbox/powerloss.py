@@ -8,6 +8,8 @@ The projects, the edits and the comparison are those of convergence.py. Each rou
 two, some of them interrupted: what ztmake and its tools write, rename, remove and sync, in their
 order (recordwrites.cpp). From that it makes what a disk may hold at a moment (see Disk), begins
 another boot there, and builds: at N random moments and at the end, or (--every) at each moment.
+A build with nothing to do must write no note and sync nothing, and one with ZTMAKE_SYNC=0 must sync
+nothing, either.
 """
 
 import os
@@ -141,10 +143,11 @@ class PowerLossWorld(World):
                 path = os.path.join(folder, name)
                 yield (os.path.relpath(path, self.live), read(path), os.stat(path).st_mtime_ns)
 
-    def recorded_build(self, plan):
+    def recorded_build(self, plan, arguments=None, extra=()):
         self.write_plan(plan)
-        process = self.start(self.live, self.random.choice((("-q",), ("-q",), ("-q", "-A"))),
-                             {"ZTTEST_RECORD": self.record, "ZTTEST_RECORD_ROOT": self.live})
+        arguments = arguments or self.random.choice((("-q",), ("-q",), ("-q", "-A")))
+        process = self.start(self.live, arguments, {"ZTTEST_RECORD": self.record, **dict(extra),
+                                                    "ZTTEST_RECORD_ROOT": self.live})
         end = self.finish(process)
         self.log.append(f"recorded build: {plan} -> {end}")
         if not plan and end != (0, ""):
@@ -154,20 +157,34 @@ class PowerLossWorld(World):
         for _ in range(self.random.randint(1, 3)):
             self.change()
         before = list(self.snapshot())
-        if os.path.exists(self.record):
-            os.remove(self.record)
         if self.random.random() < 0.4:
             plan = self.random_plan()
             if not any(" edit " in line or " flip " in line for line in plan): # not recorded
                 self.recorded_build(plan)
         self.recorded_build([])
-        operations = list(read_record(self.record, self.live))
+        operations = self.take_record()
         if not any(operation[0] == "data" for operation in operations):
             raise Failure("nothing was recorded")
         self.check_record(Disk(before, operations, len(operations), len(operations)))
         for now, kept in self.moments(operations):
             for is_random in (False, True):
                 self.lose_power(before, operations, now, kept, is_random)
+        self.check_syncs()
+
+    def take_record(self):
+        operations = list(read_record(self.record, self.live))
+        if os.path.exists(self.record):
+            os.remove(self.record)
+        return operations
+
+    def check_syncs(self):
+        self.recorded_build([], ("-q",))
+        for operation, name, _, _ in self.take_record():
+            if operation in ("sync", "syncfs") or ".unfinished" in name:
+                raise Failure(f"a build with nothing to do: {operation} {name}")
+        self.recorded_build([], ("-q", "-A"), {"ZTMAKE_SYNC": "0"})
+        if any(operation[0] in ("sync", "syncfs") for operation in self.take_record()):
+            raise Failure("a build with ZTMAKE_SYNC=0 has synced")
 
     def check_record(self, disk):
         """The recorder has seen all that was done."""

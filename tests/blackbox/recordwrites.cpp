@@ -122,7 +122,8 @@ int openAt(const char *name, int directory, const char *path, int flags, mode_t 
     const auto function = real<int(int, const char *, int, ...)>(name);
     const int file = function(directory, path, flags, mode);
     if ((flags & O_TMPFILE) != O_TMPFILE)
-        noteOpen(file >= 0, absolute(directory, path), (flags & O_CREAT) != 0, (flags & O_TRUNC) != 0);
+        noteOpen(file >= 0, absolute(directory, path), (flags & O_CREAT) != 0,
+                 (flags & O_TRUNC) != 0);
     return file;
 }
 
@@ -215,8 +216,8 @@ NOTED(ssize_t, sendfile64, (int out, int in, off64_t *offset, size_t size) noexc
       (out, in, offset, size), ssize_t(int, int, off64_t *, size_t), noteWrite(call(), out))
 NOTED(ssize_t, copy_file_range,
       (int in, off64_t *from, int out, off64_t *to, size_t size, unsigned flags),
-      (in, from, out, to, size, flags),
-      ssize_t(int, off64_t *, int, off64_t *, size_t, unsigned), noteWrite(call(), out))
+      (in, from, out, to, size, flags), ssize_t(int, off64_t *, int, off64_t *, size_t, unsigned),
+      noteWrite(call(), out))
 
 NOTED(int, rename, (const char *from, const char *to) noexcept, (from, to),
       int(const char *, const char *),
@@ -247,12 +248,13 @@ NOTED(int, remove, (const char *path) noexcept, (path), int(const char *),
 NOTED(int, unlinkat, (int directory, const char *path, int flags) noexcept,
       (directory, path, flags), int(int, const char *, int),
       notePath(call(), "unlink", absolute(directory, path)))
-NOTED(int, mkdir, (const char *path, mode_t mode) noexcept, (path, mode),
-      int(const char *, mode_t), notePath(call(), "mkdir", absolute(AT_FDCWD, path)))
+NOTED(int, mkdir, (const char *path, mode_t mode) noexcept, (path, mode), int(const char *, mode_t),
+      notePath(call(), "mkdir", absolute(AT_FDCWD, path)))
 NOTED(int, mkdirat, (int directory, const char *path, mode_t mode) noexcept,
       (directory, path, mode), int(int, const char *, mode_t),
       notePath(call(), "mkdir", absolute(directory, path)))
-NOTED(int, utimensat, (int directory, const char *path, const timespec times[2], int flags) noexcept,
+NOTED(int, utimensat,
+      (int directory, const char *path, const timespec times[2], int flags) noexcept,
       (directory, path, times, flags), int(int, const char *, const timespec *, int),
       notePath(call(), "times", absolute(directory, path)))
 NOTED(int, futimens, (int file, const timespec times[2]) noexcept, (file, times),

@@ -66,7 +66,8 @@ private slots:
     {
         const auto [attributes, argument, directory, path] =
                 fetch<QByteArray, QByteArray, QByteArray, QByteArray>();
-        World world("Name=\"Demo\" SDK=\"" + world.path("sdk") + "\" " + attributes, {});
+        World world;
+        world.project("Name=\"Demo\" SDK=\"" + world.path("sdk") + "\" " + attributes, {});
         world.makeDirectory("project/translations");
         world.makeDirectory("project/sub/translations");
         SAME(world.run({"-q", "--clearobsolete", argument}).text(),

@@ -92,8 +92,9 @@ private slots:
     void filesOfAProjectElsewhere()
     {
         const auto [project, children, definitions] = fetch<QByteArray, QByteArray, QByteArray>();
-        World world("Name=\"Demo\" SDK=\"" + world.path("sdk") + '"',
-                    "<MTD16 Enabled=\"1\">" + children + "</MTD16>", "project/" + project);
+        World world;
+        world.project("Name=\"Demo\" SDK=\"" + world.path("sdk") + '"',
+                      "<MTD16 Enabled=\"1\">" + children + "</MTD16>", "project/" + project);
         world.makeDirectory("project/include");
         world.makeDirectory("project/root/usr/lib/lua");
         world.write("project/" + definitions);

@@ -313,7 +313,7 @@ void World::begin(QProcess *process, const QByteArrayList &arguments, const Star
     process->setWorkingDirectory(decoded(path(start.directory)));
     process->setChildProcessModifier([start] { start.setUpChild(); });
     process->start(decoded(start.program.contains('/') ? path(start.program) : start.program),
-                  texts);
+                   texts);
     process->write(start.input);
     process->closeWriteChannel();
 }
