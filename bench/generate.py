@@ -13,9 +13,14 @@ PROJECT = """<?xml version="1.0"?>
         <Filesystem Label="root">
             <Merge Type="Directory"><Source>src</Source><Destination>/</Destination></Merge>
         </Filesystem>
+        {process}
     </Project>
 </ZeltaProject>
 """
+
+COPIES = """<Process>
+            <Preprocess Type="Ztlpp" Enabled="0"/><Compile Type="Lua" Enabled="0"/>
+        </Process>"""
 
 
 def build_steps(sdk, sources):
@@ -74,11 +79,11 @@ def write_makefile(path, steps):
             file.write(f"{output}: {' '.join(inputs)}\n\t@{' '.join(words)}\n")
 
 
-def make_project(directory, size, ztmake, nothing):
-    """Makes a project in a new directory, with an SDK of tools that do nothing. It is not built."""
+def make_project(directory, size, ztmake, tool, process=""):
+    """Makes a project in a new directory, with an SDK of one tool by all names. It is not built."""
     os.makedirs(f"{directory}/sdk/bin")
     for name in TOOLS:
-        os.link(nothing, f"{directory}/sdk/bin/{name}")
+        os.link(tool, f"{directory}/sdk/bin/{name}")
     os.link(ztmake, f"{directory}/sdk/bin/ztmake")
     sdk = os.path.abspath(f"{directory}/sdk")
     sources = []
@@ -92,7 +97,7 @@ def make_project(directory, size, ztmake, nothing):
             file.write(f"return {number}\n")
     os.makedirs(f"{directory}/firmware")
     with open(f"{directory}/box.ztp", "w") as file:
-        file.write(PROJECT.format(sdk=sdk))
+        file.write(PROJECT.format(sdk=sdk, process=process))
     steps = list(build_steps(sdk, sources))
     write_ninja(f"{directory}/build.ninja", steps)
     write_makefile(f"{directory}/Makefile", steps)

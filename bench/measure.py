@@ -21,6 +21,8 @@ import generate
 DEFAULT_SIZES = [100, 1000, 10000, 50000, 100000]
 NOT_FULLY_BUILT = 50000  # the time goes to the sizes around it
 COUNTED_SIZE = 10000  # for callgrind
+SYNCED_SIZE = 1000
+COPIED_SIZE = 10000
 SLOW_MAKE = 10000  # make may need seconds from here on, so it runs less often
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C.UTF-8"}
 NULL_STREAMS = [(os.POSIX_SPAWN_OPEN, stream, "/dev/null", os.O_WRONLY, 0) for stream in (1, 2)]
@@ -200,6 +202,41 @@ def measure_full_build(sizes, programs, scratch, report):
                  rows)
 
 
+def measure_outputs(programs, scratch, report):
+    """What it costs that nothing is lost, with tools that write; and copying."""
+    def prepare():
+        for name in ("obj", "copy"):
+            shutil.rmtree(name, ignore_errors=True)
+        os.sync()  # what one run has left must not be another's to write
+
+    def in_project(size, process, commands, rounds):
+        generate.make_project(f"{scratch}/outputs", size, f"{programs}/ztmake",
+                              f"{programs}/bench_write", process)
+        os.chdir(f"{scratch}/outputs")
+        times = paired_times(commands, rounds, prepare)
+        os.chdir(scratch)
+        shutil.rmtree(f"{scratch}/outputs")
+        return times
+
+    env = shutil.which("env")
+    without = [env, "ZTMAKE_SYNC=0", *ZTMAKE]
+    synced = in_project(SYNCED_SIZE, "", {"ztmake": [env, "ZTMAKE_SYNC=1", *ZTMAKE],
+                                          "without": without}, 21)
+    copy = [shutil.which("cp"), "-r", "src", "copy"]
+    copied = in_project(COPIED_SIZE, generate.COPIES,
+                        {"ztmake": ZTMAKE, "cp": copy,
+                         "cp and sync": ["/bin/sh", "-c", " ".join(copy) + " && sync -f copy"]}, 11)
+    unsynced = in_project(COPIED_SIZE, generate.COPIES, {"ztmake": without, "cp": copy}, 11)
+    report.text("## Outputs on a disk")
+    report.table(["Build from nothing", "Ratio"], [
+        [f"{SYNCED_SIZE:,} files compiled, against ZTMAKE_SYNC=0", f"{ratio(synced, 'without'):.3f}"],
+        [f"{COPIED_SIZE:,} files copied, against `cp -r`", f"{ratio(copied, 'cp'):.2f}"],
+        [f"{COPIED_SIZE:,} files copied, against `cp -r` and `sync -f`",
+         f"{ratio(copied, 'cp and sync'):.2f}"],
+        [f"{COPIED_SIZE:,} files copied with ZTMAKE_SYNC=0, against `cp -r`",
+         f"{ratio(unsynced, 'cp'):.2f}"]])
+
+
 def draw(plot, path):
     """The plot of the builds with nothing to do."""
     data = "\n".join(" ".join(f"{value}" for value in row) for row in plot)
@@ -255,6 +292,7 @@ def main():
     measure_start(programs, report)
     measure_no_op(sizes, programs, scratch, report)
     measure_full_build(sizes, programs, scratch, report)
+    measure_outputs(programs, scratch, report)
     draw(report.plot, path.removesuffix(".md") + ".svg")
     with open(path, "w") as file:
         file.write("\n".join(report.lines).rstrip() + "\n")

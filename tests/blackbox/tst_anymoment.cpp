@@ -31,7 +31,7 @@ private slots:
         const auto whatIsWrong = [](const FaultyRun &run) -> QByteArray {
             return run.result.signal == SIGKILL ? "" : "it was not killed";
         };
-        SAME(project.failEveryCall("any", "KILL", whatIsWrong, FaultyProject::responseFile), "");
+        SAME(project.failEveryCall("any", "KILL", whatIsWrong), "");
     }
 
     void interrupted()

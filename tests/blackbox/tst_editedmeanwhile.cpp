@@ -3,6 +3,12 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr qint64 nanosecondsInAMillisecond = 1'000'000;
+
+} // namespace
+
 /// Inputs that are edited while a tool reads them.
 class TestEditedMeanwhile : public QObject
 {
@@ -39,6 +45,43 @@ private slots:
         world.plan(tool, "");
         QCOMPARE(names(world.run({"-q"})).count(tool), 1);
         QCOMPARE(names(world.run({"-q"})).count(tool), 0);
+    }
+
+    // The compiler reads the new preprocessed file although the old byte code looks current.
+    void inputEditedWhileItIsPreprocessed_data()
+    {
+        Rows<QByteArray> row; // what is edited
+        row("source", "root/a.lua");
+        row("project file", "demo.ztp");
+    }
+    void inputEditedWhileItIsPreprocessed()
+    {
+        const auto [edited] = fetch<QByteArray>();
+        World world;
+        writeProject(world);
+        QCOMPARE(world.run({"-q"}).status, 0);
+        // The outputs are from between the two edits.
+        world.setTime("project/root/a.lua", 5);
+        world.setTime("project/obj/root/a.lui", 4);
+        world.setTime("project/obj/root/a.luo", 1000 * nanosecondsInAMillisecond);
+        world.setTime("project/demo.ztp", 3);
+        const QByteArray text = world.read("project/" + edited);
+        world.plan("ztlpp",
+                   planned("1", {"write " + edited + ' ' + QByteArray(text).replace('\n', "\\n")}));
+        world.plan("ztluac", "1 probe obj/root/a.lui\n1 write obj/root/a.luo new\n1 quiet\n");
+        world.write("project/obj/root/a.luo", "old", 1000 * nanosecondsInAMillisecond);
+        const Result result = world.run({"-q"});
+        SAME(result.err, "");
+        QCOMPARE(names(result).count("ztlpp"), 1);
+        QCOMPARE(names(result).count("ztluac"), 1);
+        SAME(world.read("project/obj/root/a.luo"), "new");
+
+        world.plan("ztlpp", "");
+        world.plan("ztluac", "");
+        const Result next = world.run({"-q"});
+        QCOMPARE(names(next).count("ztlpp"), 1);
+        QCOMPARE(names(next).count("ztluac"), 1);
+        QCOMPARE(names(world.run({"-q"})).count("ztluac"), 0);
     }
 
     void projectFileEditedWhileAToolRuns()

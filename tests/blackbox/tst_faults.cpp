@@ -67,13 +67,6 @@ private slots:
             // A folder that the user must not read is left out without a word.
             if (error == "EACCES" && isSourceFolder(run.description))
                 return {};
-            // Writes of these two are not checked.
-            const Files outputs = project.outputs();
-            for (const char *name : {"obj/version.txt", "obj/autoexec.lua"}) {
-                if ((kind == "write" || kind == "close")
-                    && outputs.value(name) != project.expected[name])
-                    return {};
-            }
             return project.wrongOutputs(kind == "unlink" ? mayRemain : FaultyProject::nothing);
         };
         SAME(project.failEveryCall(kind, error, whatIsWrong,
@@ -95,6 +88,23 @@ private slots:
                                        return run.hasGoodMessage() ? "" : "this is no good message";
                                    }),
              "");
+    }
+
+    void processThatCannotBeStarted_data()
+    {
+        Rows<QByteArray, QByteArray> row; // error, what it says about itself
+        row("no memory", "ENOMEM", "Cannot start a process: Cannot allocate memory");
+        row("too many", "EAGAIN", "Cannot start a process: Resource temporarily unavailable");
+        row("no right", "EACCES", {});
+    }
+    void processThatCannotBeStarted()
+    {
+        const auto [error, reason] = fetch<QByteArray, QByteArray>();
+        FaultyProject project;
+        const FaultyRun run = project.run("start", error, 1);
+        QCOMPARE(run.result.status, 1);
+        SAME(run.result.err, (reason.isEmpty() ? "" : "[ztmake] " + reason + '\n')
+                                     + "[ztmake] Command failed to run: $W/sdk/bin/ztmkmtd\n");
     }
 
     void svnversionThatCannotBeStarted()

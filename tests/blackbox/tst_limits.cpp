@@ -88,6 +88,18 @@ private slots:
         SAME(project.wrongOutputs(), "");
     }
 
+    void deepTree()
+    {
+        constexpr int depth = 2'000;
+        World world(demo, tree() + process(noPreprocess));
+        const QByteArray folders = QByteArray("d/").repeated(depth);
+        world.write("project/root/" + folders + "a.lua");
+        const Result result = world.run({"-q"});
+        SAME(result.err, "");
+        QCOMPARE(result.status, 0);
+        SAME(world.read("project/obj/root/" + folders + "a.luo"), "made by ztluac\n");
+    }
+
     void twoHundredThousandArguments()
     {
         constexpr int count = 50'000; // four arguments each

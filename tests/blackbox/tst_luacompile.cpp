@@ -252,6 +252,23 @@ private slots:
         SAME(world.tree("project/obj"), "root/\nversion.txt\n");
     }
 
+    // Each file is compiled once for every way to it that does not come by the same folder twice.
+    void linksToFoldersOnTheWay()
+    {
+        LuaWorld world({});
+        world.write("project/root/a.lua");
+        world.write("project/root/sub/b.lua");
+        world.link(".", "project/root/self");
+        world.link("..", "project/root/sub/parent");
+        world.link("../..", "project/root/sub/project");
+        world.link("../sub", "project/root/sub/self");
+        world.link("sub", "project/root/twin");
+        const Result result = world.run({"-q"});
+        SAME(result.err, "");
+        QCOMPARE(result.status, 0);
+        QCOMPARE(names(result).count("ztlpp"), 3);
+    }
+
     void sdkIncludeDirectoryFollowsTheSdk()
     {
         World world;

@@ -51,6 +51,17 @@ private slots:
                       "%s%n: en->%1: 0 total, 0 unfinished, 0 obsolete\n"));
     }
 
+    void reportIntoAFullDevice()
+    {
+        World world(demo, "");
+        world.write(file, document(R"(<source filename="de.ts" language="de"/>)"));
+        const Result result = world.run(
+                {"-c", "exec ../sdk/bin/ztmake --report --cleanfirmwarefolder >/dev/full"},
+                {.program = "/bin/sh"});
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] Error writing standard output: No space left on device\n");
+    }
+
     void reportIsShownAfterEveryOperation_data()
     {
         Rows<QByteArrayList> row; // arguments

@@ -218,6 +218,52 @@ private slots:
         SAME(result.calls[0].input, "");
         SAME(result.calls[2].input, "passphrase\n");
     }
+
+    // It would come out of the response file as more than one.
+    void argumentWithALineBreak()
+    {
+        World world(demo, tree() + process(noPreprocess + noCompile));
+        for (int i = 0; i < 5; ++i)
+            world.write("project/root/" + QByteArray::number(i) + ".lua");
+        world.write("project/root/x\n--merge\n/\\path.lua");
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] Argument with a line break: x\\n--merge\\n/\\\\path.lua\n");
+        QCOMPARE(result.calls.size(), 0);
+        QCOMPARE(world.tree("project/obj").count("args."), 0);
+    }
+
+    // Messages must not get into the files that the program opens.
+    void closedStandardStreams_data()
+    {
+        Rows<QByteArray> row; // redirections
+        row("all", "<&- >&- 2>&-");
+        row("standard input", "<&-");
+        row("standard output", ">&-");
+        row("standard error", "2>&-");
+    }
+    void closedStandardStreams()
+    {
+        const auto [redirections] = fetch<QByteArray>();
+        QByteArrayList texts;
+        for (const QByteArray &command : {QByteArray(), redirections}) {
+            QByteArray includes;
+            for (int i = 0; i < 20; ++i)
+                includes += "<Include>i" + QByteArray::number(i) + "</Include>";
+            World world(
+                    demo,
+                    tree() + process("<Preprocess Type=\"Ztlpp\">" + includes + "</Preprocess>"));
+            world.write("project/root/a.lua");
+            world.plan("ztlpp", "1 probe obj/.unfinished\n");
+            const Result result = world.run({"-c", "exec ../sdk/bin/ztmake -vv " + command},
+                                            {.program = "/bin/sh"});
+            QCOMPARE(result.status, 0);
+            QVERIFY(!result.calls.first().responseText.isEmpty());
+            texts.append(result.calls.first().responseText + result.calls.first().probes.join()
+                         + world.tree("project/obj"));
+        }
+        SAME(texts.last(), texts.first());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestToolRunner)

@@ -295,6 +295,12 @@ QList<Call> World::takeCalls()
 Result World::run(const QByteArrayList &arguments, const Start &start)
 {
     QProcess process;
+    begin(&process, arguments, start);
+    return end(&process, start);
+}
+
+void World::begin(QProcess *process, const QByteArrayList &arguments, const Start &start)
+{
     QStringList texts;
     for (const QByteArray &argument : arguments)
         texts.append(QString::fromUtf8(argument));
@@ -303,28 +309,33 @@ Result World::run(const QByteArrayList &arguments, const Start &start)
         environment.insert(QStringLiteral("GCOV_PREFIX"), decoded(path("record/gcov")));
     if (start.ordinaryUser)
         handOver();
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(decoded(path(start.directory)));
-    process.setChildProcessModifier([start] { start.setUpChild(); });
-    process.start(decoded(start.program.contains('/') ? path(start.program) : start.program),
-                  texts);
-    process.write(start.input);
-    process.closeWriteChannel();
+    process->setProcessEnvironment(environment);
+    process->setWorkingDirectory(decoded(path(start.directory)));
+    process->setChildProcessModifier([start] { start.setUpChild(); });
+    process->start(decoded(start.program.contains('/') ? path(start.program) : start.program),
+                   texts);
+    process->write(start.input);
+    process->closeWriteChannel();
+}
 
+Result World::end(QProcess *process, const Start &start)
+{
     Result result;
-    if (!process.waitForFinished(start.seconds * 1000)) {
-        process.kill();
-        process.waitForFinished();
+    const bool hasEnded = process->state() == QProcess::NotRunning
+                          || process->waitForFinished(start.seconds * 1000);
+    if (!hasEnded) {
+        process->kill();
+        process->waitForFinished();
         result.status = -2;
-    } else if (process.exitStatus() == QProcess::NormalExit) {
-        result.status = process.exitCode();
+    } else if (process->exitStatus() == QProcess::NormalExit) {
+        result.status = process->exitCode();
     } else {
-        result.signal = process.exitCode(); // so it is on systems that have signals
+        result.signal = process->exitCode(); // so it is on systems that have signals
     }
     result.root = m_root;
     result.directory = path(start.directory);
-    result.out = process.readAllStandardOutput().replace(m_root, "$W");
-    result.err = process.readAllStandardError().replace(m_root, "$W");
+    result.out = process->readAllStandardOutput().replace(m_root, "$W");
+    result.err = process->readAllStandardError().replace(m_root, "$W");
     result.calls = takeCalls();
     return result;
 }

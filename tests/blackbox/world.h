@@ -6,6 +6,8 @@
 #include <QProcessEnvironment>
 #include <QTemporaryDir>
 
+class QProcess;
+
 /// A directory of its own with an SDK ("sdk"), a project directory ("project"), a home directory
 /// ("home") and a search path ("path"), and with the real program beside stand-ins for its tools.
 ///
@@ -54,6 +56,9 @@ public:
     void setVariable(const char *name, const QByteArray &value);
 
     Result run(const QByteArrayList &arguments, const Start &start = {});
+    /// The two halves of run(), for what is to happen while the program runs.
+    void begin(QProcess *process, const QByteArrayList &arguments, const Start &start = {});
+    Result end(QProcess *process, const Start &start = {});
 
 private:
     void writeProject(const QByteArray &schema, const QByteArray &attributes,

@@ -1,0 +1,250 @@
+#include "interruption.h"
+#include "rows.h"
+
+#include <QProcess>
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int giveUpAfter = 300'000; // milliseconds
+
+const QByteArray waiting = "[ztmake] Waiting for another build\n";
+
+/// A program that runs beside the test.
+class Running
+{
+public:
+    Running(World &world, const QByteArrayList &arguments, const Start &start = {}) : m_world(world)
+    {
+        world.begin(&m_process, arguments, start);
+        m_process.setReadChannel(QProcess::StandardError);
+    }
+
+    /// @return whether it has said that, or says it at last
+    bool says(const QByteArray &text)
+    {
+        while (!m_process.peek(1 << 20).contains(text)) {
+            if (!m_process.waitForReadyRead(giveUpAfter))
+                return false;
+        }
+        return true;
+    }
+
+    bool hasEnded()
+    {
+        return m_process.state() == QProcess::NotRunning || m_process.waitForFinished(0);
+    }
+    pid_t number() const { return static_cast<pid_t>(m_process.processId()); }
+    Result end() { return m_world.end(&m_process); }
+
+private:
+    World &m_world;
+    QProcess m_process;
+};
+
+/// Plans that the tool's first call says that it has begun, and goes on when it is told to.
+void planToStop(World &world, const QByteArray &tool, const QByteArrayList &before = {})
+{
+    const QByteArrayList stop{"write " + world.path("begun") + " x", "await " + world.path("go")};
+    world.plan(tool, planned("1", before + stop));
+}
+
+bool hasBegun(const World &world)
+{
+    return QTest::qWaitFor([&] { return world.exists("begun"); }, giveUpAfter);
+}
+
+int lockedDirectory(const World &world)
+{
+    const int file =
+            open(world.path("project/obj").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    require(file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0, "lock", "obj");
+    return file;
+}
+
+/// @return whether the process has the directory open
+bool hasOpen(pid_t process, const QByteArray &directory)
+{
+    struct stat wanted = {};
+    stat(directory.constData(), &wanted);
+    for (int file = 3; file < 64; ++file) {
+        struct stat data = {};
+        const QByteArray path = "/proc/" + number(process) + "/fd/" + number(file);
+        if (stat(path.constData(), &data) == 0 && data.st_dev == wanted.st_dev
+            && data.st_ino == wanted.st_ino)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+/// One operation at a time uses an object directory.
+class TestBuildLock : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void secondOneWaitsAndGoesOnFromWhatIsThere_data()
+    {
+        Rows<QByteArrayList, QByteArray, QByteArrayList> row; // first, where it stops, second
+        const QByteArrayList build{"-q"};
+        row("build", build, "ztlpp", build);
+        row("build of everything", {"-q", "-A"}, "ztlpp", build);
+        row("--clearobsolete", build, "ztlpp", {"-q", "--clearobsolete"});
+        row("--cleanfirmwarefolder", build, "ztlpp", {"-q", "--cleanfirmwarefolder"});
+        row("build after --clearobsolete", {"-q", "--clearobsolete"}, "ztlupdate", build);
+    }
+    void secondOneWaitsAndGoesOnFromWhatIsThere()
+    {
+        const auto [first, tool, second] = fetch<QByteArrayList, QByteArray, QByteArrayList>();
+        World world;
+        writeProject(world);
+        planToStop(world, tool);
+        Running one(world, first);
+        QVERIFY(hasBegun(world));
+        Running other(world, second);
+        QVERIFY(other.says(waiting));
+        world.write("go");
+        const Result end = one.end();
+        QCOMPARE(end.err, QByteArray());
+        QCOMPARE(end.status, 0);
+        const Result otherEnd = other.end();
+        SAME(otherEnd.err, waiting);
+        QCOMPARE(otherEnd.status, 0);
+        QCOMPARE((names(end) + names(otherEnd)).count("ztlpp"), 1);
+        QCOMPARE(world.exists("project/firmware/A-Demo-1#1234-firmware.ztf"),
+                 !second.contains("--cleanfirmwarefolder"));
+    }
+
+    void signalEndsTheWaiting_data()
+    {
+        Rows<int, QByteArray> row; // number, name
+        for (const auto &[name, value] : interruptions)
+            row(name, value, QByteArray(name));
+    }
+    void signalEndsTheWaiting()
+    {
+        const auto [number, name] = fetch<int, QByteArray>();
+        World world;
+        writeSmallProject(world);
+        world.makeDirectory("project/obj");
+        const int lock = lockedDirectory(world);
+        Running build(world, {"-q"});
+        QVERIFY(build.says(waiting));
+        QCOMPARE(kill(build.number(), number), 0);
+        const Result result = build.end();
+        QCOMPARE(result.signal, number);
+        SAME(result.err, waiting + "[ztmake] Interrupted by " + name + '\n');
+        QCOMPARE(result.calls.size(), 0);
+        close(lock);
+    }
+
+    // The one that was waited for is gone, and another operation has the new one already.
+    void directoryIsRemovedAndMadeAgainMeanwhile()
+    {
+        World world;
+        writeSmallProject(world);
+        world.makeDirectory("project/obj");
+        world.plan("ztlpp", "* probe ../released\n");
+        const int lock = lockedDirectory(world);
+        Running build(world, {"-q"});
+        QVERIFY(build.says(waiting));
+        world.remove("project/obj");
+        world.makeDirectory("project/obj");
+        const int nextLock = lockedDirectory(world);
+        close(lock);
+        const QByteArray directory = world.path("project/obj");
+        QVERIFY(QTest::qWaitFor(
+                [&] { return build.hasEnded() || hasOpen(build.number(), directory); },
+                giveUpAfter));
+        world.write("released");
+        close(nextLock);
+        const Result result = build.end();
+        SAME(result.err, waiting);
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.calls.first().probes, QByteArrayList{"../released file x\n"});
+    }
+
+    void directoryIsRemovedMeanwhile()
+    {
+        World world;
+        writeSmallProject(world);
+        world.makeDirectory("project/obj");
+        const int lock = lockedDirectory(world);
+        Running build(world, {"-q"});
+        QVERIFY(build.says(waiting));
+        world.remove("project/obj");
+        close(lock);
+        const Result result = build.end();
+        SAME(result.err, waiting);
+        QCOMPARE(result.status, 0);
+        QCOMPARE(world.tree("project/obj").count(".luo\n"), 2);
+    }
+
+    // The program is killed alone; its tool writes when the next build would long be done.
+    void toolThatOutlivesItsBuildIsWaitedFor_data()
+    {
+        Rows<QByteArrayList> row; // the next operation
+        row("build", {"-q"});
+        row("build of everything", {"-q", "-A"});
+    }
+    void toolThatOutlivesItsBuildIsWaitedFor()
+    {
+        const auto [next] = fetch<QByteArrayList>();
+        World world;
+        writeSmallProject(world);
+        planToStop(world, "ztluac", {"signal parent 9"});
+        Running killed(world, {"-q"});
+        QVERIFY(hasBegun(world));
+        QCOMPARE(killed.end().signal, SIGKILL);
+        Running build(world, next);
+        QVERIFY(build.says(waiting));
+        QCOMPARE(world.tree("project/obj").count(".luo"), 0);
+        world.write("go");
+        const Result result = build.end();
+        SAME(result.err, waiting);
+        QCOMPARE(result.status, 0);
+        // The orphan's is taken for half written.
+        QCOMPARE(names(result).count("ztluac"), 2);
+        QCOMPARE(world.tree("project/obj").count(".luo\n"), 2);
+        QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
+    }
+
+    void buildThatAToolStartsDoesNotWaitForEver()
+    {
+        World world;
+        writeSmallProject(world);
+        world.remove("sdk/bin/ztlpp");
+        world.write("sdk/bin/ztlpp", "#!/bin/sh\nexec \"${0%/*}/ztmake\" -q\n");
+        world.setMode("sdk/bin/ztlpp", 0755);
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] The build that started this one is still using obj\n"
+                         "[ztmake] Command exited with status 1\n");
+    }
+
+    void buildOfAnotherProjectThatAToolStarts()
+    {
+        World world;
+        writeSmallProject(world);
+        world.project(R"(Name="Other" SDK="../../sdk")", "", "project/other/demo.ztp");
+        world.remove("sdk/bin/ztlpp");
+        world.write("sdk/bin/ztlpp", "#!/bin/sh\ncd other && exec ../../sdk/bin/ztmake -q\n");
+        world.setMode("sdk/bin/ztlpp", 0755);
+        const Result result = world.run({"-q"});
+        SAME(result.err, "");
+        QCOMPARE(result.status, 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestBuildLock)
+#include "tst_buildlock.moc"

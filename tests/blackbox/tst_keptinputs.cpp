@@ -1,0 +1,118 @@
+#include "luaproject.h"
+#include "rows.h"
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void linkHard(const World &world, const QByteArray &file, const QByteArray &name)
+{
+    require(::link(world.path(file).constData(), world.path(name).constData()) == 0, "link", name);
+}
+
+} // namespace
+
+/// Outputs that are inputs, by whatever name: nothing is removed or written to.
+class TestKeptInputs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void copyThatIsItsSource_data()
+    {
+        Rows<QByteArray, QByteArray, QByteArray> row; // how, object directory, argument
+        for (const char *argument : {"-q", "-A"}) {
+            row("object directory is the project's, "_ba + argument, "", ".", argument);
+            row("linked tree, "_ba + argument, "tree", "obj", argument);
+            row("linked file, "_ba + argument, "file", "obj", argument);
+            row("hard link, "_ba + argument, "hard", "obj", argument);
+        }
+    }
+    void copyThatIsItsSource()
+    {
+        const auto [how, directory, argument] = fetch<QByteArray, QByteArray, QByteArray>();
+        LuaWorld world(noPreprocess + noCompile, "root",
+                       demo + " ObjectDirectory=\"" + directory + '"');
+        const QByteArray content = "the only copy\n";
+        world.write("project/root/a.lua", content, 3);
+        world.makeDirectory("project/obj");
+        if (how == "tree")
+            world.link("../root", "project/obj/root");
+        if (how == "file")
+            world.link("../../root/a.lua", "project/obj/root/a.lua");
+        if (how == "hard") {
+            world.makeDirectory("project/obj/root");
+            linkHard(world, "project/root/a.lua", "project/obj/root/a.lua");
+        }
+        world.setTime("project/demo.ztp", 4 * millisecond); // all is out of date
+        const QByteArray before = world.tree("project");
+        const QByteArray path = directory == "." ? "./root/a.lua" : "obj/root/a.lua";
+        for (int i = 0; i < 2; ++i) {
+            const Result result = world.run({"-q", argument});
+            QCOMPARE(result.status, 1);
+            SAME(result.err, "[ztmake] Cannot write " + path + '\n');
+            QCOMPARE(result.calls.size(), 0);
+            SAME(world.read("project/root/a.lua"), content);
+            QCOMPARE(world.time("project/root/a.lua"), 3);
+            // With --all there is a note, so that the next build goes on with it.
+            SAME(world.tree("project")
+                         .replace("obj/.unfinished\n", "")
+                         .replace(".unfinished\n", ""),
+                 before);
+        }
+    }
+
+    void outputThatIsAnInput_data()
+    {
+        Rows<QByteArray, QByteArray, QByteArray> row; // output, input, process
+        row("preprocessed file, its source", "obj/root/a.lui", "root/a.lua", {});
+        row("compiled file, its source", "obj/root/a.luo", "root/a.lua", noPreprocess);
+        row("compiled file, the source of the chain", "obj/root/a.luo", "root/a.lua", {});
+        row("preprocessed file, the project file", "obj/root/a.lui", "demo.ztp", {});
+        row("compiled file, the definitions", "obj/root/a.luo", "demo.mtdef", {});
+        row("copy, the definitions", "obj/root/a.lua", "demo.mtdef", noPreprocess + noCompile);
+        row("header, the definitions", "made/m.lh", "demo.mtdef", {});
+        row("module, the project file", "made/m.lua", "demo.ztp", {});
+        row("compiled texts, their source", "obj/translations/de.qm", "translations/de.ts", {});
+        row("version, the project file", "obj/version.txt", "demo.ztp", {});
+        row("start-up script, texts", "obj/autoexec.lua", "translations/de.ts", {});
+        row("image, the project file", "obj/root.romfs", "demo.ztp", {});
+    }
+    void outputThatIsAnInput()
+    {
+        const auto [output, input, process] = fetch<QByteArray, QByteArray, QByteArray>();
+        World world(demo, R"(<Target Model="A"/><Startup File="/main.lua"/>
+<MTD16 Enabled="1"><Header>made/m.lh</Header><Lua>made/m.lua</Lua></MTD16>
+<Translation Enabled="1"><Language>de</Language></Translation>)"
+                                  + tree() + ::process(process));
+        for (const char *name : {"root/a.lua", "demo.mtdef", "translations/de.ts", "made/x",
+                                 "obj/translations/x", "obj/root/x"})
+            world.write("project/"_ba + name);
+        world.setTime("project/demo.ztp", 7);
+        linkHard(world, "project/" + input, "project/" + output);
+        const QByteArray content = world.read("project/" + input);
+        const qint64 time = world.time("project/" + input);
+        const Result result = world.run({"-q", "-A"}); // equal times are current
+        QCOMPARE(world.read("project/" + input), content);
+        QCOMPARE(world.time("project/" + input), time);
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] Cannot write " + output + '\n');
+    }
+
+    // The preprocessed file is no source, but the compiler must not read what it writes.
+    void compiledFileThatIsThePreprocessedOne()
+    {
+        LuaWorld world({});
+        world.write("project/root/a.lua");
+        world.write("project/obj/root/a.lui", "x\n", 1);
+        linkHard(world, "project/obj/root/a.lui", "project/obj/root/a.luo");
+        const Result result = world.run({"-q", "-A"});
+        SAME(result.err, "[ztmake] Cannot write obj/root/a.luo\n");
+        QCOMPARE(names(result), QByteArrayList{"ztlpp"});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestKeptInputs)
+#include "tst_keptinputs.moc"
