@@ -132,7 +132,7 @@ class PowerLossWorld(World):
 
     def environment(self, extra=()):
         # An interrupted build may have its own library: that of the faults is not used here.
-        return super().environment({"LD_PRELOAD": self.options.recorder,
+        return super().environment({"ZTMAKE_SYNC": "1", "LD_PRELOAD": self.options.recorder,
                                     "ZTTEST_BOOT_ID": self.path("boot1"), **dict(extra)})
 
     def snapshot(self):
