@@ -228,6 +228,14 @@ NOTED(int, renameat2,
       (fromDirectory, from, toDirectory, to, flags),
       int(int, const char *, int, const char *, unsigned),
       noteRename(call(), absolute(fromDirectory, from), absolute(toDirectory, to)))
+int mkostemp(char *path, int flags)
+{
+    static const auto function = real<int(char *, int)>("mkostemp");
+    const int file = function(path, flags);
+    noteOpen(file >= 0, absolute(AT_FDCWD, path), true, false);
+    return file;
+}
+
 int linkat(int fromDirectory, const char *from, int toDirectory, const char *to, int flags) noexcept
 {
     static const auto function = real<int(int, const char *, int, const char *, int)>("linkat");

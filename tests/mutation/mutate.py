@@ -1,5 +1,5 @@
-"""Applies the source edits of the tables beside this file, one at a time, to a scratch copy of the
-tree, and tells which of them the tests notice. See scripts/mutate and docs/testing.md."""
+"""Applies edits to the sources, one at a time, in scratch copies of the tree, and tells which of
+them the tests notice. See scripts/mutate and docs/testing.md."""
 
 import argparse
 import concurrent.futures
@@ -11,52 +11,35 @@ import subprocess
 import sys
 import tempfile
 
+import operators
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SUITES = ["unit", "blackbox"]  # in the order in which they are asked
 SECONDS_A_TEST = 120
 
 
-class Mutant:
-    def __init__(self, place, file):
-        self.place = place  # table:line
-        self.file = file
-        self.old = []
-        self.new = []
-        self.reason = []  # why the tests cannot notice it
+class Survivors:
+    """The edits that no test can notice, each with its reason, in survivors.txt: the file, the
+    function, the old text and the new one, a reason, and an empty line."""
 
-    def fault(self, source):
-        """What is wrong with the row itself, empty when nothing is."""
-        if not self.old or not self.new or self.old == self.new:
-            return "needs an old and a new text that differ"
-        count = source.count("\n".join(self.old))
-        return "" if count == 1 else f"the old text stands {count} times in {self.file}"
+    def __init__(self, path):
+        self.reasons = {}
+        for block in path.read_text().split("\n\n"):
+            lines = [line for line in block.splitlines() if not line.startswith("#")]
+            if lines:
+                file, function, old, new, *reason = lines
+                self.reasons[file, function, old, new] = " ".join(reason)
 
-    def name(self, source):
-        line = source.count("\n", 0, source.index("\n".join(self.old))) + 1
-        return f"{self.file}:{line} ({self.place})"
+    def reason(self, edit):
+        return self.reasons.get(edit.key(), "")
 
-    def mutated(self, source):
-        return source.replace("\n".join(self.old), "\n".join(self.new))
-
-
-def read_table(path):
-    mutants = []
-    file = None
-    block = None
-    for number, line in enumerate(path.read_text().split("\n"), 1):
-        mark, text = line[:1], line[2:]
-        if line.startswith("file "):
-            file, block = line[5:], None
-        elif mark in ("-", "+", "="):
-            if block is None:
-                block = Mutant(f"{path.name}:{number}", file)
-                mutants.append(block)
-            {"-": block.old, "+": block.new, "=": block.reason}[mark].append(text)
-        elif line == "":
-            block = None
-        elif mark != "#":
-            sys.exit(f"{path.name}:{number}: a line begins with \"file \", -, +, = or #")
-    return mutants
+    def table(self):
+        """The table of docs/testing.md."""
+        rows = ["| Where | Edit | Reason |", "|---|---|---|"]
+        for (file, function, old, new), reason in self.reasons.items():
+            change = f"`{old}` becomes `{new}`" if new else f"`{old}` left out"
+            rows.append(f"| `{function}()`, {file} | {change} | {reason} |".replace("||", "\\|\\|"))
+        return "\n".join(rows)
 
 
 class Tree:
@@ -113,14 +96,14 @@ class Tree:
         failures = output.partition("The following tests FAILED:")[2].split()
         return failures[2] if len(failures) > 2 else "ctest"
 
-    def judge(self, mutant, likely):
-        target = self.source / mutant.file
-        original = target.read_text()
-        target.write_text(mutant.mutated(original))
+    def judge(self, edit, likely):
+        target = self.source / edit.file
+        original = target.read_bytes()
+        target.write_bytes(original[:edit.begin] + edit.new.encode() + original[edit.end:])
         try:
             return self.failed_test(likely)
         finally:
-            target.write_text(original)
+            target.write_bytes(original)
 
 
 class LikelyTests:
@@ -143,26 +126,45 @@ class LikelyTests:
 
 def main():
     parser = argparse.ArgumentParser(prog="scripts/mutate")
-    parser.add_argument("filter", nargs="*", help="only rows whose place or file contains this")
-    parser.add_argument("--check", action="store_true", help="only check the tables")
+    parser.add_argument("filter", nargs="*", help="only edits whose place contains this")
+    parser.add_argument("--list", action="store_true", help="only name the edits")
+    parser.add_argument("--table", action="store_true",
+                        help="only print the survivors as a table for docs/testing.md")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="trees used at a time")
     arguments = parser.parse_args()
 
-    mutants = [mutant for table in sorted(pathlib.Path(__file__).parent.glob("*.txt"))
-               for mutant in read_table(table)]
+    survivors = Survivors(pathlib.Path(__file__).with_name("survivors.txt"))
+    if arguments.table:
+        print(survivors.table())
+        return
+    edits = list(operators.find_edits(ROOT, ROOT / "build/dev"))
+    unknown = set(survivors.reasons) - {edit.key() for edit in edits}
+    if unknown:
+        sys.exit("survivors.txt names edits that are no longer there:\n"
+                 + "\n".join(" | ".join(key) for key in sorted(unknown)))
     if arguments.filter:
-        mutants = [mutant for mutant in mutants
-                   if any(text in f"{mutant.file} {mutant.place}" for text in arguments.filter)]
-    sources = {mutant.file: (ROOT / mutant.file).read_text() for mutant in mutants}
-    faults = [f"{mutant.place}: {fault}" for mutant in mutants
-              if (fault := mutant.fault(sources[mutant.file]))]
-    if faults:
-        sys.exit("\n".join(faults))
-    names = {mutant: mutant.name(sources[mutant.file]) for mutant in mutants}
-    print(f"{len(mutants)} mutants in {len({mutant.file for mutant in mutants})} files", flush=True)
-    if arguments.check:
+        edits = [edit for edit in edits
+                 if any(text in str(edit) for text in arguments.filter)]
+    print(f"{len(edits)} edits in {len({edit.file for edit in edits})} files", flush=True)
+    if arguments.list:
+        print("\n".join(map(str, edits)))
         return
 
+    outcomes = judge_all(edits, arguments.jobs)
+    built = [edit for edit in edits if outcomes[edit] != "build"]
+    alive = [edit for edit in built if outcomes[edit] is None]
+    wrong = [f"survived: {edit}" for edit in alive if not survivors.reason(edit)]
+    wrong += [f"is explained, but was noticed by {outcomes[edit]}: {edit}"
+              for edit in built if survivors.reason(edit) and outcomes[edit] is not None]
+    print(f"{len(edits) - len(built)} do not compile, {len(built) - len(alive)} were noticed, "
+          f"{len(alive)} survived, {sum(bool(survivors.reason(edit)) for edit in alive)} of them "
+          "explained")
+    print("\n".join(wrong))
+    sys.exit(1 if wrong else 0)
+
+
+def judge_all(edits, jobs):
+    """What noticed each edit: a test, "build", or None."""
     outcomes = {}
     likely = LikelyTests()
     with tempfile.TemporaryDirectory(prefix="mutants-") as scratch:
@@ -175,35 +177,24 @@ def main():
                 sys.exit(f"the unchanged tree fails: {failure}")
             trees.put(tree)
 
-        def judge(mutant):
+        def judge(edit):
             tree = trees.get()
             try:
-                outcomes[mutant] = tree.judge(mutant, likely.of(mutant.file))
-                if outcomes[mutant] is not None:
-                    likely.note(mutant.file, outcomes[mutant])
+                outcomes[edit] = tree.judge(edit, likely.of(edit.file))
+                if outcomes[edit] is not None:
+                    likely.note(edit.file, outcomes[edit])
             finally:
                 trees.put(tree)
-            outcome = outcomes[mutant]
-            print(f"{'SURVIVED' if outcome is None else 'killed  '} {names[mutant]}"
+            outcome = outcomes[edit]
+            print(f"{'SURVIVED' if outcome is None else 'noticed '} {edit}"
                   f"{'' if outcome is None else ' by ' + outcome}", flush=True)
 
-        with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-            for _ in pool.map(make_tree, range(arguments.jobs)):
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            for _ in pool.map(make_tree, range(jobs)):
                 pass
-            for _ in pool.map(judge, mutants):
+            for _ in pool.map(judge, edits):
                 pass
-
-    survivors = [mutant for mutant in mutants if outcomes[mutant] is None]
-    wrong = [(mutant, "survived") for mutant in survivors if not mutant.reason]
-    wrong += [(mutant, "is explained, but was killed by " + outcomes[mutant])
-              for mutant in mutants if mutant.reason and outcomes[mutant] is not None]
-    wrong += [(mutant, "does not compile") for mutant in mutants if outcomes[mutant] == "build"]
-    print(f"{len(mutants) - len(survivors)} killed, {len(survivors)} survived, "
-          f"{sum(bool(mutant.reason) for mutant in survivors)} of them explained")
-    for mutant, what in wrong:
-        print(f"{names[mutant]} {what}:\n-" + "\n-".join(mutant.old) + "\n+"
-              + "\n+".join(mutant.new))
-    sys.exit(1 if wrong else 0)
+    return outcomes
 
 
 main()
