@@ -1,4 +1,5 @@
-/* Stands for each tool where the outputs matter: writes the one that an option names, a page of it. */
+/* Stands for each tool where the outputs matter: writes the one that an option names, a page of it.
+ */
 
 #include <fcntl.h>
 #include <string.h>

@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 memoryLimit = 64 << 20;   // bytes
+constexpr qint64 memoryLimit = 64 << 20;  // bytes
 constexpr qint64 memoryForEachByte = 256; // of the input, beyond that
 
 // libFuzzer takes a counter that was zero before for a newly reached place in the code.

@@ -95,8 +95,7 @@ private slots:
 
     void programIsNotLookedForOnTheSearchPath()
     {
-        QCOMPARE(run({}, u"sh"_s, {u"-c"_s, u"exit 0"_s}).kind,
-                 ProcessEnd::Kind::NotStarted);
+        QCOMPARE(run({}, u"sh"_s, {u"-c"_s, u"exit 0"_s}).kind, ProcessEnd::Kind::NotStarted);
     }
 
     void missingWorkingDirectory()
@@ -115,8 +114,8 @@ private slots:
     {
         const ProcessEnd end =
                 run({}, u"/bin/sh"_s,
-                           {u"-c"_s, u"for a; do printf '%s|' \"$a\"; done >\"$0\""_s,
-                            path(u"log"_s), u"a b"_s, u""_s, u"$x'\"\\"_s, u"ü\n"_s, u"*"_s});
+                    {u"-c"_s, u"for a; do printf '%s|' \"$a\"; done >\"$0\""_s, path(u"log"_s),
+                     u"a b"_s, u""_s, u"$x'\"\\"_s, u"ü\n"_s, u"*"_s});
         QVERIFY(end.isSuccess());
         QCOMPARE(TestFiles::read(path(u"log"_s)), "a b||$x'\"\\|ü\n|*|"_ba);
     }
@@ -184,8 +183,8 @@ private slots:
         const int status = TestProcess::inChild([] {
             Interruption::watch();
             const ProcessEnd end = run({}, u"/bin/sh"_s,
-                                              {u"-c"_s, u"trap 'kill -INT $PPID' TERM; "
-                                                        "kill -TERM $PPID; while :; do :; done"_s});
+                                       {u"-c"_s, u"trap 'kill -INT $PPID' TERM; "
+                                                 "kill -TERM $PPID; while :; do :; done"_s});
             return end.kind == ProcessEnd::Kind::Crashed && Interruption::signal() == SIGTERM;
         });
         QCOMPARE(status, 0);
@@ -197,8 +196,7 @@ private slots:
         const int status = TestProcess::inChild([] {
             Interruption::watch();
             std::signal(SIGUSR1, [](int) {});
-            return run({}, u"/bin/sh"_s, {u"-c"_s, u"kill -USR1 $PPID; exit 5"_s}).status
-                   == 5;
+            return run({}, u"/bin/sh"_s, {u"-c"_s, u"kill -USR1 $PPID; exit 5"_s}).status == 5;
         });
         QCOMPARE(status, 0);
     }
@@ -208,7 +206,7 @@ private:
     static ProcessEnd shell(const QByteArray &script, const QStringList &arguments = {})
     {
         return run({}, u"/bin/sh"_s,
-                          QStringList{u"-c"_s, QString::fromUtf8(script), u"sh"_s} + arguments);
+                   QStringList{u"-c"_s, QString::fromUtf8(script), u"sh"_s} + arguments);
     }
     std::unique_ptr<QTemporaryDir> m_world;
 };

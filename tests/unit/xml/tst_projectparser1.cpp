@@ -167,7 +167,8 @@ private slots:
         Rows<QByteArray> row; // declaration
         row("bare", "<!DOCTYPE ZeltaProject>");
         row("system", "<!DOCTYPE ZeltaProject SYSTEM \"missing.dtd\">");
-        row("public", "<!DOCTYPE ZeltaProject PUBLIC \"-//x//y\" \"http://zelta.example/missing.dtd\">");
+        row("public",
+            "<!DOCTYPE ZeltaProject PUBLIC \"-//x//y\" \"http://zelta.example/missing.dtd\">");
         row("internal subset", "<!DOCTYPE ZeltaProject [<!ELEMENT ZeltaProject ANY>]>");
         row("entity", "<!DOCTYPE ZeltaProject [<!ENTITY vendor \"Zelta\">]>");
     }
@@ -175,19 +176,18 @@ private slots:
     {
         const auto [declaration] = fetch<QByteArray>();
         const bool hasEntity = declaration.contains("ENTITY");
-        const Reading reading(declaration
-                              + project("<Target Model='" + QByteArray(hasEntity ? "&vendor;" : "A")
-                                        + "'/>"));
+        const Reading reading(
+                declaration
+                + project("<Target Model='" + QByteArray(hasEntity ? "&vendor;" : "A") + "'/>"));
         QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
         QCOMPARE(reading.spec.targets[0].model, hasEntity ? u"Zelta"_s : u"A"_s);
     }
 
     void largeFileIsRead()
     {
-        const Reading reading(
-                project("<!--" + QByteArray(780'000, '=') + "--><Filesystem>"
-                        + QByteArray("<Merge Type='File'>a</Merge>").repeated(50'000)
-                        + "</Filesystem>"));
+        const Reading reading(project("<!--" + QByteArray(780'000, '=') + "--><Filesystem>"
+                                      + QByteArray("<Merge Type='File'>a</Merge>").repeated(50'000)
+                                      + "</Filesystem>"));
         QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
         QCOMPARE(reading.spec.filesystems[0].merges.size(), 50'000);
     }
@@ -200,8 +200,7 @@ private slots:
                                          {"cut short", root + "<Project>"_ba},
                                          {"malformed", project("<Filesystem></Target>")}})
             row(name, text, "I'm sorry, but I can't find a valid project in that file.");
-        const QByteArray noProject =
-                "I'm sorry, but I can't find a valid project in that file.";
+        const QByteArray noProject = "I'm sorry, but I can't find a valid project in that file.";
         QByteArray attributes;
         for (int i = 0; i <= 10'000; ++i)
             attributes += " a" + QByteArray::number(i) + "=''";

@@ -75,7 +75,8 @@ private slots:
         };
         // What looks like attributes elsewhere does not count.
         const QByteArray looks = QByteArray("a='' ").repeated(20'000);
-        for (const QByteArray &before : {QByteArray(), "<!--" + looks + "-->", "<?x " + looks + "?>"})
+        for (const QByteArray &before :
+             {QByteArray(), "<!--" + looks + "-->", "<?x " + looks + "?>"})
             QVERIFY(!OpenParser(before + element(10'000)).hasError());
         QVERIFY(!OpenParser("<r><![CDATA[" + looks + "]]>" + looks + "</r>").hasError());
         const OpenParser parser(element(10'001));
