@@ -20,8 +20,7 @@ private slots:
     void inputEditedWhileItsToolRuns()
     {
         const auto [tool, input, outputs] = fetch<QByteArray, QByteArray, QByteArrayList>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         QCOMPARE(world.run({"-q"}).status, 0);
         for (const QByteArray &output : outputs)
             world.remove("project/" + output);
@@ -43,8 +42,7 @@ private slots:
 
     void projectFileEditedWhileAToolRuns()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         const QByteArray text = world.read("project/demo.ztp");
         world.plan("ztlpp",
                    planned("1", {"write demo.ztp " + QByteArray(text).replace('\n', "\\n")}));
@@ -59,8 +57,7 @@ private slots:
 
     void editOfAnotherFileCostsNothing()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         world.plan("ztlpp", planned("1", {"write root/unrelated.txt x"}));
         QCOMPARE(world.run({"-q"}).status, 0);
         QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
