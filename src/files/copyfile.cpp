@@ -89,6 +89,18 @@ mode_t permissionsOf(const QByteArray &source, mode_t mode)
     return permissions;
 }
 
+/// @return false when @p to exists already, even as a link that leads nowhere
+bool renameToNew(const QByteArray &from, const QByteArray &to)
+{
+    if (renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    // Not every file system knows that.
+    struct stat data = {};
+    return lstat(to.constData(), &data) != 0 && rename(from.constData(), to.constData()) == 0;
+}
+
 } // namespace
 
 QString temporaryCopyOf(const QString &target)
@@ -111,8 +123,7 @@ bool copyFile(const QString &source, const QString &target)
         return false;
     if (copyContent(input.number(), output.number())
         && fchmod(output.number(), permissionsOf(from, data.st_mode)) == 0 && output.close()
-        && renameat2(AT_FDCWD, temporary.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE)
-                   == 0)
+        && renameToNew(temporary, to))
         return true;
     unlink(temporary.constData());
     return false;

@@ -17,24 +17,24 @@ QByteArray sorted(const QByteArray &lines)
 
 } // namespace
 
-void writeProject(World &world)
+WholeWorld::WholeWorld()
 {
-    world.project(R"(Name="Demo" Version="1" SDK="../sdk" Svnversion="1" BuildInstaller="1")",
-                  R"(<Target Model="A"/>
+    project(R"(Name="Demo" Version="1" SDK="../sdk" Svnversion="1" BuildInstaller="1")",
+            R"(<Target Model="A"/>
 <MTD16 Enabled="1"><Source>demo.mtdef</Source><Header>made/m.lh</Header><Lua>made/m.lua</Lua></MTD16>
 <Translation Enabled="1"><Language>de</Language></Translation>
 <Filesystem><Merge Type="Directory"><Source>root</Source></Merge></Filesystem>)");
-    world.write("project/root/a.lua");
-    world.write("project/demo.mtdef");
-    world.write("project/translations/de.ts");
-    world.makeDirectory("project/made");
+    write("project/root/a.lua");
+    write("project/demo.mtdef");
+    write("project/translations/de.ts");
+    makeDirectory("project/made");
 }
 
-void writeSmallProject(World &world, const QByteArray &process)
+SmallWorld::SmallWorld(const QByteArray &process)
 {
-    world.project(demo + " Version=\"1\"", tree() + ::process(process));
+    project(demo + " Version=\"1\"", ::tree() + ::process(process));
     for (const char *name : {"a", "b"})
-        world.write("project/root/"_ba + name + ".lua");
+        write("project/root/"_ba + name + ".lua");
 }
 
 const QList<Step> steps{

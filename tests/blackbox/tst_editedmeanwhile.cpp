@@ -26,8 +26,7 @@ private slots:
     void inputEditedWhileItsToolRuns()
     {
         const auto [tool, input, outputs] = fetch<QByteArray, QByteArray, QByteArrayList>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         QCOMPARE(world.run({"-q"}).status, 0);
         for (const QByteArray &output : outputs)
             world.remove("project/" + output);
@@ -86,8 +85,7 @@ private slots:
 
     void projectFileEditedWhileAToolRuns()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         const QByteArray text = world.read("project/demo.ztp");
         world.plan("ztlpp",
                    planned("1", {"write demo.ztp " + QByteArray(text).replace('\n', "\\n")}));
@@ -102,8 +100,7 @@ private slots:
 
     void editOfAnotherFileCostsNothing()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         world.plan("ztlpp", planned("1", {"write root/unrelated.txt x"}));
         QCOMPARE(world.run({"-q"}).status, 0);
         QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});

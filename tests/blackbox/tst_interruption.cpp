@@ -26,8 +26,7 @@ private slots:
     void toolIsEndedByTheSignal()
     {
         const auto [step, name, number, whom] = fetch<int, QByteArray, int, QByteArray>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         const Step &last = steps[step];
         world.plan(
                 last.tool,
@@ -58,8 +57,7 @@ private slots:
     void toolThatCatchesTheSignalHasFinished()
     {
         const auto [step] = fetch<int>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         const Step &last = steps[step];
         world.plan(last.tool, planned(last.call, {"catch", "signal parent 15", "wait"}));
         const Result result = world.run({"-q"});
@@ -77,8 +75,7 @@ private slots:
 
     void toolThatFailsAfterTheSignal()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         world.plan("ztlpp",
                    planned("1", {"catch", "partial", "signal parent 2", "wait", "exit 3"}));
         const Result result = world.run({"-q"});
@@ -101,8 +98,7 @@ private slots:
         for (const int second : {SIGINT, SIGTERM, SIGHUP}) {
             if (second == first) // within half a second that is the same one
                 continue;
-            World world;
-            writeSmallProject(world);
+            SmallWorld world;
             world.plan("ztlpp",
                        planned("1", {"catch", "partial", "signal parent " + number(first), "wait",
                                      "signal parent " + number(second), "wait", "wait"}));
@@ -115,8 +111,7 @@ private slots:
 
     void secondSignalKillsAToolThatIgnoresTheFirst()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         // When both are on their way at once, the one with the lower number arrives first.
         world.plan("ztluac", planned("1", {"ignore", "partial", "signal parent 2",
                                            "signal parent 15", "wait"}));
@@ -139,8 +134,7 @@ private slots:
     void signalToTheToolAlone()
     {
         const auto [number] = fetch<int>();
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         world.plan("ztlpp", planned("1", {"partial", "signal self " + ::number(number), "wait"}));
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 1);
@@ -151,8 +145,7 @@ private slots:
     // The signal arrives before the end of the tool is seen.
     void toolThatEndsAtOnce()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         world.plan("ztlpp", planned("1", {"ignore", "signal parent 1"}));
         const Result result = world.run({"-q"});
         QCOMPARE(result.signal, SIGHUP);
@@ -163,11 +156,10 @@ private slots:
 
     void responseFileIsRemoved()
     {
-        World world;
         QByteArray includes;
         for (int i = 0; i < 20; ++i)
             includes += "<Include>i" + number(i) + "</Include>";
-        writeSmallProject(world, "<Preprocess Type=\"Ztlpp\">" + includes + "</Preprocess>");
+        SmallWorld world("<Preprocess Type=\"Ztlpp\">" + includes + "</Preprocess>");
         world.plan("ztlpp", planned("1", {"partial", "signal parent 15", "wait"}));
         const Result result = world.run({"-q"});
         QCOMPARE(result.signal, SIGTERM);
@@ -178,8 +170,7 @@ private slots:
     // What a failed tool leaves of a catalogue stays; what an interrupted one leaves does not.
     void olderOutputsOfAnInterruptedCatalogueAreRemoved()
     {
-        World world;
-        writeProject(world);
+        WholeWorld world;
         world.write("project/obj/translations/de.qm", "old", -1);
         world.plan("lrelease", planned("1", {"signal parent 15", "wait"}));
         const Result result = world.run({"-q"});
@@ -189,8 +180,7 @@ private slots:
 
     void clearingObsoleteTextsIsInterrupted()
     {
-        World world;
-        writeProject(world);
+        WholeWorld world;
         world.plan("ztlupdate", planned("1", {"signal parent 15", "wait"}));
         const Result result = world.run({"-q", "--clearobsolete"});
         QCOMPARE(result.signal, SIGTERM);
@@ -202,8 +192,7 @@ private slots:
     void ignoredSignalsStayIgnored()
     {
         const auto [step, name, number, whom] = fetch<int, QByteArray, int, QByteArray>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         // The tools inherit that they ignore it.
         world.plan(steps[step].tool,
                    planned(steps[step].call, {"signal " + whom + ' ' + ::number(number)})

@@ -22,8 +22,7 @@ private slots:
     void killedBuildIsMadeUpFor()
     {
         const auto [step, written] = fetch<int, bool>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         const Step &last = steps[step];
         if (written) {
             QCOMPARE(world.run({"-q"}).status, 0);
@@ -145,8 +144,7 @@ private slots:
     void tornNoteBuildsEverything()
     {
         const auto [note] = fetch<QByteArray>();
-        World world;
-        writeProject(world);
+        WholeWorld world;
         QCOMPARE(world.run({"-q"}).status, 0);
         world.write("project/obj/.unfinished", note);
         const Result result = world.run({"-q"});
@@ -157,8 +155,7 @@ private slots:
 
     void tornNoteStaysUntilABuildSucceeds()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         QCOMPARE(world.run({"-q"}).status, 0);
         world.write("project/obj/.unfinished", "root");
         world.plan("ztlpp", "2 exit 1\n");

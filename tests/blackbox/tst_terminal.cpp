@@ -88,8 +88,7 @@ class TestTerminal : public QObject
 private slots:
     void controlCInATerminal()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         QCOMPARE(world.run({"-q"}).status, 0);
         world.write("project/root/a.lua", "edited\n", world.time("project/obj/root/a.lui") + 1);
         world.plan("ztlpp",
@@ -119,8 +118,7 @@ private slots:
 
     void controlZInATerminal()
     {
-        World world;
-        writeSmallProject(world);
+        SmallWorld world;
         world.plan("ztlpp", planned("1", {"write " + world.path("begun") + " x",
                                           "await " + world.path("go")}));
         {
