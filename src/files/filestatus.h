@@ -2,8 +2,6 @@
 
 #include <QString>
 
-#include <compare>
-
 #include <sys/types.h>
 
 /// A moment as the file system keeps it.
@@ -33,7 +31,11 @@ struct FileId
     dev_t device = 0;
     ino_t inode = 0;
 
-    auto operator<=>(const FileId &) const = default;
+    bool operator==(const FileId &) const = default;
+    bool operator<(const FileId &other) const
+    {
+        return device != other.device ? device < other.device : inode < other.inode;
+    }
 };
 
 /// What one stat of a path said; symbolic links are followed.
