@@ -17,24 +17,24 @@ QByteArray sorted(const QByteArray &lines)
 
 } // namespace
 
-WholeWorld::WholeWorld()
+void writeProject(World &world)
 {
-    project(R"(Name="Demo" Version="1" SDK="../sdk" Svnversion="1" BuildInstaller="1")",
-            R"(<Target Model="A"/>
+    world.project(R"(Name="Demo" Version="1" SDK="../sdk" Svnversion="1" BuildInstaller="1")",
+                  R"(<Target Model="A"/>
 <MTD16 Enabled="1"><Source>demo.mtdef</Source><Header>made/m.lh</Header><Lua>made/m.lua</Lua></MTD16>
 <Translation Enabled="1"><Language>de</Language></Translation>
 <Filesystem><Merge Type="Directory"><Source>root</Source></Merge></Filesystem>)");
-    write("project/root/a.lua");
-    write("project/demo.mtdef");
-    write("project/translations/de.ts");
-    makeDirectory("project/made");
+    world.write("project/root/a.lua");
+    world.write("project/demo.mtdef");
+    world.write("project/translations/de.ts");
+    world.makeDirectory("project/made");
 }
 
-SmallWorld::SmallWorld(const QByteArray &process)
+void writeSmallProject(World &world, const QByteArray &process)
 {
-    project(demo + " Version=\"1\"", ::tree() + ::process(process));
+    world.project(demo + " Version=\"1\"", tree() + ::process(process));
     for (const char *name : {"a", "b"})
-        write("project/root/"_ba + name + ".lua");
+        world.write("project/root/"_ba + name + ".lua");
 }
 
 const QList<Step> steps{

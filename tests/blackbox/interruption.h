@@ -3,18 +3,9 @@
 #include "projects.h"
 
 /// A project that runs every program once, and the images' twice.
-class WholeWorld : public World
-{
-public:
-    WholeWorld();
-};
-
+void writeProject(World &world);
 /// Two Lua files, compiled in two stages; nothing else.
-class SmallWorld : public World
-{
-public:
-    explicit SmallWorld(const QByteArray &process = {});
-};
+void writeSmallProject(World &world, const QByteArray &process = {});
 
 struct Step
 {
@@ -26,12 +17,12 @@ struct Step
     bool isJudgedByTime() const;
 };
 
-/// The programs of WholeWorld in the order in which they run.
+/// The programs of writeProject() in the order in which they run.
 extern const QList<Step> steps;
 /// The signals that end a build, and their numbers.
 extern const QList<std::pair<const char *, int>> interruptions;
 
-/// The files of WholeWorld that are no sources, and none of which is left half written.
+/// The files of writeProject() that are no sources, and none of which is left half written.
 QByteArray outputs(const World &world);
 /// What is there before a step, or (@p after) behind it.
 QByteArray outputsOf(qsizetype step, bool after);

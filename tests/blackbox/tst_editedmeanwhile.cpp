@@ -26,7 +26,8 @@ private slots:
     void inputEditedWhileItsToolRuns()
     {
         const auto [tool, input, outputs] = fetch<QByteArray, QByteArray, QByteArrayList>();
-        WholeWorld world;
+        World world;
+        writeProject(world);
         QCOMPARE(world.run({"-q"}).status, 0);
         for (const QByteArray &output : outputs)
             world.remove("project/" + output);
@@ -85,7 +86,8 @@ private slots:
 
     void projectFileEditedWhileAToolRuns()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         const QByteArray text = world.read("project/demo.ztp");
         world.plan("ztlpp",
                    planned("1", {"write demo.ztp " + QByteArray(text).replace('\n', "\\n")}));
@@ -100,7 +102,8 @@ private slots:
 
     void editOfAnotherFileCostsNothing()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         world.plan("ztlpp", planned("1", {"write root/unrelated.txt x"}));
         QCOMPARE(world.run({"-q"}).status, 0);
         QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});

@@ -26,7 +26,8 @@ private slots:
     void toolIsEndedByTheSignal()
     {
         const auto [step, name, number, whom] = fetch<int, QByteArray, int, QByteArray>();
-        WholeWorld world;
+        World world;
+        writeProject(world);
         const Step &last = steps[step];
         world.plan(
                 last.tool,
@@ -57,7 +58,8 @@ private slots:
     void toolThatCatchesTheSignalHasFinished()
     {
         const auto [step] = fetch<int>();
-        WholeWorld world;
+        World world;
+        writeProject(world);
         const Step &last = steps[step];
         world.plan(last.tool, planned(last.call, {"catch", "signal parent 15", "wait"}));
         const Result result = world.run({"-q"});
@@ -75,7 +77,8 @@ private slots:
 
     void toolThatFailsAfterTheSignal()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         world.plan("ztlpp",
                    planned("1", {"catch", "partial", "signal parent 2", "wait", "exit 3"}));
         const Result result = world.run({"-q"});
@@ -98,7 +101,8 @@ private slots:
         for (const int second : {SIGINT, SIGTERM, SIGHUP}) {
             if (second == first) // within half a second that is the same one
                 continue;
-            SmallWorld world;
+            World world;
+            writeSmallProject(world);
             world.plan("ztlpp",
                        planned("1", {"catch", "partial", "signal parent " + number(first), "wait",
                                      "signal parent " + number(second), "wait", "wait"}));
@@ -111,7 +115,8 @@ private slots:
 
     void secondSignalKillsAToolThatIgnoresTheFirst()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         // When both are on their way at once, the one with the lower number arrives first.
         world.plan("ztluac", planned("1", {"ignore", "partial", "signal parent 2",
                                            "signal parent 15", "wait"}));
@@ -134,7 +139,8 @@ private slots:
     void signalToTheToolAlone()
     {
         const auto [number] = fetch<int>();
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         world.plan("ztlpp", planned("1", {"partial", "signal self " + ::number(number), "wait"}));
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 1);
@@ -145,7 +151,8 @@ private slots:
     // The signal arrives before the end of the tool is seen.
     void toolThatEndsAtOnce()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         world.plan("ztlpp", planned("1", {"ignore", "signal parent 1"}));
         const Result result = world.run({"-q"});
         QCOMPARE(result.signal, SIGHUP);
@@ -156,10 +163,11 @@ private slots:
 
     void responseFileIsRemoved()
     {
+        World world;
         QByteArray includes;
         for (int i = 0; i < 20; ++i)
             includes += "<Include>i" + number(i) + "</Include>";
-        SmallWorld world("<Preprocess Type=\"Ztlpp\">" + includes + "</Preprocess>");
+        writeSmallProject(world, "<Preprocess Type=\"Ztlpp\">" + includes + "</Preprocess>");
         world.plan("ztlpp", planned("1", {"partial", "signal parent 15", "wait"}));
         const Result result = world.run({"-q"});
         QCOMPARE(result.signal, SIGTERM);
@@ -170,7 +178,8 @@ private slots:
     // What a failed tool leaves of a catalogue stays; what an interrupted one leaves does not.
     void olderOutputsOfAnInterruptedCatalogueAreRemoved()
     {
-        WholeWorld world;
+        World world;
+        writeProject(world);
         world.write("project/obj/translations/de.qm", "old", -1);
         world.plan("lrelease", planned("1", {"signal parent 15", "wait"}));
         const Result result = world.run({"-q"});
@@ -180,7 +189,8 @@ private slots:
 
     void clearingObsoleteTextsIsInterrupted()
     {
-        WholeWorld world;
+        World world;
+        writeProject(world);
         world.plan("ztlupdate", planned("1", {"signal parent 15", "wait"}));
         const Result result = world.run({"-q", "--clearobsolete"});
         QCOMPARE(result.signal, SIGTERM);
@@ -192,7 +202,8 @@ private slots:
     void ignoredSignalsStayIgnored()
     {
         const auto [step, name, number, whom] = fetch<int, QByteArray, int, QByteArray>();
-        WholeWorld world;
+        World world;
+        writeProject(world);
         // The tools inherit that they ignore it.
         world.plan(steps[step].tool,
                    planned(steps[step].call, {"signal " + whom + ' ' + ::number(number)})

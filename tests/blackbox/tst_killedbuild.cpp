@@ -22,7 +22,8 @@ private slots:
     void killedBuildIsMadeUpFor()
     {
         const auto [step, written] = fetch<int, bool>();
-        WholeWorld world;
+        World world;
+        writeProject(world);
         const Step &last = steps[step];
         if (written) {
             QCOMPARE(world.run({"-q"}).status, 0);
@@ -144,7 +145,8 @@ private slots:
     void tornNoteBuildsEverything()
     {
         const auto [note] = fetch<QByteArray>();
-        WholeWorld world;
+        World world;
+        writeProject(world);
         QCOMPARE(world.run({"-q"}).status, 0);
         world.write("project/obj/.unfinished", note);
         const Result result = world.run({"-q"});
@@ -155,7 +157,8 @@ private slots:
 
     void tornNoteStaysUntilABuildSucceeds()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         QCOMPARE(world.run({"-q"}).status, 0);
         world.write("project/obj/.unfinished", "root");
         world.plan("ztlpp", "2 exit 1\n");

@@ -88,7 +88,8 @@ class TestTerminal : public QObject
 private slots:
     void controlCInATerminal()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         QCOMPARE(world.run({"-q"}).status, 0);
         world.write("project/root/a.lua", "edited\n", world.time("project/obj/root/a.lui") + 1);
         world.plan("ztlpp",
@@ -118,7 +119,8 @@ private slots:
 
     void controlZInATerminal()
     {
-        SmallWorld world;
+        World world;
+        writeSmallProject(world);
         world.plan("ztlpp", planned("1", {"write " + world.path("begun") + " x",
                                           "await " + world.path("go")}));
         {
