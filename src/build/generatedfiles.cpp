@@ -58,13 +58,14 @@ QByteArray startupScript(const ProjectSpec &spec)
 bool writeGeneratedFile(const QString &path, const QByteArray &content, QString *error)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        *error = u"Error writing %1: %2"_s.arg(path, file.errorString());
-        return false;
+    bool ok = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+    // A write that is cut short gives no reason; the next one does.
+    for (qint64 written = 0; ok && written < content.size();) {
+        const qint64 count = file.write(content.constData() + written, content.size() - written);
+        written += count;
+        ok = count > 0;
     }
-    if (file.write(content) != content.size() || !file.flush()) {
+    if (!ok)
         *error = u"Error writing %1: %2"_s.arg(path, file.errorString());
-        return false;
-    }
-    return true;
+    return ok;
 }
