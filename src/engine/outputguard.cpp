@@ -67,11 +67,13 @@ UnfinishedNote &OutputGuard::note()
     return *m_note;
 }
 
-/// @return nothing for an output outside the object directory
+/// @return the absolute path of an output outside the object directory: a note that has it counts
+/// as torn
 QString OutputGuard::nameInNote(const QString &output) const
 {
     const QString directory = Tools::ensureDirectorySeparator(m_spec.objectFilePath({}));
-    return output.startsWith(directory) ? output.sliced(directory.size()) : QString();
+    return output.startsWith(directory) ? output.sliced(directory.size())
+                                        : QFileInfo(output).absoluteFilePath();
 }
 
 bool OutputGuard::recover(bool *rebuildAll, QString *error)
@@ -136,13 +138,15 @@ bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString 
     bool isNoted = false;
     for (const QString &output : outputs) {
         const QString name = nameInNote(output);
-        if (name.isEmpty()) {
-            OutsideNote::begin(output);
-        } else {
-            m_unfinished.append(name);
+        const bool isOutside = name.startsWith(u'/');
+        // The tool may make a folder that is missing yet, so the note in the object directory has
+        // to do.
+        if (isOutside && OutsideNote::begin(output))
+            continue;
+        m_unfinished.append(name);
+        isNoted = true;
+        if (!isOutside)
             m_directories.insert(QFileInfo(output).path());
-            isNoted = true;
-        }
     }
     if (isNoted && !writeNote(error)) {
         for (const QString &output : outputs)
@@ -177,10 +181,8 @@ void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
 bool OutputGuard::forget(const QString &output, QString *error)
 {
     const QString name = nameInNote(output);
-    if (name.isEmpty())
-        return OutsideNote::end(output, error);
     m_unfinished.removeOne(name);
-    return true;
+    return !name.startsWith(u'/') || OutsideNote::end(output, error);
 }
 
 bool OutputGuard::end(OutputChain *chain, QString *error)

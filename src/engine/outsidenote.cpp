@@ -24,7 +24,7 @@ QByteArray notePath(const QString &output)
 
 } // namespace
 
-void OutsideNote::begin(const QString &output)
+bool OutsideNote::begin(const QString &output)
 {
     // A new file: whatever stands in its place is not written to.
     const QByteArray path = notePath(output);
@@ -32,10 +32,11 @@ void OutsideNote::begin(const QString &output)
     const int note =
             ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (note < 0)
-        return;
+        return false;
     DiskSync::file(note);
     close(note);
     DiskSync::directory(QFileInfo(output).path());
+    return true;
 }
 
 bool OutsideNote::end(const QString &output, QString *error)

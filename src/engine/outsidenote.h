@@ -7,9 +7,9 @@
 /// that it is there means that the output may be half-written.
 namespace OutsideNote {
 
-/// Makes the note, and waits until it is on the disk. Where none can be made, the output is left
-/// without.
-void begin(const QString &output);
+/// Makes the note, and waits until it is on the disk.
+/// @return false when none can be made, say because the folder does not exist yet
+bool begin(const QString &output);
 
 /// Waits until the output is on the disk, and removes the note.
 /// @return false with the reason in @p error when the note stays
