@@ -221,12 +221,12 @@ def measure_outputs(programs, scratch, report):
     env = shutil.which("env")
     without = [env, "ZTMAKE_SYNC=0", *ZTMAKE]
     synced = in_project(SYNCED_SIZE, "", {"ztmake": [env, "ZTMAKE_SYNC=1", *ZTMAKE],
-                                          "without": without}, 21)
+                                          "without": without}, 11)
     copy = [shutil.which("cp"), "-r", "src", "copy"]
     copied = in_project(COPIED_SIZE, generate.COPIES,
                         {"ztmake": ZTMAKE, "cp": copy,
-                         "cp and sync": ["/bin/sh", "-c", " ".join(copy) + " && sync -f copy"]}, 11)
-    unsynced = in_project(COPIED_SIZE, generate.COPIES, {"ztmake": without, "cp": copy}, 11)
+                         "cp and sync": ["/bin/sh", "-c", " ".join(copy) + " && sync -f copy"]}, 5)
+    unsynced = in_project(COPIED_SIZE, generate.COPIES, {"ztmake": without, "cp": copy}, 5)
     report.text("## Outputs on a disk")
     report.table(["Build from nothing", "Ratio"], [
         [f"{SYNCED_SIZE:,} files compiled, against ZTMAKE_SYNC=0", f"{ratio(synced, 'without'):.3f}"],

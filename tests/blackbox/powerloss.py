@@ -128,7 +128,7 @@ class PowerLossWorld(World):
         self.record = self.path("record")
         self.expected = {} # what builds from nothing gave, by their sources
         for number in (1, 2):
-            write(self.path(f"boot{number}"), f"boot {number}\n")
+            write(self.path(f"boot{number}"), f"boot-{number}\n")
 
     def environment(self, extra=()):
         # An interrupted build may have its own library: that of the faults is not used here.
@@ -180,7 +180,9 @@ class PowerLossWorld(World):
     def check_syncs(self):
         self.recorded_build([], ("-q",))
         for operation, name, _, _ in self.take_record():
-            if operation in ("sync", "syncfs") or ".unfinished" in name:
+            # Two trees take turns at changing the catalogues.
+            is_idle = not self.languages
+            if is_idle and (operation in ("sync", "syncfs") or ".unfinished" in name):
                 raise Failure(f"a build with nothing to do: {operation} {name}")
         self.recorded_build([], ("-q", "-A"), {"ZTMAKE_SYNC": "0"})
         if any(operation[0] in ("sync", "syncfs") for operation in self.take_record()):

@@ -47,6 +47,22 @@ class TestGeneratedFiles : public QObject
     Q_OBJECT
 
 private slots:
+    // A disk that is full stays full: what was not written is not written later, either.
+    void noRoom_data()
+    {
+        Rows<QByteArray, QByteArray, QByteArray> row; // attributes, children, file
+        const QByteArray text(5'000, 'x');
+        row("version", demo + " Version=\"" + text + '"', {}, "version.txt");
+        row("start-up script", demo, "<Startup File=\"/" + text + "\"/>", "autoexec.lua");
+    }
+    void noRoom()
+    {
+        const auto [attributes, children, file] = fetch<QByteArray, QByteArray, QByteArray>();
+        World world(attributes, children);
+        SAME(world.run({"-q"}, {.fileSizeLimit = 4'096}).text(),
+             report(1, {}, "[ztmake] Error writing obj/" + file + ": File too large\n"));
+    }
+
     void startupScript_data()
     {
         Rows<QByteArray, QByteArray> row; // children, expected

@@ -94,7 +94,7 @@ private slots:
         World world(demo, tree() + process(noPreprocess));
         const QByteArray folders = QByteArray("d/").repeated(depth);
         world.write("project/root/" + folders + "a.lua");
-        const Result result = world.run({"-q"});
+        const Result result = world.run({"-q"}, {.fileLimit = 256});
         SAME(result.err, "");
         QCOMPARE(result.status, 0);
         SAME(world.read("project/obj/root/" + folders + "a.luo"), "made by ztluac\n");
