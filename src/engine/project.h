@@ -8,7 +8,7 @@
 
 #include <memory>
 
-/// The build engine: what the steps of an operation share, that is the project's specification, the
+/// The build engine: what the steps of an operation share, that is the project's description, the
 /// error text, the message output, and the running of external programs.
 ///
 /// Every fallible step returns false and leaves its reason in errorText(); the last failure stands.
