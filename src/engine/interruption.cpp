@@ -19,14 +19,12 @@ namespace {
 
 constexpr std::array watchedSignals{SIGINT, SIGTERM, SIGHUP};
 
-constexpr sig_atomic_t starting = -1;
 constexpr int64_t nanosecondsInASecond = 1'000'000'000;
 
 // Shared with the handler.
 volatile sig_atomic_t pendingSignal = 0;
 volatile sig_atomic_t hasSecondSignal = 0;
-timespec firstSignalTime;                // written once, by the handler, which nothing interrupts
-volatile sig_atomic_t targetProcess = 0; // 0: none
+timespec firstSignalTime; // written once, by the handler, which nothing interrupts
 
 /// timeout(1) and some shells tell a process and then its group, so that a signal arrives twice.
 bool isRepeat(int number)
@@ -45,14 +43,13 @@ void handleSignal(int number, siginfo_t *info, void * /*context*/)
         pendingSignal = number;
         clock_gettime(CLOCK_MONOTONIC, &firstSignalTime);
         // A terminal has told the whole process group already.
-        if (targetProcess > 0 && info->si_code != SI_KERNEL)
-            kill(targetProcess, number);
+        if (info->si_code != SI_KERNEL)
+            Interruption::Target::killAll(number);
     } else if (isRepeat(number)) {
         // The first one was enough.
-    } else if (targetProcess > 0) {
-        kill(targetProcess, SIGKILL);
-    } else if (targetProcess == starting) {
-        hasSecondSignal = 1;
+    } else if (Interruption::Target::exist()) {
+        hasSecondSignal = 1; // for one that is being started
+        Interruption::Target::killAll(SIGKILL);
     } else {
         std::signal(number, SIG_DFL);
         raise(number); // arrives when this handler returns
@@ -115,20 +112,33 @@ void Interruption::finish()
     _exit(128 + number);
 }
 
-Interruption::Target::Target()
+std::atomic<Interruption::Target *> Interruption::Target::first = nullptr;
+
+Interruption::Target::Target() : m_next(first.load())
 {
-    targetProcess = starting;
+    first = this;
+}
+
+Interruption::Target::~Target()
+{
+    std::atomic<Target *> *link = &first;
+    while (link->load() != this)
+        link = &link->load()->m_next;
+    *link = m_next.load();
 }
 
 void Interruption::Target::set(pid_t process)
 {
-    targetProcess = process;
+    m_process = process;
     // One that came while the program was being started was passed on to nobody.
     if (process > 0 && pendingSignal != 0)
         kill(process, hasSecondSignal != 0 ? SIGKILL : pendingSignal);
 }
 
-Interruption::Target::~Target()
+void Interruption::Target::killAll(int number)
 {
-    targetProcess = 0;
+    for (const Target *target = first; target; target = target->m_next) {
+        if (target->m_process > 0)
+            kill(target->m_process, number);
+    }
 }

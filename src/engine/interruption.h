@@ -2,11 +2,13 @@
 
 #include <QString>
 
+#include <atomic>
+
 #include <sys/types.h>
 
 /// SIGINT, SIGTERM and SIGHUP: the first one that arrives is noted and passed on to the running
-/// program; a second one kills that program, or this one when none runs. The same signal again
-/// within half a second counts as the first one.
+/// programs; a second one kills them, or this one when none runs. The same signal again within half
+/// a second counts as the first one.
 namespace Interruption {
 
 /// Begins to take note, of those signals that are not ignored; before, a signal ends the program.
@@ -22,8 +24,8 @@ QString signalName();
 /// Ends the program by signal(), so that the caller sees the true cause.
 [[noreturn]] void finish();
 
-/// The program that signals are passed on to while this exists; one at a time. It is made before
-/// the program is started, so that no signal finds the program without it.
+/// A program that signals are passed on to while this exists. It is made before the program is
+/// started, so that no signal finds the program without it.
 class Target
 {
 public:
@@ -34,6 +36,19 @@ public:
 
     /// @param process  the program has started; 0: it has not
     void set(pid_t process);
+
+    // Safe in the handler of a signal:
+    static bool exist() { return first.load() != nullptr; }
+    /// Sends a signal to the programs of all targets.
+    static void killAll(int number);
+
+private:
+    static constexpr pid_t starting = -1;
+
+    // A list that the handler of a signal walks at any moment.
+    static std::atomic<Target *> first;
+    std::atomic<Target *> m_next;
+    std::atomic<pid_t> m_process = starting;
 };
 
 } // namespace Interruption
