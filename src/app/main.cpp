@@ -1,3 +1,4 @@
+#include "app/joblimit.h"
 #include "app/makeproject.h"
 #include "app/options.h"
 #include "app/projectloader.h"
@@ -42,6 +43,10 @@ void openClosedStreams()
 
 int run(Options options)
 {
+    QString error;
+    const std::optional<int> jobs = jobLimit(&error);
+    if (!jobs)
+        return fail(error);
     if (options.projectFile.isEmpty())
         options.projectFile = Tools::findProfile({}, u"ztp"_s);
     if (options.projectFile.isEmpty())
@@ -57,7 +62,6 @@ int run(Options options)
     // Before the file is read: one that is edited meanwhile counts as changed next time.
     const FileStatus projectFile = FileStatus::of(options.projectFile);
     ProjectSpec spec;
-    QString error;
     if (!loadProject(options.projectFile, &spec, &error))
         return fail(u"%1: %2"_s.arg(options.projectFile, error));
     spec.verbose = options.verbosity; // overrides the project file's
@@ -65,6 +69,9 @@ int run(Options options)
     MakeProject project(spec);
     project.setProjectFileTime(modificationTime(projectFile));
     project.setProjectFileStatus(projectFile);
+    project.jobs().setLimit(*jobs);
+    if (options.verbosity == 0)
+        project.enableStatusLine();
     Interruption::watch();
     const bool ok = project.run(options.operation) && project.checkInterruption();
     if (!ok)

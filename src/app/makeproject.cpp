@@ -20,5 +20,14 @@ void printMessage(const QString &text)
 
 void MakeProject::msg(const QString &text)
 {
+    m_statusLine.hide();
     printMessage(text);
+    m_statusLine.resume("\n");
+}
+
+void MakeProject::showOutput(OutputStream stream, QByteArrayView text)
+{
+    m_statusLine.hide();
+    Project::showOutput(stream, text);
+    m_statusLine.resume(text);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/statusline.h"
 #include "engine/project.h"
 
 /// The program's name, which begins every message: the file name of argv[0] without its extension,
@@ -16,7 +17,15 @@ void printMessage(const QString &text);
 class MakeProject final : public Project
 {
 public:
-    using Project::Project;
+    explicit MakeProject(const ProjectSpec &spec) : Project(spec) {}
+
+    /// Shows on a terminal how far the jobs are.
+    void enableStatusLine() { m_statusLine.enable(); }
 
     void msg(const QString &text) override;
+    void showOutput(OutputStream stream, QByteArrayView text) override;
+    void showProgress(const QString &line) override { m_statusLine.show(line); }
+
+private:
+    StatusLine m_statusLine;
 };

@@ -1,7 +1,6 @@
 #include "build/build.h"
 
 #include "build/generatedfiles.h"
-#include "compile/projectmake.h"
 #include "compile/projectmtd16.h"
 #include "engine/project.h"
 #include "tools/tools.h"
@@ -16,6 +15,13 @@ Build::Build(Project *project, bool rebuildAll)
 }
 
 bool Build::run()
+{
+    const bool ok = runSteps();
+    // After a failure there may be tools still running, and one of them may have failed first.
+    return m_project->jobs().finish() && ok;
+}
+
+bool Build::runSteps()
 {
     return claimObjectDirectory() && recoverFromKill() && makeDirectories() && nameFirmware()
            && compileDefinitions() && selectRootFilesystem() && beginRootImage()
@@ -109,6 +115,8 @@ bool Build::addMergeEntries()
         if (!compileEntry(merge, source))
             return false;
     }
+    if (!m_project->jobs().finish())
+        return false;
     warnOfUndecodableFiles();
     return true;
 }
@@ -123,11 +131,10 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
         return true;
 
     QString objectDirectory = m_spec.objectFilePath(Tools::safeFileName(m_rootFilesystem.label));
-    if (m_compiledEntries > 0)
-        objectDirectory += u"%1"_s.arg(m_compiledEntries, 2, 10, QChar(u'0'));
-    ++m_compiledEntries;
+    if (!m_compilers.empty())
+        objectDirectory += u"%1"_s.arg(m_compilers.size(), 2, 10, QChar(u'0'));
 
-    ProjectMake compiler(m_project);
+    ProjectMake &compiler = m_compilers.emplace_back(m_project);
     compiler.verbosity = m_rootImage->level();
     compiler.sdkIncludeDirectory = m_spec.sdkPath(u"usr/include"_s);
     compiler.process = process;
@@ -198,13 +205,7 @@ bool Build::packRootImage()
 
 bool Build::linkFirmware()
 {
-    if (!hasRootFilesystem())
-        return true;
-    for (const TargetSpec &target : m_spec.targets) {
-        if (!m_linker->linkFirmware(target, m_rootImage->path()))
-            return false;
-    }
-    return true;
+    return !hasRootFilesystem() || m_linker->linkFirmware(m_rootImage->path());
 }
 
 bool Build::buildInstallers()

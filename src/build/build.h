@@ -4,7 +4,9 @@
 #include "build/installerimage.h"
 #include "build/rootimage.h"
 #include "build/translations.h"
+#include "compile/projectmake.h"
 
+#include <deque>
 #include <optional>
 
 class Project;
@@ -23,6 +25,8 @@ public:
     bool run();
 
 private:
+    bool runSteps();
+
     /// Makes the object directory, and waits until no other operation uses it.
     bool claimObjectDirectory();
     bool recoverFromKill();
@@ -59,6 +63,6 @@ private:
     std::optional<FirmwareLinker> m_linker;
     std::optional<RootImage> m_rootImage;
     std::optional<Translations> m_translations;
-    int m_compiledEntries = 0;
+    std::deque<ProjectMake> m_compilers; ///< one for each compiled entry
     int m_undecodableFiles = 0;
 };

@@ -4,6 +4,9 @@
 #include "engine/project.h"
 #include "tools/tools.h"
 
+#include <algorithm>
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -12,6 +15,31 @@ QString withDash(const QString &text)
 {
     return text.isEmpty() ? QString() : u'-' + text;
 }
+
+class LinkJob final : public Job
+{
+public:
+    LinkJob(Project *project, QString output, Command command)
+        : m_project(project), m_output(std::move(output)), m_command(std::move(command))
+    {
+    }
+
+    QString label() const override { return m_output; }
+    QStringList outputs() const override { return {m_output}; }
+
+    bool next(std::optional<Command> *command) override
+    {
+        *command = std::exchange(m_command, {});
+        return !*command || m_project->beginImage(m_output);
+    }
+
+    void ended(const CommandResult &result) override { m_project->imageEnded(m_output, result); }
+
+private:
+    Project *m_project;
+    QString m_output;
+    std::optional<Command> m_command;
+};
 
 } // namespace
 
@@ -36,30 +64,40 @@ QString FirmwareLinker::installerFile(const TargetSpec &target) const
     return m_project->spec().outputFilePath(target.model + m_stemEnd + u"-install.ztf"_s);
 }
 
-bool FirmwareLinker::linkFirmware(const TargetSpec &target, const QString &rootImage)
+bool FirmwareLinker::linkFirmware(const QString &rootImage)
 {
     const ProjectSpec &spec = m_project->spec();
-    return link({.model = target.model,
-                 .image = rootImage,
-                 .output = firmwareFile(target),
-                 .keyFile = spec.keyFile,
-                 .name = spec.name,
-                 .verbose = spec.inheritedLevel(target.verbose)});
+    JobQueue &jobs = m_project->jobs();
+    const auto link = [&](const TargetSpec &target) {
+        const QString output = firmwareFile(target);
+        Command command = linkCommand({.model = target.model,
+                                       .image = rootImage,
+                                       .output = output,
+                                       .keyFile = spec.keyFile,
+                                       .name = spec.name,
+                                       .verbose = spec.inheritedLevel(target.verbose)});
+        return jobs.add(std::make_unique<LinkJob>(m_project, output, std::move(command)));
+    };
+    const bool ok = std::all_of(spec.targets.begin(), spec.targets.end(), link);
+    return jobs.finish() && ok;
 }
 
 bool FirmwareLinker::linkInstaller(const TargetSpec &target, const QString &installerImage,
                                    int verbose)
 {
     const ProjectSpec &spec = m_project->spec();
-    return link({.model = target.model,
-                 .image = installerImage,
-                 .output = installerFile(target),
-                 .keyFile = spec.encryptInstaller.isOn() ? spec.keyFile : QString(),
-                 .name = spec.name.isEmpty() ? QString() : spec.name + u" [Installer]"_s,
-                 .verbose = verbose});
+    const QString output = installerFile(target);
+    return m_project->makeImage(
+            output,
+            linkCommand({.model = target.model,
+                         .image = installerImage,
+                         .output = output,
+                         .keyFile = spec.encryptInstaller.isOn() ? spec.keyFile : QString(),
+                         .name = spec.name.isEmpty() ? QString() : spec.name + u" [Installer]"_s,
+                         .verbose = verbose}));
 }
 
-bool FirmwareLinker::link(const FirmwareLink &link)
+Command FirmwareLinker::linkCommand(const FirmwareLink &link) const
 {
     const ProjectSpec &spec = m_project->spec();
     QStringList arguments;
@@ -72,6 +110,5 @@ bool FirmwareLinker::link(const FirmwareLink &link)
         arguments << u"--name"_s << link.name;
     if (!m_versionText.isEmpty())
         arguments << u"--version"_s << m_versionText;
-    return m_project->makeImage(link.output,
-                                m_project->toolCommand(u"ztlink"_s, arguments, link.verbose));
+    return m_project->toolCommand(u"ztlink"_s, arguments, link.verbose);
 }

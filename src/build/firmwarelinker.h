@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/command.h"
 #include "model/targetspec.h"
 
 class Project;
@@ -26,12 +27,13 @@ public:
     QString firmwareFile(const TargetSpec &target) const;
     QString installerFile(const TargetSpec &target) const;
 
-    bool linkFirmware(const TargetSpec &target, const QString &rootImage);
+    /// Links the firmware of all targets.
+    bool linkFirmware(const QString &rootImage);
     /// @param verbose  the level of the installer's steps
     bool linkInstaller(const TargetSpec &target, const QString &installerImage, int verbose);
 
 private:
-    bool link(const FirmwareLink &link);
+    Command linkCommand(const FirmwareLink &link) const;
 
     Project *m_project;
     QString m_versionText;

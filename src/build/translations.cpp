@@ -7,7 +7,60 @@
 
 #include <QFile>
 
+#include <algorithm>
+#include <utility>
+
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Compiles the texts of one language when its catalogue is out of date.
+class CatalogueJob final : public Job
+{
+public:
+    CatalogueJob(Project *project, const QString &language, bool rebuildAll)
+        : m_project(project), m_source(project->spec().tsFilePath(language + u".ts"_s)),
+          m_target(project->spec().qmFilePath(language + u".qm"_s)), m_isDue(rebuildAll)
+    {
+    }
+
+    QString label() const override { return m_target; }
+    QStringList outputs() const override { return {m_target}; }
+
+    bool next(std::optional<Command> *command) override
+    {
+        if (std::exchange(m_hasBegun, true))
+            return true;
+        const FileStatus input = FileStatus::of(m_source);
+        const FileStatus output = FileStatus::of(m_target);
+        if (!m_isDue && !m_project->isLeftOver(output) && !output.isOutOfDate(input))
+            return true;
+        QStringList arguments{u"-removeidentical"_s, u"-nounfinished"_s, u"-silent"_s};
+        arguments << QDir::toNativeSeparators(m_source);
+        arguments << pathOption(u"-qm"_s, m_target);
+        *command = m_project->toolCommand(u"lrelease"_s, arguments, m_project->spec().verbose);
+        m_chain = {.input = m_source, .inputStatus = input, .removesAfterFailure = false};
+        return m_project->checkNoInput(m_target, output)
+               && m_project->beginOutputs(&m_chain, {m_target});
+    }
+
+    void ended(const CommandResult &result) override
+    {
+        m_project->outputsEnded(&m_chain, {m_target}, result);
+    }
+
+    bool finish() override { return m_chain.input.isEmpty() || m_project->endOutputs(&m_chain); }
+
+private:
+    Project *m_project;
+    QString m_source;
+    QString m_target;
+    bool m_isDue;
+    bool m_hasBegun = false;
+    OutputChain m_chain;
+};
+
+} // namespace
 
 bool Translations::update()
 {
@@ -15,11 +68,12 @@ bool Translations::update()
         if (!entry.sources.isEmpty() && !scan(entry))
             return false;
     }
-    for (const QString &language : m_project->spec().languages) {
-        if (!release(language))
-            return false;
-    }
-    return true;
+    JobQueue &jobs = m_project->jobs();
+    const QStringList &languages = m_project->spec().languages;
+    const bool ok = std::all_of(languages.begin(), languages.end(), [&](const QString &language) {
+        return jobs.add(std::make_unique<CatalogueJob>(m_project, language, m_rebuildAll));
+    });
+    return jobs.finish() && ok;
 }
 
 void Translations::addTo(RootImage *image) const
@@ -55,24 +109,4 @@ bool Translations::scan(const TranslationSources &entry)
     for (const QString &source : entry.sources)
         arguments << up + source;
     return m_project->runToolIn(spec.tsFilePath({}), u"ztlupdate"_s, arguments, spec.verbose);
-}
-
-bool Translations::release(const QString &language)
-{
-    const ProjectSpec &spec = m_project->spec();
-    const QString source = spec.tsFilePath(language + u".ts"_s);
-    const QString target = spec.qmFilePath(language + u".qm"_s);
-    const FileStatus input = FileStatus::of(source);
-    const FileStatus output = FileStatus::of(target);
-    if (!m_rebuildAll && !m_project->isLeftOver(output) && !output.isOutOfDate(input))
-        return true;
-    if (!m_project->checkNoInput(target, output))
-        return false;
-    QStringList arguments{u"-removeidentical"_s, u"-nounfinished"_s, u"-silent"_s};
-    arguments << QDir::toNativeSeparators(source);
-    arguments << pathOption(u"-qm"_s, target);
-    OutputChain chain{.input = source, .inputStatus = input, .removesAfterFailure = false};
-    const bool ok = m_project->makeOutputs(
-            &chain, {target}, m_project->toolCommand(u"lrelease"_s, arguments, spec.verbose));
-    return m_project->endOutputs(&chain) && ok;
 }

@@ -32,7 +32,6 @@ public:
 
 private:
     bool scan(const TranslationSources &entry);
-    bool release(const QString &language);
 
     Project *m_project;
     bool m_rebuildAll;

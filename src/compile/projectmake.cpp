@@ -1,5 +1,6 @@
 #include "compile/projectmake.h"
 
+#include "compile/luajob.h"
 #include "engine/arguments.h"
 #include "engine/project.h"
 #include "files/copyfile.h"
@@ -31,6 +32,7 @@ bool ProjectMake::compile()
     objects.clear();
     createdDirectories.clear();
     m_walked.clear();
+    m_readsOutputs = m_project->jobs().runsSeveral() && searchesOutputs();
     return makeDirectory(objectDirectory) && doCompile({});
 }
 
@@ -52,6 +54,7 @@ bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output)
 bool ProjectMake::doCompile(const QString &relativePath)
 {
     const QString path = pathBelow(sourceDirectory, relativePath);
+    m_project->jobs().awaitOutputsIn(QFileInfo(path).path());
     const FileStatus status = FileStatus::of(path);
     if (status.isDirectory())
         return enterDirectory(relativePath, status.id());
@@ -86,14 +89,18 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     if (!m_project->checkInterruption())
         return false;
     Directory sources(pathBelow(sourceDirectory, relativePath));
+    m_project->jobs().awaitOutputsIn(sources.path());
     Directory outputs(pathBelow(objectDirectory, relativePath));
     const QString prefix = Tools::ensureDirectorySeparator(relativePath);
     DirectoryListing listing = sources.luaFilesAndDirectories();
     if (listing.error != 0 && FileStatus::afterError(listing.error).isUnknown())
         return raiseUnreadable(sources.path());
     // One that is gone meanwhile, or that the user must not read, counts as empty.
-    if (listing.error != 0 && relativePath.isEmpty())
+    if (listing.error != 0 && relativePath.isEmpty()) {
+        if (!m_project->jobs().finish())
+            return false;
         m_project->msg(u"Warning: Cannot read directory %1"_s.arg(sourceDirectory));
+    }
     undecodableFiles += listing.undecodableFiles;
     for (DirectoryListing::Entry &entry : listing.entries) {
         const QString entryPath = joinPath(prefix, entry.name);
@@ -117,29 +124,13 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
 bool ProjectMake::compileFile(const File &source, const Destination &destination,
                               const QString &relativePath)
 {
-    OutputChain chain{.inputStatus = source.status, .dependsOnProjectFile = true};
-    const std::optional<File> object = makeObject(source, destination, &chain);
-    if (!chain.outputs.isEmpty() && !m_project->endOutputs(&chain))
-        return false;
+    const std::optional<QString> object = makeObject(source, destination, relativePath);
     if (!object)
         return false;
-    objects.append({relativePath, object->path()});
+    objects.append({relativePath, *object});
     if (m_project->spec().lupdateEnabled() && process.lupdateEnabled())
         lupdateSources.append(source.path());
     return true;
-}
-
-std::optional<ProjectMake::File>
-ProjectMake::makeObject(const File &source, const Destination &destination, OutputChain *chain)
-{
-    if (!process.preprocess()) {
-        return process.compileLua() ? compileLua(source, destination, chain)
-                                    : copy(source, destination, chain);
-    }
-    std::optional<File> preprocessed = preprocess(source, destination, chain);
-    if (!preprocessed || !process.compileLua())
-        return preprocessed;
-    return compileLua(*preprocessed, destination, chain);
 }
 
 bool ProjectMake::raiseUnreadable(const QString &path)
@@ -180,100 +171,79 @@ const QStringList &ProjectMake::preprocessorIncludes()
 
 ProjectMake::File ProjectMake::Destination::output(std::string_view extension) const
 {
-    File file{directory, withExtension(name, extension), {}};
+    File file = unseenOutput(extension);
     file.status = directory->status(file.name);
     return file;
 }
 
-std::optional<ProjectMake::File>
-ProjectMake::preprocess(const File &source, const Destination &destination, OutputChain *chain)
+std::optional<QString> ProjectMake::makeObject(const File &source, const Destination &destination,
+                                               const QString &relativePath)
 {
-    const QStringList &includes = preprocessorIncludes();
-    File output = destination.output("lui");
-    if (!needRebuild(source.status, output.status))
-        return output;
-
-    QStringList arguments;
-    if (process.removeComments())
-        arguments << u"--strip"_s;
-    if (process.simplifyWhitespace())
-        arguments << u"--trim"_s;
-    arguments << includes;
-    arguments << pathOption(u"--out"_s, output.path());
-    arguments << u"--root"_s << sourceDirectory; // as stored, unlike every other path
-    arguments << pathOption(u"--"_s, source.path());
-    chain->input = source.path();
-    if (!makeOutput(u"ztlpp"_s, arguments, source, output, chain))
-        return {};
-    output.status = output.directory->status(output.name);
-    return output;
-}
-
-std::optional<ProjectMake::File>
-ProjectMake::compileLua(const File &input, const Destination &destination, OutputChain *chain)
-{
-    File output = destination.output("luo");
-    if (!needRebuild(input.status, output.status))
-        return output;
-
-    QStringList arguments;
-    if (process.stripLua())
-        arguments << u"-s"_s;
-    arguments << pathOption(u"-o"_s, output.path());
-    arguments << pathOption(u"--"_s, input.path());
-    if (output.status.isSameFileAs(chain->inputStatus)) {
-        m_project->raiseError(u"Cannot write %1"_s.arg(output.path()));
+    if (!process.preprocess() && !process.compileLua())
+        return copy(source, destination);
+    const File preprocessed = process.preprocess() ? destination.output("lui") : source;
+    bool isDue = process.preprocess() && needRebuild(source.status, preprocessed.status);
+    File object = preprocessed;
+    if (process.compileLua()) {
+        object = isDue ? destination.unseenOutput("luo") : destination.output("luo");
+        isDue = isDue || needRebuild(preprocessed.status, object.status);
+    }
+    const QString path = object.path();
+    if (!isDue)
+        return path;
+    LuaFiles files;
+    files.source = {source.path(), source.status};
+    files.name = relativePath.isEmpty() ? files.source.path : relativePath;
+    if (process.preprocess())
+        files.preprocessed = {preprocessed.path(), preprocessed.status};
+    if (process.compileLua())
+        files.compiled = {path, object.status};
+    JobQueue &jobs = m_project->jobs();
+    if (!jobs.add(std::make_unique<LuaJob>(m_project, *this, preprocessorIncludes(),
+                                           std::move(files)))
+        || (m_readsOutputs && !jobs.finish())) {
         errorString = m_project->errorText();
         return {};
     }
-    if (chain->input.isEmpty()) { // the preprocessed file is current, or there is none
-        chain->input = input.path();
-        chain->inputStatus = input.status;
-    }
-    if (!makeOutput(u"ztluac"_s, arguments, input, output, chain))
-        return {};
-    return output;
+    return path;
 }
 
-bool ProjectMake::makeOutput(const QString &tool, const QStringList &arguments, const File &input,
-                             const File &output, OutputChain *chain)
+/// @return whether the preprocessor searches the outputs, so that they have to be made in their
+/// order
+bool ProjectMake::searchesOutputs() const
 {
-    if (checkOutput(input, output)
-        && m_project->makeOutputs(chain, {output.path()},
-                                  m_project->toolCommand(tool, arguments, verbosity)))
-        return true;
-    errorString = m_project->errorText();
-    return false;
+    const QString outputs = QFileInfo(m_project->spec().objectFilePath({})).canonicalFilePath();
+    return std::any_of(process.include.begin(), process.include.end(), [&](const QString &path) {
+        return Tools::ensureDirectorySeparator(QFileInfo(path).canonicalFilePath())
+                .startsWith(Tools::ensureDirectorySeparator(outputs));
+    });
 }
 
-bool ProjectMake::checkOutput(const File &input, const File &output)
-{
-    if (output.status.isSameFileAs(input.status))
-        return m_project->raiseError(u"Cannot write %1"_s.arg(output.path()));
-    return m_project->checkNoInput(output.path(), output.status);
-}
-
-std::optional<ProjectMake::File>
-ProjectMake::copy(const File &source, const Destination &destination, OutputChain *chain)
+std::optional<QString> ProjectMake::copy(const File &source, const Destination &destination)
 {
     File output{destination.directory, std::string(destination.name), {}};
     output.status = output.directory->status(output.name);
-    if (!needRebuild(source.status, output.status))
-        return output;
-    if (!checkOutput(source, output))
-        return {};
     const QString path = output.path();
+    if (!needRebuild(source.status, output.status))
+        return path;
+    // What a job that is running reads must not change.
+    if (!m_project->jobs().finish() || !m_project->checkNoInput(path, output.status, source.status))
+        return {};
     if (output.status.exists() && !QFile::remove(path)) {
         m_project->raiseError(u"Cannot delete %1"_s.arg(path));
         return {};
     }
-    chain->input = source.path();
+    OutputChain chain{
+            .input = source.path(), .inputStatus = source.status, .dependsOnProjectFile = true};
     const QStringList outputs{path, temporaryCopyOf(path)};
-    if (!m_project->beginOutputs(chain, outputs))
+    if (!m_project->beginOutputs(&chain, outputs))
         return {};
-    if (copyFile(chain->input, path))
-        return output;
-    m_project->failOutputs(chain, outputs);
-    m_project->raiseError(u"Cannot write %1"_s.arg(path));
-    return {};
+    if (!copyFile(chain.input, path)) {
+        m_project->failOutputs(&chain, outputs);
+        m_project->raiseError(u"Cannot write %1"_s.arg(path));
+        return {};
+    }
+    if (!m_project->endOutputs(&chain))
+        return {};
+    return path;
 }

@@ -48,6 +48,9 @@ public:
 
     /// Processes the whole tree; the first failure ends the walk. A source that does not exist or
     /// is no Lua file is skipped.
+    ///
+    /// With several jobs at a time, the tools may still be running when this returns: this object
+    /// must outlive them, see Project::jobs().
     /// @return false with the reason in errorString or in the project's error text
     bool compile();
 
@@ -60,7 +63,7 @@ public:
     bool needRebuild(const FileStatus &input, const FileStatus &output) const;
 
 private:
-    /// A file of the chain from a source to its object.
+    /// A file on the way from a source to its object.
     struct File
     {
         Directory *directory;
@@ -77,6 +80,11 @@ private:
         std::string_view name;
 
         /// @return the output that has @p extension in place of the one of `name`
+        File unseenOutput(std::string_view extension) const
+        {
+            return {directory, withExtension(name, extension), {}};
+        }
+        /// The same, with its status.
         File output(std::string_view extension) const;
     };
 
@@ -84,26 +92,20 @@ private:
     bool compileDirectory(const QString &relativePath);
     bool compileFile(const File &source, const Destination &destination,
                      const QString &relativePath);
-    std::optional<File> makeObject(const File &source, const Destination &destination,
-                                   OutputChain *chain);
     bool makeDirectory(const QString &path);
     bool makeMissingDirectory(Directory *directory);
     bool raiseUnreadable(const QString &path);
 
-    // The stages: each makes its output when it is out of date, and returns it.
-    std::optional<File> preprocess(const File &source, const Destination &destination,
-                                   OutputChain *chain);
-    std::optional<File> compileLua(const File &input, const Destination &destination,
-                                   OutputChain *chain);
-    std::optional<File> copy(const File &source, const Destination &destination,
-                             OutputChain *chain);
-    bool makeOutput(const QString &tool, const QStringList &arguments, const File &input,
-                    const File &output, OutputChain *chain);
-    /// @return false with the error text set when @p output is an input
-    bool checkOutput(const File &input, const File &output);
+    /// Sees to it that the object of a source is made when it is out of date.
+    /// @return its path; nothing with the reason in `errorString` or in the project's error text
+    std::optional<QString> makeObject(const File &source, const Destination &destination,
+                                      const QString &relativePath);
+    std::optional<QString> copy(const File &source, const Destination &destination);
     const QStringList &preprocessorIncludes();
+    bool searchesOutputs() const;
 
     Project *m_project;
-    QStringList m_includeArguments; ///< built once
+    QStringList m_includeArguments; ///< of the preprocessor
+    bool m_readsOutputs = false;    ///< a source may include what was made of another one
     std::vector<FileId> m_walked;   ///< the directories on the way from the root
 };

@@ -5,6 +5,7 @@
 #include <QDir>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -45,4 +46,16 @@ QString echoLine(const Command &command)
     if (arguments.size() > maximumEchoedArguments)
         line += u" ..."_s;
     return line;
+}
+
+void CommandRunner::start(const Command &command, CommandListener *listener)
+{
+    m_ended.push_back({listener, run(command)});
+}
+
+void CommandRunner::wait(bool /*blocks*/)
+{
+    const std::vector<Ended> ended = std::exchange(m_ended, {});
+    for (const Ended &command : ended)
+        command.listener->ended(command.result);
 }

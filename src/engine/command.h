@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QByteArrayView>
 #include <QStringList>
+
+#include <vector>
 
 /// A program to run, and how.
 struct Command
@@ -11,6 +14,8 @@ struct Command
     QString workDir = {}; ///< the program's working directory; empty: this process's own
     int verbose = 0;      ///< the command is echoed at level 1 and above
 };
+
+enum class OutputStream { Output, Error };
 
 /// What came of a command.
 struct CommandResult
@@ -38,12 +43,43 @@ QString errorText(const Command &command, const CommandResult &result);
 /// @return the line that shows a command as it is run, with its first 20 arguments
 QString echoLine(const Command &command);
 
+/// Is told what becomes of a command that runs beside others.
+class CommandListener
+{
+public:
+    virtual ~CommandListener() = default;
+
+    /// The echo of the command, or another line about it.
+    virtual void message(const QString &text) = 0;
+    /// What the command printed, piece by piece.
+    virtual void output(OutputStream stream, QByteArrayView text) = 0;
+    /// Comes last.
+    virtual void ended(const CommandResult &result) = 0;
+};
+
 /// What runs the commands of a project; tests put another in place of the ToolRunner.
 class CommandRunner
 {
 public:
     virtual ~CommandRunner() = default;
 
-    /// Runs @p command to its end.
+    /// Runs @p command to its end; it prints to this process's own streams.
     virtual CommandResult run(const Command &command) = 0;
+
+    /// Runs @p command beside others; wait() has to be called until it has ended. A runner for
+    /// which this is not defined runs one after the other.
+    virtual void start(const Command &command, CommandListener *listener);
+
+    /// Tells the listeners what has become of their commands.
+    /// @param blocks  waits until there is something to tell
+    virtual void wait(bool blocks);
+
+private:
+    struct Ended
+    {
+        CommandListener *listener;
+        CommandResult result;
+    };
+
+    std::vector<Ended> m_ended;
 };

@@ -1,6 +1,7 @@
 #include "engine/project.h"
 
 #include "engine/interruption.h"
+#include "engine/outputpipes.h"
 #include "engine/responsefile.h"
 #include "engine/revision.h"
 #include "engine/toolrunner.h"
@@ -37,6 +38,11 @@ bool Project::raiseError(const QString &text)
 {
     m_errorText = text;
     return false;
+}
+
+void Project::showOutput(OutputStream stream, QByteArrayView text)
+{
+    writeOutput(stream, text);
 }
 
 bool Project::checkSdk()
@@ -92,11 +98,17 @@ bool Project::makeOutputs(OutputChain *chain, const QStringList &outputs, const 
     if (!beginOutputs(chain, outputs))
         return false;
     const CommandResult result = m_commandRunner->run(command);
+    outputsEnded(chain, outputs, result);
+    return report(command, result);
+}
+
+void Project::outputsEnded(OutputChain *chain, const QStringList &outputs,
+                           const CommandResult &result)
+{
     if (result.isFinished)
         m_outputGuard.finish(chain);
     else
         failOutputs(chain, outputs);
-    return report(command, result);
 }
 
 bool Project::beginOutputs(OutputChain *chain, const QStringList &outputs)
@@ -118,9 +130,10 @@ bool Project::endOutputs(OutputChain *chain)
     return m_outputGuard.end(chain, &error) || raiseError(error);
 }
 
-bool Project::checkNoInput(const QString &path, const FileStatus &output)
+bool Project::checkNoInput(const QString &path, const FileStatus &output, const FileStatus &input)
 {
-    return !m_inputs.contains(output) || raiseError(u"Cannot write %1"_s.arg(path));
+    return (!output.isSameFileAs(input) && !m_inputs.contains(output))
+           || raiseError(u"Cannot write %1"_s.arg(path));
 }
 
 bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
@@ -164,12 +177,22 @@ bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
 
 bool Project::makeImage(const QString &image, const Command &command)
 {
-    if (!checkInterruption() || !checkNoInput(image, FileStatus::of(image)))
+    if (!beginImage(image))
         return false;
     const CommandResult result = m_commandRunner->run(command);
+    imageEnded(image, result);
+    return report(command, result);
+}
+
+bool Project::beginImage(const QString &image)
+{
+    return checkInterruption() && checkNoInput(image, FileStatus::of(image));
+}
+
+void Project::imageEnded(const QString &image, const CommandResult &result)
+{
     if (!result.isFinished && result.outcome == CommandResult::Outcome::Interrupted)
         QFile::remove(image);
-    return report(command, result);
 }
 
 bool Project::recoverFromKill(bool *rebuildAll)

@@ -3,6 +3,7 @@
 #include "engine/buildlock.h"
 #include "engine/command.h"
 #include "engine/inputs.h"
+#include "engine/jobqueue.h"
 #include "engine/outputguard.h"
 #include "model/projectspec.h"
 
@@ -59,6 +60,13 @@ public:
     /// Puts out one progress or warning line.
     virtual void msg(const QString &text) = 0;
 
+    /// Puts out what a tool has printed to a stream that this process reads. Here: as it is.
+    virtual void showOutput(OutputStream stream, QByteArrayView text);
+
+    /// Shows how far the jobs are. Here: not at all.
+    /// @param line  empty: no job is running
+    virtual void showProgress(const QString &line) { Q_UNUSED(line) }
+
     /// Records the reason of a failure.
     /// @return false, always, so that a step can return its result directly
     bool raiseError(const QString &text);
@@ -85,6 +93,9 @@ public:
     /// @return the command that runs the SDK program @p tool
     Command toolCommand(const QString &tool, const QStringList &arguments, int verbose) const;
 
+    /// The jobs that may run at once.
+    JobQueue &jobs() { return m_jobs; }
+
     /// Runs a command that writes @p outputs of @p chain, under the protection of OutputGuard. To
     /// be followed, sooner or later, by endOutputs().
     /// @return false with the error text set
@@ -93,6 +104,8 @@ public:
     /// The same for outputs that no command writes: to be called before they are written.
     /// @return false with the error text set; then nothing may be written
     bool beginOutputs(OutputChain *chain, const QStringList &outputs);
+    /// To be called when the command has ended that was to write those.
+    void outputsEnded(OutputChain *chain, const QStringList &outputs, const CommandResult &result);
     /// To be called when those did not become whole.
     void failOutputs(OutputChain *chain, const QStringList &outputs);
 
@@ -104,8 +117,9 @@ public:
     bool isLeftOver(const FileStatus &output) const { return m_outputGuard.isLeftOver(output); }
 
     /// @param output  what is about to be removed or written to
+    /// @param input  what it is made from, besides the inputs that the project names
     /// @return false with the error text set when it is an input, under whatever name
-    bool checkNoInput(const QString &path, const FileStatus &output);
+    bool checkNoInput(const QString &path, const FileStatus &output, const FileStatus &input = {});
 
     /// Waits until no other operation uses the object directory, and claims it until the end of the
     /// operation.
@@ -117,6 +131,10 @@ public:
     /// What an interrupted one left of it is removed.
     /// @return false with the error text set
     bool makeImage(const QString &image, const Command &command);
+    /// The same in two steps, for a command that runs in a job.
+    /// @return false with the error text set; then the image must not be written
+    bool beginImage(const QString &image);
+    void imageEnded(const QString &image, const CommandResult &result);
 
     /// Removes what a killed build left half-written, see OutputGuard::recover().
     /// @return false with the error text set
@@ -135,7 +153,8 @@ public:
     /// @return the version written into the firmware; asks svnversion when the project wants it
     QString generateVersion();
 
-    /// Replaces what runs the commands: for tests.
+    CommandRunner *commandRunner() { return m_commandRunner.get(); }
+    /// Replaces what runs the commands.
     void setCommandRunner(std::unique_ptr<CommandRunner> runner);
 
 protected:
@@ -154,4 +173,5 @@ private:
     OutputGuard m_outputGuard;
     Inputs m_inputs;
     BuildLock m_lock;
+    JobQueue m_jobs{this};
 };

@@ -16,6 +16,8 @@ Time stamps cannot tell an edit from the write of an output before it in the sam
 system's clock. So no edit begins before that clock has passed the millisecond of everything written
 so far: here see distinct_time(), in the tools see honesttool.cpp.
 
+Some of the builds run several tools at a time.
+
 When a round fails, it prints the seed with which this round's project fails again, and keeps the
 directory.
 """
@@ -71,6 +73,7 @@ class World(RandomProject):
         return {"PATH": self.path("path") + ":/usr/bin:/bin", "LC_ALL": "C.UTF-8",
                 "HOME": self.path("home"), "ZTTEST_PLAN": self.plan,
                 "GCOV_ERROR_FILE": "/dev/null",
+                "ZTMAKE_JOBS": self.random.choice(("", "1", "2", "4")),
                 "ZTMAKE_SYNC": "0",  # the disk is powerloss.py's subject
                 **dict(extra)}
 

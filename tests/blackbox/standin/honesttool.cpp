@@ -12,6 +12,10 @@
 //   edit FILE TEXT  append the text to the file, at a time of its own (see distinctTime()); "-" is
 //                   the tool's input, when that is a source
 //   flip FILE       turn an option of the project file, likewise
+//
+// With ZTTEST_TALK it also adds its arguments to the file "log" of the directory, takes a while,
+// and prints to both streams; how long and how much depends on that variable and the arguments
+// alone. It fails when its output is ZTTEST_FAILING.
 
 #include <algorithm>
 #include <csignal>
@@ -20,8 +24,10 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -305,12 +311,54 @@ Outputs made(const std::string &tool, Strings arguments)
     return outputs;
 }
 
+void append(const std::string &path, const std::string &text)
+{
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (file < 0 || write(file, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        std::_Exit(5);
+    close(file);
+}
+
+void talk(const std::string &tool, const Strings &arguments)
+{
+    const char *const choice = std::getenv("ZTTEST_TALK");
+    if (!choice || tool == "svnversion")
+        return;
+    std::string call = tool;
+    for (const std::string &argument : arguments)
+        call += '\0' + argument;
+    append(std::string(std::getenv("ZTTEST_PLAN")) + "/log", call + '\n');
+    std::minstd_rand random(
+            static_cast<std::minstd_rand::result_type>(std::hash<std::string>{}(choice + call)));
+    const auto pause = [&] {
+        const timespec time{0, static_cast<long>(random() % 3'000) * 1'000};
+        nanosleep(&time, nullptr);
+    };
+    const unsigned long pieces = random() % 4;
+    for (unsigned long piece = 0; piece < pieces; ++piece) {
+        pause();
+        // At times more than a pipe holds, and no end of the line.
+        const std::string text = tool + ' ' + std::to_string(piece)
+                                 + std::string(random() % 20 == 0 ? 100'000 : 5, '.')
+                                 + (random() % 4 == 0 ? "" : "\n");
+        std::FILE *const stream = random() % 2 == 0 ? stdout : stderr;
+        std::fputs(text.c_str(), stream);
+        std::fflush(stream);
+    }
+    pause();
+    const char *const failing = std::getenv("ZTTEST_FAILING");
+    if (failing && std::find(arguments.begin(), arguments.end(), failing) != arguments.end()
+        && tool != "ztmkromfs")
+        std::exit(1);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     const std::string tool = std::filesystem::path(argv[0]).filename();
     const Strings arguments = expanded({argv + 1, argv + argc});
+    talk(tool, arguments);
     if (tool == "svnversion") {
         reach("start");
         reach("half");

@@ -1,0 +1,98 @@
+#include "engine/outputpipes.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+void closeDescriptor(int *descriptor)
+{
+    if (*descriptor >= 0)
+        close(std::exchange(*descriptor, -1));
+}
+
+bool isOutputAlsoError()
+{
+    struct stat output = {};
+    struct stat error = {};
+    return fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &error) == 0
+           && output.st_dev == error.st_dev && output.st_ino == error.st_ino;
+}
+
+} // namespace
+
+OutputPipes::~OutputPipes()
+{
+    closeWriteEnds();
+    for (int &descriptor : m_readEnds)
+        closeDescriptor(&descriptor);
+}
+
+int OutputPipes::open()
+{
+    static const bool isOnePipe = isOutputAlsoError();
+    for (size_t i = isOnePipe ? 1 : 0; i < m_readEnds.size(); ++i) {
+        std::array<int, 2> ends{-1, -1};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0)
+            return errno;
+        m_readEnds[i] = ends[0];
+        m_writeEnds[i] = ends[1];
+        if (fcntl(ends[0], F_SETFL, O_NONBLOCK) != 0)
+            return errno;
+    }
+    if (isOnePipe && (m_writeEnds[0] = fcntl(m_writeEnds[1], F_DUPFD_CLOEXEC, 0)) < 0)
+        return errno;
+    return 0;
+}
+
+void OutputPipes::closeWriteEnds()
+{
+    for (int &descriptor : m_writeEnds)
+        closeDescriptor(&descriptor);
+}
+
+void OutputPipes::appendTo(std::vector<pollfd> *descriptors) const
+{
+    for (const int descriptor : m_readEnds) {
+        if (descriptor >= 0)
+            descriptors->push_back({descriptor, POLLIN, 0});
+    }
+}
+
+void OutputPipes::read(CommandListener *listener)
+{
+    std::array<char, 65'536> buffer;
+    for (size_t i = 0; i < m_readEnds.size(); ++i) {
+        while (m_readEnds[i] >= 0) {
+            const ssize_t count = ::read(m_readEnds[i], buffer.data(), buffer.size());
+            if (count > 0) {
+                listener->output(i == 0 ? OutputStream::Output : OutputStream::Error,
+                                 {buffer.data(), count});
+            } else if (count == 0 || errno != EINTR) {
+                if (count == 0 || errno != EAGAIN)
+                    closeDescriptor(&m_readEnds[i]);
+                break;
+            }
+        }
+    }
+}
+
+void writeOutput(OutputStream stream, QByteArrayView text)
+{
+    const int descriptor = stream == OutputStream::Output ? STDOUT_FILENO : STDERR_FILENO;
+    while (!text.isEmpty()) {
+        const ssize_t count = write(descriptor, text.data(), static_cast<size_t>(text.size()));
+        if (count >= 0) {
+            text = text.sliced(count);
+        } else if (errno == EAGAIN) { // somebody else has set the terminal to this
+            pollfd place{descriptor, POLLOUT, 0};
+            poll(&place, 1, -1);
+        } else if (errno != EINTR) {
+            return;
+        }
+    }
+}

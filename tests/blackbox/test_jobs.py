@@ -1,0 +1,289 @@
+"""Several tools at a time, seen from outside: tools that wait for each other, signals, terminals,
+and what runs short.
+
+Usage: test_jobs.py ZTMAKE
+"""
+
+import fcntl
+import os
+import pty
+import resource
+import select
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+import time
+import unittest
+
+PROGRAM = None
+TOOLS = ("ztlpp", "ztluac", "ztmkmtd", "ztlupdate", "lrelease", "ztmkromfs", "ztlink")
+SECONDS_TO_GIVE_UP = 300
+
+# Writes every output that an option names, and what a test adds.
+TOOL = """#!/bin/sh
+tool=${0##*/}
+output=
+previous=
+for argument; do
+    case $previous in -o|--out|--output|-qm) output=$argument;; esac
+    previous=$argument
+done
+%s
+[ -z "$output" ] || echo "$tool" >"$output"
+"""
+
+# Comes back when the calls for both names have come this far.
+MEETING = """case $output in %s) : >met.%s; while ! [ -e met.%s ]; do sleep 0.01; done;; esac
+"""
+
+
+def meeting(first, second):
+    """Two tools that end only when they run at the same time."""
+    return MEETING % (f"*{first}*", "1", "2") + MEETING % (f"*{second}*", "2", "1")
+
+
+class Jobs(unittest.TestCase):
+    def setUp(self):
+        self.root = tempfile.mkdtemp(prefix="ztmake-jobs-")
+        self.addCleanup(shutil.rmtree, self.root)
+        os.makedirs(self.path("sdk/bin"))
+        os.makedirs(self.path("sdk/kernel"))
+        os.makedirs(self.path("p/firmware"))
+        shutil.copy(PROGRAM, self.path("sdk/bin/ztmake"))
+        self.tools()
+
+    def path(self, name):
+        return os.path.join(self.root, name)
+
+    def write(self, name, text=""):
+        os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
+        with open(self.path(name), "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def tools(self, **additions):
+        for tool in TOOLS:
+            name = self.path(f"sdk/bin/{tool}")
+            with open(name, "w", encoding="utf-8") as file:
+                file.write(TOOL % additions.get(tool, ""))
+            os.chmod(name, 0o755)
+
+    def project(self, merges, more="", targets="A"):
+        self.write("p/box.ztp", '<ZeltaProject xmlns="http://zelta.example/Zelta/Project/2009/42">'
+                   '<Project Name="Box" SDK="../sdk">'
+                   + "".join(f'<Target Model="{target}"/>' for target in targets)
+                   + f"<Filesystem>{merges}</Filesystem>{more}</Project></ZeltaProject>")
+
+    def tree(self, *names):
+        for name in names:
+            self.write(f"p/root/{name}.lua")
+        self.project('<Merge Type="Directory"><Source>root</Source></Merge>')
+
+    def start(self, jobs="2", arguments=("-q",), **options):
+        environment = {"PATH": "/usr/bin:/bin", "HOME": self.root, "LC_ALL": "C.UTF-8",
+                       "TERM": "xterm", "ZTMAKE_JOBS": jobs, "ZTMAKE_SYNC": "0",
+                       "GCOV_ERROR_FILE": "/dev/null"}
+        environment.update(options.pop("environment", {}))
+        options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
+        return subprocess.Popen([self.path("sdk/bin/ztmake"), *arguments, "box.ztp"],
+                                cwd=self.path("p"), env=environment, stdin=subprocess.DEVNULL,
+                                start_new_session=True, **options)
+
+    def run_build(self, *arguments, **options):
+        process = self.start(*arguments, **options)
+        out, err = process.communicate(timeout=SECONDS_TO_GIVE_UP)
+        return process.returncode, out, err
+
+    def appears(self, *names):
+        end = time.monotonic() + SECONDS_TO_GIVE_UP
+        while not all(os.path.exists(self.path(name)) for name in names):
+            self.assertLess(time.monotonic(), end, f"none of {names}")
+            time.sleep(0.01)
+
+    # What runs at once.
+
+    def test_sources_of_a_folder(self):
+        self.tree("a", "b")
+        self.tools(ztlpp=meeting("a.lui", "b.lui"))
+        self.assertEqual(self.run_build(), (0, b"", b""))
+
+    def test_sources_of_several_merges(self):
+        self.write("p/a.lua")
+        self.write("p/b.lua")
+        self.project("".join(f'<Merge Type="File"><Source>{name}.lua</Source></Merge>'
+                             for name in "ab"))
+        self.tools(ztluac=meeting("root.luo", "root01.luo"))
+        self.assertEqual(self.run_build(), (0, b"", b""))
+
+    def test_catalogues(self):
+        self.tree("a")
+        self.project('<Merge Type="Directory"><Source>root</Source></Merge>',
+                     '<Translation Enabled="1"><Language>de</Language><Language>fr</Language>'
+                     '</Translation>')
+        self.write("p/translations/de.ts")
+        self.write("p/translations/fr.ts")
+        self.tools(lrelease=meeting("de.qm", "fr.qm"))
+        self.assertEqual(self.run_build(), (0, b"", b""))
+
+    def test_links(self):
+        self.write("p/root/a.txt")
+        self.project('<Merge Type="Directory"><Source>root</Source></Merge>', targets="AB")
+        self.tools(ztlink=meeting("A-", "B-"))
+        self.assertEqual(self.run_build(), (0, b"", b""))
+
+    def test_processors_of_this_machine(self):
+        self.tree("a", "b")
+        self.tools(ztlpp="echo x >>processes; while [ $(wc -l <processes) -lt 2 ]; "
+                         "do sleep 0.01; done\n")
+        if len(os.sched_getaffinity(0)) < 2:
+            self.skipTest("one processor")
+        self.assertEqual(self.run_build("auto")[0], 0)
+
+    # Signals.
+
+    def test_signal_reaches_all_tools(self):
+        self.tree("a", "b")
+        self.tools(ztlpp='trap "exit 1" TERM; : >$output; : >began.${output##*/}\n'
+                         'while :; do sleep 0.01; done\n')
+        process = self.start()
+        self.appears("p/began.a.lui", "p/began.b.lui")
+        os.kill(process.pid, signal.SIGTERM)
+        _, err = process.communicate(timeout=SECONDS_TO_GIVE_UP)
+        self.assertEqual((process.returncode, err),
+                         (-signal.SIGTERM, b"[ztmake] Interrupted by SIGTERM while ztlpp was "
+                                           b"running\n"))
+        for name in ("a", "b"):
+            self.assertFalse(os.path.exists(self.path(f"p/obj/root/{name}.lui")), name)
+        self.tools()
+        self.assertEqual(self.run_build(), (0, b"", b""))
+
+    def test_second_signal_kills_all_tools(self):
+        self.tree("a", "b")
+        self.tools(ztlpp='name=${output##*/}; trap ": >told.$name" TERM; : >began.$name\n'
+                         'while :; do sleep 0.01; done\n')
+        process = self.start()
+        self.appears("p/began.a.lui", "p/began.b.lui")
+        os.kill(process.pid, signal.SIGTERM)
+        self.appears("p/told.a.lui", "p/told.b.lui")
+        os.kill(process.pid, signal.SIGINT)
+        process.communicate(timeout=SECONDS_TO_GIVE_UP)
+        self.assertEqual(process.returncode, -signal.SIGTERM)
+
+    # What is printed.
+
+    def test_streams_stay_apart(self):
+        self.tree("a", "b", "c")
+        self.tools(ztlpp='echo "out $output"; echo "err $output" >&2\n')
+        one = self.run_build("1", arguments=())
+        shutil.rmtree(self.path("p/obj"))
+        self.assertEqual(self.run_build("3", arguments=()), one)
+        self.assertEqual(one[1].count(b"out "), 3)
+        self.assertEqual(one[2].count(b"err "), 3)
+
+    def test_long_output_of_many_tools(self):
+        """100 MB, and more than any pipe holds of each of the others."""
+        self.tree(*"abcdef")
+        self.tools(ztlpp="case $output in *c.lui) n=100;; *) n=1;; esac\n"
+                         "head -c ${n}000000 /dev/zero\n")
+        status, out, _ = self.run_build("6")
+        self.assertEqual((status, len(out)), (0, 105_000_000))
+
+    def test_program_left_behind_is_not_waited_for(self):
+        self.tree("a", "b")
+        self.tools(ztlpp="sleep 1000 & echo $! >>left\n", ztmkromfs="exec </dev/null\n")
+        # The pipes of the test would be held, too.
+        with open(self.path("log"), "wb") as log:
+            process = self.start(stdout=log, stderr=log)
+            self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP), 0)
+        with open(self.path("p/left"), encoding="utf-8") as file:
+            for number in file:
+                os.kill(int(number), signal.SIGKILL)
+
+    # What runs short.
+
+    def test_few_descriptors(self):
+        self.tree(*(f"{number:03}" for number in range(150)))
+        self.tools(ztlpp="echo $output\n")
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_NOFILE, (256, 256))
+        status, out, err = self.run_build("64", preexec_fn=limit)
+        self.assertEqual((status, err), (0, b""))
+        self.assertEqual(len(out.splitlines()), 150)
+
+    # The variable.
+
+    def test_anything_else_is_refused(self):
+        self.tree("a")
+        self.assertEqual(self.run_build("two"), (
+            1, b"", b'[ztmake] ZTMAKE_JOBS must be a number from 1 on, or "auto", but is "two"\n'))
+        self.assertFalse(os.path.exists(self.path("p/obj")))
+
+    # The line on a terminal.
+
+    def on_terminal(self, jobs="2", arguments=("-q",), width=80, environment=None):
+        """All that a terminal gets."""
+        controller, terminal = pty.openpty()
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, width, 0, 0))
+        process = self.start(jobs, arguments, stdout=terminal, stderr=terminal,
+                             environment=environment or {})
+        os.close(terminal)
+        text = b""
+        while True:
+            select.select([controller], [], [], SECONDS_TO_GIVE_UP)
+            try:
+                piece = os.read(controller, 65536)
+            except OSError:
+                break
+            text += piece
+        os.close(controller)
+        self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP), 0)
+        return text
+
+    @staticmethod
+    def screen(text):
+        """What stays on the screen: lines that are erased go."""
+        lines = [line.rsplit(b"\r\x1b[K", 1)[-1] for line in text.split(b"\r\n")]
+        return b"\n".join(lines)
+
+    def test_terminal_shows_how_far_it_is(self):
+        self.tree("a", "sub/b", "sub/c")
+        text = self.on_terminal()
+        self.assertIn(b"\r\x1b[K[0/1] ztlpp ", text)
+        self.assertRegex(text, rb"\r\x1b\[K\[[12]/3\] ztlpp ")
+        self.assertIn(b"] ztluac sub/b.lua\r", text)
+        self.assertEqual(self.screen(text), b"")
+
+    def test_line_is_gone_while_tools_print(self):
+        self.tree("a", "b")
+        self.tools(ztlpp="echo preprocessing; printf open\n", ztmkromfs="echo packing\n")
+        self.assertEqual(self.screen(self.on_terminal()),
+                         b"preprocessing\nopenpreprocessing\nopenpacking\n")
+
+    def test_line_fits_the_terminal(self):
+        self.tree("a" * 200, "\u00e4\u6f22" * 40)
+        for line in self.on_terminal(width=40).decode().split("\r\x1b[K"):
+            wide = sum(2 if letter >= "\u0300" else 1 for letter in line.strip("\r\n"))
+            self.assertLess(wide, 40, line)
+
+    def test_no_line_where_none_is_wanted(self):
+        self.tree("a")
+        for jobs, arguments, environment in (
+                ("1", ("-q",), {}), ("2", (), {}), ("2", ("-q",), {"TERM": "dumb"}),
+                ("2", ("-q",), {"TERM": ""})):
+            shutil.rmtree(self.path("p/obj"), ignore_errors=True)
+            with self.subTest(jobs=jobs, arguments=arguments, environment=environment):
+                self.assertNotIn(b"\x1b", self.on_terminal(jobs, arguments,
+                                                           environment=environment))
+
+    def test_line_has_no_colour(self):
+        self.tree("a")
+        self.assertNotRegex(self.on_terminal(), b"\x1b\\[[0-9;]*m")
+
+
+if __name__ == "__main__":
+    PROGRAM = sys.argv.pop(1)
+    unittest.main()
