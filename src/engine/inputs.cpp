@@ -10,9 +10,21 @@ bool Inputs::contains(const FileStatus &file) const
 {
     if (!file.isRegularFile())
         return false;
+    const auto isFound = [&] {
+        return std::binary_search(m_files->begin(), m_files->end(), file.id());
+    };
     if (!m_files)
         m_files = find();
-    return std::binary_search(m_files->begin(), m_files->end(), file.id());
+    if (!isFound())
+        return false;
+    // An input that was replaced meanwhile has left its number to be used again.
+    m_files = find();
+    return isFound();
+}
+
+void Inputs::forget()
+{
+    m_files.reset();
 }
 
 std::vector<FileId> Inputs::find() const

@@ -18,6 +18,9 @@ public:
     /// Looks at the inputs when it is first asked about a file that exists.
     bool contains(const FileStatus &file) const;
 
+    /// To be called when inputs may have been replaced.
+    void forget();
+
 private:
     std::vector<FileId> find() const;
 

@@ -74,7 +74,11 @@ bool Project::runCommand(const QString &workDir, const QString &displayName, con
                          const QStringList &arguments, int verbose)
 {
     const Command command{displayName, program, arguments, workDir, verbose};
-    return checkInterruption() && report(command, m_commandRunner->run(command));
+    if (!checkInterruption())
+        return false;
+    const CommandResult result = m_commandRunner->run(command);
+    m_inputs.forget(); // such commands write translation sources
+    return report(command, result);
 }
 
 bool Project::runToolIn(const QString &workDir, const QString &tool, const QStringList &arguments,

@@ -19,7 +19,8 @@ constexpr qint64 later = 4'000'000'000;
 bool FaultyRun::hasGoodMessage() const
 {
     static const QRegularExpression good(
-            u"^(\\[ztmake\\] Cannot start a process: Cannot allocate memory\\n)?"
+            u"^(\\[ztmake\\] Cannot start a process: "
+            "(Cannot allocate memory|Too many open files)\\n)?"
             "\\[ztmake\\] (Cannot make directory \\S+|Cannot read \\S+|"
             "Cannot (write|delete) \\S+|Error (writing|reading) \\S+: .+|"
             "Command failed to run: \\S+|demo\\.ztp: .+|"

@@ -76,6 +76,7 @@ World::World() : m_directory(QDir::tempPath() + QStringLiteral("/ztmake-XXXXXX")
 
     setVariable("LC_ALL", "C.UTF-8");
     setVariable("ZTMAKE_SYNC", "0"); // waiting for the disk would take most of the tests' time
+    setVariable("ZTMAKE_JOBS", qgetenv("ZTTEST_JOBS"));
     setVariable("HOME", path("home"));
     setVariable("PATH", path("path") + ":/usr/bin:/bin");
     setVariable("QT_LOGGING_TO_CONSOLE", "1");

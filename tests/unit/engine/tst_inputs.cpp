@@ -1,0 +1,63 @@
+#include "engine/inputs.h"
+
+#include "model/projectspec.h"
+#include "testfiles.h"
+
+using namespace Qt::StringLiterals;
+
+class TestInputs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_world = std::make_unique<QTemporaryDir>();
+        m_spec = {};
+        m_spec.projectFile = path(u"box.ztp"_s);
+        m_spec.languages = QStringList{u"de"_s};
+        QVERIFY(TestFiles::write(m_spec.projectFile));
+        QVERIFY(QDir().mkpath(path(u"translations"_s)));
+        QVERIFY(TestFiles::write(texts()));
+        QVERIFY(TestFiles::write(path(u"other"_s)));
+    }
+
+    void inputsAreKnownByAnyName()
+    {
+        QVERIFY(QFile::link(texts(), path(u"link"_s)));
+        const Inputs inputs(m_spec);
+        QVERIFY(inputs.contains(FileStatus::of(path(u"link"_s))));
+        QVERIFY(inputs.contains(FileStatus::of(m_spec.projectFile)));
+        QVERIFY(!inputs.contains(FileStatus::of(path(u"other"_s))));
+        QVERIFY(!inputs.contains(FileStatus::of(path(u"missing"_s))));
+    }
+
+    // What was an input when the inputs were looked at may have become something else.
+    void fileThatIsNoLongerAnInput()
+    {
+        const Inputs inputs(m_spec);
+        QVERIFY(inputs.contains(FileStatus::of(texts())));
+        QVERIFY(QFile::rename(texts(), path(u"output"_s)));
+        QVERIFY(TestFiles::write(texts()));
+        QVERIFY(!inputs.contains(FileStatus::of(path(u"output"_s))));
+    }
+
+    void fileThatHasBecomeAnInput()
+    {
+        Inputs inputs(m_spec);
+        QVERIFY(inputs.contains(FileStatus::of(texts())));
+        QVERIFY(QFile::remove(texts()) && QFile::rename(path(u"other"_s), texts()));
+        inputs.forget();
+        QVERIFY(inputs.contains(FileStatus::of(texts())));
+    }
+
+private:
+    QString path(const QString &name) const { return m_world->filePath(name); }
+    QString texts() const { return m_spec.tsFilePath(u"de.ts"_s); }
+
+    std::unique_ptr<QTemporaryDir> m_world;
+    ProjectSpec m_spec;
+};
+
+QTEST_GUILESS_MAIN(TestInputs)
+#include "tst_inputs.moc"
