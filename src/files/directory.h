@@ -20,7 +20,7 @@ struct DirectoryListing
     };
 
     std::vector<Entry> entries;
-    int undecodableFiles = 0; ///< Lua files whose names are not valid UTF-8
+    int undecodableFiles = 0; ///< Lua files whose paths are not valid UTF-8
     int error = 0;            ///< the errno that cut the listing short; 0: it is complete
 };
 
