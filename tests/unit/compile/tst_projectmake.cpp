@@ -1,5 +1,6 @@
 #include "compile/projectmake.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 #include <sys/resource.h>
@@ -36,34 +37,29 @@ private slots:
 
     void needRebuild_data()
     {
-        QTest::addColumn<int>("input"); // milliseconds; -1: missing
-        QTest::addColumn<int>("output");
-        QTest::addColumn<int>("reference"); // -1: none
-        QTest::addColumn<bool>("rebuildAll");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("forced") << 1 << 2 << -1 << true << true;
-        QTest::newRow("output missing") << 1 << -1 << -1 << false << true;
-        QTest::newRow("output missing, input too") << -1 << -1 << -1 << false << true;
-        QTest::newRow("input missing") << -1 << 1 << -1 << false << false;
-        QTest::newRow("older") << 2 << 1 << -1 << false << true;
-        QTest::newRow("equal") << 2 << 2 << -1 << false << false;
-        QTest::newRow("newer") << 1 << 2 << -1 << false << false;
-        QTest::newRow("older than the reference") << 1 << 2 << 3 << false << true;
-        QTest::newRow("as old as the reference") << 1 << 2 << 2 << false << false;
-        QTest::newRow("newer than the reference") << 1 << 3 << 2 << false << false;
-        QTest::newRow("input missing, older than the reference") << -1 << 2 << 3 << false << true;
+        Rows<int, int, int, bool, bool> row; // input (milliseconds; -1: missing), output, reference
+                                             // (-1: none), rebuildAll, expected
+        row("forced", 1, 2, -1, true, true);
+        row("output missing", 1, -1, -1, false, true);
+        row("output missing, input too", -1, -1, -1, false, true);
+        row("input missing", -1, 1, -1, false, false);
+        row("older", 2, 1, -1, false, true);
+        row("equal", 2, 2, -1, false, false);
+        row("newer", 1, 2, -1, false, false);
+        row("older than the reference", 1, 2, 3, false, true);
+        row("as old as the reference", 1, 2, 2, false, false);
+        row("newer than the reference", 1, 3, 2, false, false);
+        row("input missing, older than the reference", -1, 2, 3, false, true);
     }
     void needRebuild()
     {
-        QFETCH(int, input);
-        QFETCH(int, output);
-        QFETCH(int, reference);
-        QFETCH(bool, rebuildAll);
+        const auto [input, output, reference, rebuildAll, expected] =
+                fetch<int, int, int, bool, bool>();
         m_make->rebuildAll = rebuildAll;
         if (reference >= 0)
             m_make->referenceTime = QDateTime::fromMSecsSinceEpoch(1'000'000 + reference);
-        QTEST(m_make->needRebuild(statusOf(u"in"_s, input), statusOf(u"out"_s, output)),
-              "expected");
+        QCOMPARE(m_make->needRebuild(statusOf(u"in"_s, input), statusOf(u"out"_s, output)),
+                 expected);
     }
 
     void withoutAReferenceFilesMayBeOlderThan1970()
@@ -252,19 +248,15 @@ private slots:
 
     void sourceIsNeverOverwritten_data()
     {
-        QTest::addColumn<bool>("preprocess");
-        QTest::addColumn<bool>("compile");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("copy") << false << false << u"a.lua"_s;
-        QTest::newRow("preprocessed") << true << true << u"a.lui"_s;
-        QTest::newRow("compiled") << true << true << u"a.luo"_s;
-        QTest::newRow("compiled alone") << false << true << u"a.luo"_s;
+        Rows<bool, bool, QString> row; // preprocess, compile, output
+        row("copy", false, false, u"a.lua"_s);
+        row("preprocessed", true, true, u"a.lui"_s);
+        row("compiled", true, true, u"a.luo"_s);
+        row("compiled alone", false, true, u"a.luo"_s);
     }
     void sourceIsNeverOverwritten()
     {
-        QFETCH(bool, preprocess);
-        QFETCH(bool, compile);
-        QFETCH(QString, output);
+        const auto [preprocess, compile, output] = fetch<bool, bool, QString>();
         m_make->process.preprocess_ = {preprocess ? 1 : 0};
         m_make->process.compile = {compile ? 1 : 0};
         m_make->rebuildAll = true;
@@ -317,20 +309,16 @@ private slots:
 
     void failedToolLeavesNoOutput_data()
     {
-        QTest::addColumn<bool>("preprocess");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<QString>("command");
-        QTest::newRow("preprocessor") << true << u"obj/root/a.lui"_s
-                                      << u"ztlpp --strip --trim -I inc -I one -I two --out "
-                                         "%1/obj/root/a.lui --root %1/src -- %1/src/a.lua"_s;
-        QTest::newRow("compiler") << false << u"obj/root/a.luo"_s
-                                  << u"ztluac -s -o %1/obj/root/a.luo -- %1/src/a.lua"_s;
+        Rows<bool, QString, QString> row; // preprocess, output, command
+        row("preprocessor", true, u"obj/root/a.lui"_s,
+            u"ztlpp --strip --trim -I inc -I one -I two --out "
+            "%1/obj/root/a.lui --root %1/src -- %1/src/a.lua"_s);
+        row("compiler", false, u"obj/root/a.luo"_s,
+            u"ztluac -s -o %1/obj/root/a.luo -- %1/src/a.lua"_s);
     }
     void failedToolLeavesNoOutput()
     {
-        QFETCH(bool, preprocess);
-        QFETCH(QString, output);
-        QFETCH(QString, command);
+        const auto [preprocess, output, command] = fetch<bool, QString, QString>();
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         QVERIFY(TestFiles::write(path(output)));
         QVERIFY(TestFiles::setModified(path(output), {1000, 0}));
