@@ -26,10 +26,14 @@ private slots:
         Rows<QString, QStringList, QStringList> row; // name, removed, kept
         row("by name", u"Demo"_s,
             {u"T1-Demo-1.0-firmware.ztf"_s, u"T2-Demo-2.1-install.ztf"_s, u"-Demo-firmware.ztf"_s,
-             u"a-Demonstration-install.ztf"_s, u"T1-DEMO-FIRMWARE.ZTF"_s},
+             u"a-b-Demo-c-d-firmware.ztf"_s, u"a-Demonstration-install.ztf"_s,
+             u"T1-DEMO-FIRMWARE.ZTF"_s},
             {u"T1-Other-1.0-firmware.ztf"_s, u"Demo-firmware.ztf"_s,
              u"T1-Demo-1.0-firmware.ztf.old"_s, u"T1-Demo-1.0.ztf"_s,
-             u".T1-Demo-1.0-firmware.ztf"_s});
+             u".T1-Demo-1.0-firmware.ztf"_s, u"T1-Demo-1.0-firmware-ztf"_s,
+             u"T1-Dem-firmware.ztf"_s, u"T1-Demo-update.ztf"_s, u"T1Demo-1.0-firmware.ztf"_s});
+        row("blanks and other languages", u"Größe 2"_s, {u"T1-Größe 2-firmware.ztf"_s},
+            {u"T1-Größe-firmware.ztf"_s, u"T1-Groesse 2-firmware.ztf"_s});
         row("without a name", u":/"_s, {u"a-firmware.ztf"_s, u"-install.ztf"_s},
             {u"firmware.ztf"_s, u".a-firmware.ztf"_s});
         row("wildcards in the name act", u"D[ae]mo"_s,
@@ -77,14 +81,18 @@ private slots:
     {
         RecordingProject project(m_spec);
         QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QVERIFY(!QFile::exists(firmware({})));
+        QVERIFY(TestFiles::write(m_world->filePath(u"firmware"_s), "a file"));
+        QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QCOMPARE(TestFiles::read(m_world->filePath(u"firmware"_s)), "a file"_ba);
     }
 
     void cleaningLeavesDirectoriesAlone()
     {
-        QVERIFY(QDir().mkpath(firmware(u"a-firmware.ztf"_s)));
+        QVERIFY(TestFiles::write(firmware(u"a-firmware.ztf/b-firmware.ztf"_s)));
         RecordingProject project(m_spec);
         QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
-        QVERIFY(QFileInfo(firmware(u"a-firmware.ztf"_s)).isDir());
+        QVERIFY(QFile::exists(firmware(u"a-firmware.ztf/b-firmware.ztf"_s)));
     }
 
     void clearingObsoleteRunsTheScannerInTheTranslationDirectory_data()
