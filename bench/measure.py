@@ -1,10 +1,11 @@
 """Measures ztmake against ninja, make and the floors, and writes the report.
 
-Usage: measure.py PROGRAMS SCRATCH REPORT [SIZE...]
+Usage: measure.py PROGRAMS SCRATCH REPORT [PART...] [SIZE...]
 
 PROGRAMS holds ztmake and the bench_* programs; projects are made in SCRATCH, on the same file
-system; REPORT is the Markdown file, its plot goes beside it. Every ratio is the median of the
-ratios of paired runs: one run of each program after the other, many times over.
+system; REPORT is the Markdown file, its plot goes beside it. With parts named ("start", "no-op",
+"full", "outputs"), these alone are measured, and the figures are only printed. Every ratio is the
+median of the ratios of paired runs: one run of each program after the other, many times over.
 """
 
 import os
@@ -283,19 +284,26 @@ def machine():
 
 def main():
     programs, scratch, path = (os.path.abspath(argument) for argument in sys.argv[1:4])
-    sizes = [int(size) for size in sys.argv[4:]] or DEFAULT_SIZES
+    words = sys.argv[4:]
+    sizes = [int(word) for word in words if word.isdecimal()] or DEFAULT_SIZES
+    chosen = [word for word in words if not word.isdecimal()]
+    report = Report()
+    parts = {"start": lambda: measure_start(programs, report),
+             "no-op": lambda: measure_no_op(sizes, programs, scratch, report),
+             "full": lambda: measure_full_build(sizes, programs, scratch, report),
+             "outputs": lambda: measure_outputs(programs, scratch, report)}
+    if not parts.keys() >= set(chosen):
+        raise SystemExit(__doc__)
     shutil.rmtree(scratch, ignore_errors=True)
     os.makedirs(scratch)
-    report = Report()
     report.text(HEAD.rstrip())
     report.text(machine())
-    measure_start(programs, report)
-    measure_no_op(sizes, programs, scratch, report)
-    measure_full_build(sizes, programs, scratch, report)
-    measure_outputs(programs, scratch, report)
-    draw(report.plot, path.removesuffix(".md") + ".svg")
-    with open(path, "w") as file:
-        file.write("\n".join(report.lines).rstrip() + "\n")
+    for name in chosen or parts:
+        parts[name]()
+    if not chosen:
+        draw(report.plot, path.removesuffix(".md") + ".svg")
+        with open(path, "w") as file:
+            file.write("\n".join(report.lines).rstrip() + "\n")
     print("\n".join(report.lines))
 
 

@@ -55,6 +55,9 @@ int run(Options options)
     // The tools lie beside the program, and their paths are text.
     if (QCoreApplication::applicationDirPath().isEmpty())
         return fail(u"The path of this program is not valid UTF-8."_s);
+    if (options.projectFile.contains(QChar::ReplacementCharacter)
+        && !FileStatus::of(options.projectFile).exists())
+        return fail(u"The name of the project file is not valid UTF-8."_s);
     // Qt would take a name with a colon in front for a resource of this program.
     if (options.projectFile.startsWith(u':'))
         options.projectFile.prepend(u"./"_s);

@@ -19,8 +19,9 @@ namespace {
 /// @return @p path, or the nearest folder above it that exists
 QString nearestDirectory(const QString &path)
 {
-    QString directory = QFileInfo(path).absoluteFilePath();
-    while (!FileStatus::of(directory).exists() && directory != "/"_L1)
+    // A relative path stays one: the name of the working directory need not be text.
+    QString directory = path;
+    while (!FileStatus::of(directory).exists() && directory != "/"_L1 && directory != "."_L1)
         directory = QFileInfo(directory).path();
     return directory;
 }

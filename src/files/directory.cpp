@@ -20,6 +20,28 @@ bool isLuaFile(std::string_view name)
                           == 0);
 }
 
+namespace {
+
+/// @return how many Lua files an entry of a directory is or has below it; links are not followed
+int countLuaFiles(int directory, const dirent &entry)
+{
+    if (entry.d_name[0] == '.')
+        return 0;
+    if (entry.d_type != DT_DIR)
+        return isLuaFile(entry.d_name) ? 1 : 0;
+    const int below = openat(directory, entry.d_name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *stream = below < 0 ? nullptr : fdopendir(below);
+    if (!stream)
+        return 0;
+    int count = 0;
+    while (const dirent *child = readdir(stream))
+        count += countLuaFiles(below, *child);
+    closedir(stream);
+    return count;
+}
+
+} // namespace
+
 std::string withExtension(std::string_view name, std::string_view extension)
 {
     const std::string_view stem = name.substr(0, name.rfind('.'));
@@ -102,7 +124,7 @@ DirectoryListing Directory::luaFilesAndDirectories()
         if (!(isLua || mayBeDirectory) || name.starts_with('.'))
             continue;
         if (!QByteArrayView(name).isValidUtf8()) {
-            listing.undecodableFiles += isLua ? 1 : 0;
+            listing.undecodableFiles += countLuaFiles(m_descriptor, *entry);
             continue;
         }
         listing.entries.push_back({std::string(name), isLua});

@@ -20,12 +20,12 @@ struct DirectoryListing
     };
 
     std::vector<Entry> entries;
-    int undecodableFiles = 0; ///< Lua files whose names are not valid UTF-8
+    int undecodableFiles = 0; ///< Lua files whose paths are not valid UTF-8
     int error = 0;            ///< the errno that cut the listing short; 0: it is complete
 };
 
-/// A directory whose files are looked up by their bare names, which spares the file system the way
-/// through the path.
+/// A directory whose files are looked up by their bare names, so that the file system need not
+/// resolve the whole path each time.
 ///
 /// It is opened when it is first needed and holds one file descriptor until it is closed. One that
 /// does not exist has no files.

@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// Waits until what was written is on the disk. The environment variable ZTMAKE_SYNC=0 leaves the
-/// waiting out, for trees that are thrown away after a power failure.
+/// Waits until what was written is on the disk. ZTMAKE_SYNC=0 in the environment turns the waiting
+/// off, for trees that are thrown away after a power failure.
 namespace DiskSync {
 
 /// @return false with errno set when the disk failed; true on file systems that know no syncing

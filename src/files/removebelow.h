@@ -9,6 +9,6 @@ enum class Removal {
     Outside, ///< the name leads out of the directory, or nothing can be said; nothing was removed
 };
 
-/// Removes a file below @p directory that an untrusted note names: the way to it must not leave the
+/// Removes a file below @p directory that an untrusted note names. Its path must not leave the
 /// directory, neither by ".." nor by a symbolic link.
 Removal removeFileBelow(const QString &directory, const QString &name);

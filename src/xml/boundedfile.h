@@ -2,8 +2,8 @@
 
 #include <QFile>
 
-/// A file that ends at an element with more than 10,000 attributes: Qt's readers compare each with
-/// all others, so that such an element could hold them up without end.
+/// A file that ends at an element with more than 10,000 attributes: Qt's readers compare each one
+/// with all others, so such an element could keep them busy for ever.
 class BoundedFile : public QFile
 {
 public:

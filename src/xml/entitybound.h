@@ -3,8 +3,8 @@
 #include <QHash>
 #include <QString>
 
-/// Bounds what the entities that a document declares expand to: Qt's SAX reader bounds each, but
-/// not how often it is referred to, nor how deep a content model is nested.
+/// Bounds what the entities of a document expand to: Qt's SAX reader bounds the size of each one,
+/// but not the number of references to it, nor the depth of a content model.
 class EntityBound
 {
 public:
@@ -13,7 +13,8 @@ public:
     static constexpr int maximumNesting = 1'000;
     static constexpr int maximumEntities = 1'000;
 
-    /// @return whether the document's type declaration is nested no deeper than Qt's reader bears
+    /// @return whether the document's type declaration is nested no deeper than Qt's reader can
+    /// take
     static bool mayBeParsed(const QString &path);
 
     /// @return false when the document declares too many: Qt's reader compares each with all others

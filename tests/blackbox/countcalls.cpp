@@ -1,5 +1,6 @@
-// Preloaded into the program: counts the calls that ask the file system about files or open them,
-// and writes the counts to the file that COUNTCALLS_LOG names when the program ends.
+// Preloaded into the program: counts the calls that ask the file system about files, open them or
+// wait for the disk, and writes the counts to the file that COUNTCALLS_LOG names when the program
+// ends.
 //
 // A call that the C library makes for itself is not seen; the program's own and Qt's are.
 
@@ -18,6 +19,7 @@ long statCalls = 0;
 long accessCalls = 0;
 long mkdirCalls = 0;
 long openCalls = 0;
+long syncCalls = 0;
 
 // The tools inherit the preloaded library; only the first process counts.
 [[gnu::constructor]] void leaveTheTools()
@@ -31,7 +33,7 @@ long openCalls = 0;
     FILE *log = name ? fopen(name, "w") : nullptr;
     if (!log)
         return;
-    fprintf(log, "%ld %ld %ld %ld\n", statCalls, accessCalls, mkdirCalls, openCalls);
+    fprintf(log, "%ld %ld %ld %ld %ld\n", statCalls, accessCalls, mkdirCalls, openCalls, syncCalls);
     fclose(log);
 }
 
@@ -70,6 +72,9 @@ COUNT(int, faccessat, (int directory, const char *path, int mode, int flags) noe
       (directory, path, mode, flags), int(int, const char *, int, int), accessCalls)
 COUNT(int, mkdir, (const char *path, mode_t mode) noexcept, (path, mode), int(const char *, mode_t),
       mkdirCalls)
+COUNT(int, fsync, (int file), (file), int(int), syncCalls)
+COUNT(int, fdatasync, (int file), (file), int(int), syncCalls)
+COUNT(int, syncfs, (int file) noexcept, (file), int(int), syncCalls)
 
 } // extern "C"
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -3,6 +3,9 @@
 
 namespace {
 
+// What no tool tells from more.
+const QByteArray tooManyLetters = "-" + QByteArray(1'000, 'v') + " ";
+
 QByteArray packInstaller(const QByteArray &content, const QByteArray &letters = {})
 {
     return "ztmkromfs " + letters + "-x .svn --out obj/installer.romfs --label root"
@@ -179,6 +182,7 @@ private slots:
         row("filesystem quiet against -v", "-vv", R"(Verbose="0")", "", false);
         row("filesystem one against -v", "-vv", R"(Verbose="1")", "", true);
         row("filesystem verbose", "-q", R"(Verbose="3")", "-vv ", true);
+        row("filesystem beyond all measure", "-q", R"(Verbose="2000000000")", tooManyLetters, true);
         row("filesystem unset", "-vv", R"(Verbose="-1")", "-vv ", true);
         row("filesystem negative", "-vv", R"(Verbose="-7")", "-vv ", true);
     }
@@ -211,6 +215,8 @@ private slots:
         row("target 2", "-q", R"(Verbose="2")", true, "", true);
         row("target 3", "-q", R"(Verbose="3")", true, "-v ", true);
         row("target 4", "-q", R"(Verbose="4")", true, "-vv ", true);
+        row("target beyond all measure", "-q", R"(Verbose="2000000000")", true, tooManyLetters,
+            true);
         row("target unset", "-vv", R"(Verbose="-1")", true, "-v ", true);
     }
     void verbosityOfTargetsAndInstallers()

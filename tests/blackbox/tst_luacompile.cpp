@@ -60,6 +60,17 @@ private slots:
         SAME(world.tree("project/obj"), "root/\nversion.txt\n");
     }
 
+    void sourceThatMustNotBeReadIsWarnedOf()
+    {
+        LuaWorld world({});
+        world.write("project/root/a.lua");
+        world.setMode("project/root", 0);
+        const Result result = world.run({"-q"}, {.ordinaryUser = true});
+        world.setMode("project/root", 0755);
+        SAME(result.text(),
+             report(0, pack("-i root "), "[ztmake] Warning: Cannot read directory root\n"));
+    }
+
     void folderThatMustNotBeReadIsLeftOut()
     {
         LuaWorld world({});

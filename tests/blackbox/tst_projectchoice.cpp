@@ -29,6 +29,8 @@ private slots:
         row("named as the directory", {"a.ztp", "b.ztp", "box.ztp"}, {}, "box.ztp");
         row("the first of several", {"box.z.ztp", "box.b.ztp", "a.ztp"}, {}, "box.b.ztp");
         row("other capitals, only the beginning", {"Box.ztp", "boxes.ztp"}, {}, {});
+        row("a colon in front", {":a.ztp"}, {}, ":a.ztp");
+        row("a colon in front, named", {":a.ztp", "b.ztp"}, {":a.ztp"}, ":a.ztp");
         row("named on the command line", {"box.ztp", "a.ztp"}, {"a.ztp"}, "a.ztp");
     }
     void projectIsChosenInWorkingDirectory()

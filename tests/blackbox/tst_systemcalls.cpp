@@ -1,14 +1,34 @@
-#include "world.h"
+#include "projects.h"
 
 #include <QtTest>
 
-/// Holds down what a build with nothing to do asks of the file system: a change that asks once more
-/// for each file is seen here, without a clock.
+/// Holds down what a build asks of the file system: a change that asks once more for each file is
+/// seen here, without a clock.
 namespace {
 
 constexpr int folders = 20;
 constexpr int filesInFolder = 50;
 constexpr int files = folders * filesInFolder;
+
+/// The calls of one build.
+struct Counts
+{
+    int stats, accesses, directories, opens, syncs;
+};
+
+Counts countsOf(World *world)
+{
+    world->setVariable("ZTMAKE_SYNC", "1");
+    world->setVariable("LD_PRELOAD", COUNTCALLS_LIBRARY);
+    world->setVariable("COUNTCALLS_LOG", world->path("counts"));
+    const Result result = world->run({"-q"});
+    require(result.status == 0 && result.err.isEmpty(), "build", result.err);
+    require(result.calls.size() == 1, "see that the image alone is made", {});
+    const QByteArrayList counts = world->read("counts").simplified().split(' ');
+    require(counts.size() == 5, "read the counts", {});
+    return {counts[0].toInt(), counts[1].toInt(), counts[2].toInt(), counts[3].toInt(),
+            counts[4].toInt()};
+}
 
 } // namespace
 
@@ -19,9 +39,7 @@ class TestSystemCalls : public QObject
 private slots:
     void buildWithNothingToDoAsksThriceAFileAndOpensAFolderOnce()
     {
-        World world(
-                "Name=\"Demo\" SDK=\"../sdk\"",
-                "<Filesystem><Merge Type=\"Directory\"><Source>root</Source></Merge></Filesystem>");
+        World world(demo, tree());
         for (int i = 0; i < files; ++i) {
             const QByteArray name =
                     "d" + QByteArray::number(i % folders) + "/f" + QByteArray::number(i);
@@ -29,25 +47,27 @@ private slots:
             world.write("project/obj/root/" + name + ".lui", "x\n", 2);
             world.write("project/obj/root/" + name + ".luo", "x\n", 3);
         }
-        world.environment().insert(QStringLiteral("LD_PRELOAD"),
-                                   QStringLiteral(COUNTCALLS_LIBRARY));
-        world.environment().insert(QStringLiteral("COUNTCALLS_LOG"),
-                                   QString::fromUtf8(world.path("counts")));
-        const Result result = world.run({"-q"});
-        QCOMPARE(result.err, QByteArray());
-        QCOMPARE(result.status, 0);
-        QCOMPARE(result.calls.size(), 1); // the image alone
+        const Counts counts = countsOf(&world);
+        QVERIFY(counts.stats >= 3 * files); // otherwise the counting does not work
+        QVERIFY(counts.stats <= 3 * files + 2 * folders);
+        QVERIFY(counts.accesses <= 5);
+        QVERIFY(counts.directories <= 5);
+        QVERIFY(counts.opens >= 2 * folders); // those of the sources, and those of the outputs
+        QVERIFY(counts.opens < 3 * folders);
+        QCOMPARE(counts.syncs, 0);
+    }
 
-        const QByteArrayList counts = world.read("counts").simplified().split(' ');
-        QCOMPARE(counts.size(), 4);
-        const int stats = counts[0].toInt();
-        QVERIFY2(stats >= 3 * files, "the counting does not work");
-        QVERIFY2(stats <= 3 * files + 2 * folders, counts[0].constData());
-        QVERIFY2(counts[1].toInt() <= 5, counts[1].constData());
-        QVERIFY2(counts[2].toInt() <= 5, counts[2].constData());
-        const int opens = counts[3].toInt();
-        QVERIFY2(opens >= 2 * folders, "the counting does not work");
-        QVERIFY2(opens < 3 * folders, counts[3].constData()); // of the sources, and of the outputs
+    void buildWaitsAsOftenForTheDiskForManyCopiesAsForOne()
+    {
+        QList<int> syncs;
+        for (const int copies : {1, files}) {
+            World world(demo, tree() + process(noPreprocess + noCompile));
+            for (int i = 0; i < copies; ++i)
+                world.write("project/root/f" + QByteArray::number(i) + ".lua");
+            syncs.append(countsOf(&world).syncs);
+        }
+        QCOMPARE(syncs[0], 3); // the note, its folder, and the file system of the outputs
+        QCOMPARE(syncs[1], syncs[0]);
     }
 };
 

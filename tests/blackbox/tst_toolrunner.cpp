@@ -18,14 +18,6 @@ public:
     }
 };
 
-QByteArrayList imageArguments(int files, const QByteArray &letters)
-{
-    QByteArray contents;
-    for (int i = 0; i < files; ++i)
-        contents += "--merge f" + QByteArray::number(i) + ' ';
-    return pack(contents, letters).chopped(1).split(' ').mid(1);
-}
-
 const QByteArrayList allTools{"svnversion", "ztmkmtd",  "ztlpp",     "ztluac",
                               "ztlupdate",  "lrelease", "ztmkromfs", "ztlink"};
 
@@ -48,30 +40,6 @@ class TestToolRunner : public QObject
     Q_OBJECT
 
 private slots:
-    void seventeenArgumentsTravelInAFile_data()
-    {
-        Rows<int, QByteArray> row; // files, letters
-        row("10", 0, {});
-        row("15", 2, "-v ");
-        row("16", 3, {});
-        row("17", 3, "-v ");
-        row("410", 200, {});
-    }
-    void seventeenArgumentsTravelInAFile()
-    {
-        const auto [files, letters] = fetch<int, QByteArray>();
-        FilesWorld world(files);
-        const Result result = world.run({letters.isEmpty() ? "-q" : "-v"});
-        QCOMPARE(result.status, 0);
-        QCOMPARE(result.calls.size(), 1);
-        const Call &call = result.calls[0];
-        const QByteArrayList expected = imageArguments(files, letters);
-        QCOMPARE(call.arguments, expected);
-        QCOMPARE(call.received,
-                 expected.size() < 17 ? expected : QByteArrayList{'@' + call.responseFile});
-        SAME(world.tree("project/obj"), "version.txt\n");
-    }
-
     void responseFileHoldsOneArgumentALine()
     {
         World world(demo, filesystem(merge("Archive", "a 'b' \"c\" \\d @e ü", "-x")
@@ -117,23 +85,6 @@ private slots:
         SAME(world.tree("project/obj"), "version.txt\n");
     }
 
-    void twentyArgumentsAreEchoed_data()
-    {
-        Rows<int, QByteArray, QByteArray, QByteArray> row; // files, option, letters, rest
-        row("10", 0, "-R", {}, {});
-        row("20", 5, "-R", {}, {});
-        row("21", 5, "-v", "-v ", " ...");
-        row("51", 20, "-vv", "-vv ", " ...");
-    }
-    void twentyArgumentsAreEchoed()
-    {
-        const auto [files, option, letters, rest] =
-                fetch<int, QByteArray, QByteArray, QByteArray>();
-        FilesWorld world(files);
-        const QByteArray shown = imageArguments(files, letters).mid(0, 20).join(' ');
-        SAME(world.run({option}).err, "[ztmake] ztmkromfs " + shown + rest + '\n');
-    }
-
     void echoNamesTheOtherDirectory()
     {
         World world(R"(Name="Demo" SDK="../../sdk")", "", "project/sub/demo.ztp");
@@ -175,36 +126,6 @@ private slots:
         QCOMPARE(names(result), allTools.mid(0, position + 1));
         SAME(result.text(),
              report(1, result.callText(), "[ztmake] Command exited with status 3\n"));
-    }
-
-    void failedTool_data()
-    {
-        Rows<QByteArray, QByteArray> row; // plan, error
-        for (const QByteArray &status : QByteArrayList{"1", "2", "126", "255"})
-            row(status, "* exit " + status + '\n', "Command exited with status " + status);
-        row("aborted", "* crash\n", "Command crashed");
-        row("killed", "* kill\n", "Command crashed");
-        for (const char *obstacle : {"missing", "directory", "text"})
-            row(obstacle, obstacle, "Command failed to run: $W/sdk/bin/ztmkromfs");
-    }
-    void failedTool()
-    {
-        const auto [plan, error] = fetch<QByteArray, QByteArray>();
-        const bool runs = plan.startsWith('*');
-        FilesWorld world(4);
-        if (runs)
-            world.plan("ztmkromfs", plan);
-        else
-            world.remove("sdk/bin/ztmkromfs");
-        if (plan == "directory")
-            world.makeDirectory("sdk/bin/ztmkromfs");
-        if (plan == "text")
-            world.write("sdk/bin/ztmkromfs", "no program\n");
-        const Result result = world.run({"-q"});
-        QCOMPARE(result.calls.size(), runs ? 1 : 0);
-        SAME(result.text(), report(1, result.callText(), "[ztmake] " + error + '\n'));
-        // The response file is gone.
-        SAME(world.tree("project/obj"), "version.txt\n");
     }
 
     void inputIsLeftToTheTools()

@@ -83,7 +83,7 @@ World::World() : m_directory(QDir::tempPath() + QStringLiteral("/ztmake-XXXXXX")
     setVariable("ZTTEST_DIR", path("record"));
     setVariable("GCOV_ERROR_FILE", "/dev/null");
     for (const char *name : {"LD_LIBRARY_PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS",
-                             "LLVM_PROFILE_FILE", "TMPDIR"}) {
+                             "LLVM_PROFILE_FILE", "TMPDIR", "ZTMAKE_MUTANT"}) {
         if (qEnvironmentVariableIsSet(name))
             setVariable(name, qgetenv(name));
     }

@@ -1,19 +1,28 @@
-"""Finds the edits of scripts/mutate in the parsed source: each operator changes one piece of a
-function's text into another that compiles and means something else."""
+"""Finds the edits of scripts/mutate in the parsed source, and builds all of them into it at once:
+each is switched on by its number."""
 
 import dataclasses
-import json
 import re
 
 from clang.cindex import CursorKind, Index, TokenKind
 
-COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
-CONNECTIVES = {"&&": "||", "||": "&&"}
+COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">"}
+OPERATORS = {*COMPARISONS, "==", "!=", "&&", "||"}
 FUNCTIONS = (CursorKind.CXX_METHOD, CursorKind.FUNCTION_DECL, CursorKind.CONSTRUCTOR,
              CursorKind.DESTRUCTOR)
 CONDITIONS = (CursorKind.IF_STMT, CursorKind.WHILE_STMT, CursorKind.CONDITIONAL_OPERATOR)
 STATEMENTS = (CursorKind.CALL_EXPR, CursorKind.BINARY_OPERATOR, CursorKind.UNARY_OPERATOR,
-              CursorKind.COMPOUND_ASSIGNMENT_OPERATOR, CursorKind.CXX_DELETE_EXPR)
+              CursorKind.COMPOUND_ASSIGNMENT_OPERATOR, CursorKind.CXX_DELETE_EXPR,
+              CursorKind.UNEXPOSED_EXPR)
+
+
+@dataclasses.dataclass(frozen=True)
+class Piece:
+    """A piece of a source that is guarded: in the pattern, "@" stands for "edit N is on" and "$"
+    for the piece itself, with the guards in it."""
+    begin: int  # bytes of the file
+    end: int
+    pattern: str
 
 
 @dataclasses.dataclass(frozen=True)
@@ -21,18 +30,21 @@ class Edit:
     file: str
     function: str
     line: int
-    begin: int  # bytes of the file
-    end: int
     old: str
     new: str
+    pieces: tuple
 
     def key(self):
         """What an edit is found again by: not its place, which every change moves."""
-        return self.file, self.function, squeezed(self.old), squeezed(self.new)
+        return self.file, self.function, self.old, self.new
 
     def __str__(self):
-        return (f"{self.file}:{self.line} {self.function}: {squeezed(self.old)} "
-                f"becomes {squeezed(self.new) or 'nothing'}")
+        return f"{self.file}:{self.line} {self.function}: {self.old} becomes {self.new or 'nothing'}"
+
+
+def literal(text):
+    """Text of the source as a part of a pattern."""
+    return text.replace("@", "\1").replace("$", "\2")
 
 
 def squeezed(text):
@@ -45,9 +57,8 @@ class Finder:
         self.path = str(root / file)
         self.source = (root / file).read_bytes()
         words = [word for word in compile_command.split()
-                 if word.startswith(("-D", "-I", "-std=")) or word.startswith("/")
-                 or word == "-isystem"]
-        arguments = [word for word in words if word != self.path and not word.endswith("c++")]
+                 if word.startswith(("-D", "-I", "-std=", "/")) or word == "-isystem"]
+        arguments = [word for word in words if not word.endswith((".cpp", "c++", "ccache"))]
         unit = Index.create().parse(self.path, [*arguments, "-ferror-limit=0"])
         self.edits = {}
         for cursor in unit.cursor.get_children():
@@ -66,21 +77,23 @@ class Finder:
 
     def walk(self, cursor):
         children = list(cursor.get_children())
-        if cursor.kind in CONDITIONS and children:
-            self.replace(children[0], "!({})")
-        if cursor.kind == CursorKind.COMPOUND_STMT:
+        kind = cursor.kind
+        if kind in CONDITIONS and children and children[0].kind.is_expression():
+            self.edit(children[0], f"!({self.text(children[0])})",
+                      "(@ != static_cast<bool>($))")
+        if kind == CursorKind.COMPOUND_STMT:
             for child in children:
                 if child.kind in STATEMENTS:
-                    self.replace(child, "")
-        if cursor.kind == CursorKind.BINARY_OPERATOR and len(children) == 2:
-            self.swap_operator(cursor, children)
-        if cursor.kind == CursorKind.INTEGER_LITERAL:
-            self.replace(cursor, "({} + 1)")
-        if cursor.kind == CursorKind.CXX_BOOL_LITERAL_EXPR:
-            self.replace(cursor, "!{}")
-        if cursor.kind == CursorKind.STRING_LITERAL:
+                    self.edit(child, "", "if (!@) $")
+        if kind == CursorKind.BINARY_OPERATOR and len(children) == 2:
+            self.change_operator(cursor, children)
+        if kind == CursorKind.INTEGER_LITERAL and '"' not in self.text(cursor):
+            self.edit(cursor, f"({self.text(cursor)} + 1)", "($ + (@ ? 1 : 0))")
+        if kind == CursorKind.CXX_BOOL_LITERAL_EXPR:
+            self.edit(cursor, f"!{self.text(cursor)}", "(@ != $)")
+        if kind == CursorKind.STRING_LITERAL:
             self.change_text(cursor)
-        if cursor.kind == CursorKind.CALL_EXPR:
+        if kind == CursorKind.CALL_EXPR:
             self.swap_arguments(cursor)
         for child in children:
             self.walk(child)
@@ -88,55 +101,104 @@ class Finder:
     def text(self, cursor):
         return self.source[cursor.extent.start.offset:cursor.extent.end.offset].decode()
 
-    def add(self, begin, end, new, line):
-        old = self.source[begin:end].decode()
-        if old and old != new:
-            edit = Edit(self.file, self.function, line, begin, end, old, new)
-            self.edits[begin, end, new] = edit
+    def is_here(self, cursor):
+        """Whether a piece stands in this file itself, and not in a macro or another file."""
+        start = cursor.extent.start
+        return start.file is not None and start.file.name == self.path and self.text(cursor) != ""
 
-    def replace(self, cursor, pattern):
-        extent = cursor.extent
-        if extent.start.file is None or extent.start.file.name != self.path:
-            return  # from a macro or another file
-        self.add(extent.start.offset, extent.end.offset, pattern.format(self.text(cursor)),
-                 extent.start.line)
+    def edit(self, cursor, new, pattern):
+        if self.is_here(cursor):
+            extent = cursor.extent
+            self.add(cursor, self.text(cursor), new,
+                     Piece(extent.start.offset, extent.end.offset, pattern))
 
-    def swap_operator(self, cursor, children):
-        begin = children[0].extent.end.offset
-        end = children[1].extent.start.offset
-        gap = self.source[begin:end].decode()
+    def add(self, cursor, old, new, *pieces):
+        edit = Edit(self.file, self.function, cursor.extent.start.line, squeezed(old),
+                    squeezed(new), pieces)
+        self.edits.setdefault(edit.pieces, edit)
+
+    def change_operator(self, cursor, children):
+        if not all(map(self.is_here, [cursor, *children])):
+            return
+        left, right = map(self.text, children)
+        gap = self.source[children[0].extent.end.offset:children[1].extent.start.offset].decode()
         operator = gap.strip()
-        other = COMPARISONS.get(operator) or CONNECTIVES.get(operator)
-        if other:
-            at = begin + len(gap) - len(gap.lstrip())
-            self.add(at, at + len(operator), other, cursor.extent.start.line)
+        if operator not in OPERATORS:
+            return
+        if operator in COMPARISONS:
+            new = f"{left} {COMPARISONS[operator]} {right}"
+            self.edit(cursor, new, f"(@ ? ({literal(new)}) : ($))")
+        elif operator in ("==", "!="):
+            new = f"{left} {'!=' if operator == '==' else '=='} {right}"
+            self.edit(cursor, new, "(@ != ($))")
+        else:
+            # Each operand stands but once, as chains are long: "a && b" is "a ? b : false", and
+            # "a ? true : b" with the edit on.
+            new = f"{left} {'||' if operator == '&&' else '&&'} {right}"
+            equals, otherwise = ("!=", "@") if operator == "&&" else ("==", "!@")
+            ends = [(child.extent.start.offset, child.extent.end.offset) for child in children]
+            self.add(cursor, f"{left} {operator} {right}", new,
+                     Piece(*ends[0], f"((static_cast<bool>($) {equals} @)"),
+                     Piece(ends[0][1], ends[1][0], " ? "),
+                     Piece(*ends[1], f"static_cast<bool>($) : {otherwise})"))
 
     def change_text(self, cursor):
         token = next(iter(cursor.get_tokens()), None)
-        if token is None or token.kind != TokenKind.LITERAL or '"' not in token.spelling:
+        if not self.is_here(cursor) or token is None or token.kind != TokenKind.LITERAL \
+                or '"' not in token.spelling or 'R"' in token.spelling:
             return
-        quote = token.extent.start.offset + token.spelling.index('"') + 1
-        if "R\"" not in token.spelling:
-            self.add(quote, quote + 1, "~" + self.source[quote:quote + 1].decode(),
-                     token.extent.start.line)
+        begin = token.extent.start.offset
+        end = max(token.extent.end.offset, cursor.extent.end.offset)
+        old = self.source[begin:end].decode()
+        new = old.replace('"', '"~', 1)
+        self.add(cursor, old, new, Piece(begin, end, f"(@ ? {literal(new)} : $)"))
 
     def swap_arguments(self, cursor):
         arguments = list(cursor.get_arguments())
         for first, second in zip(arguments, arguments[1:]):
-            if first is None or second is None or not self.text(first) or not self.text(second):
+            if first is None or second is None or not self.is_here(first) \
+                    or not self.is_here(second):
                 continue
-            if first.type.get_canonical().spelling == second.type.get_canonical().spelling:
-                begin, end = first.extent.start.offset, second.extent.end.offset
-                between = self.source[first.extent.end.offset:second.extent.start.offset].decode()
-                if between.strip() == ",":
-                    self.add(begin, end, self.text(second) + between + self.text(first),
-                             first.extent.start.line)
+            if first.type.get_canonical().spelling != second.type.get_canonical().spelling:
+                continue
+            texts = self.text(first), self.text(second)
+            gap = self.source[first.extent.end.offset:second.extent.start.offset].strip()
+            if texts[0] == texts[1] or gap != b",":
+                continue
+            self.add(first, ", ".join(texts), ", ".join(reversed(texts)),
+                     *(Piece(argument.extent.start.offset, argument.extent.end.offset,
+                             f"(@ ? {literal(other)} : $)")
+                       for argument, other in zip((first, second), reversed(texts))))
 
 
-def find_edits(root, build):
-    """The edits of all sources, file by file, in the order of the text."""
-    commands = {entry["file"]: entry["command"]
-                for entry in json.loads((build / "compile_commands.json").read_text())}
+def guarded(source, edits):
+    """The source with all of the edits in it; `edits` are pairs of a number and an edit."""
+    # An edit of a whole goes around those of its parts, and was found before them.
+    pieces = sorted((piece.begin, -piece.end, order, number, piece.pattern)
+                    for order, (number, edit) in enumerate(edits) for piece in edit.pieces)
+    position = 0
+
+    def render(begin, end):
+        nonlocal position
+        text = ""
+        while position < len(pieces) and pieces[position][0] < end:
+            first, minus_last, _, number, pattern = pieces[position]
+            last = -minus_last
+            if first < begin or last > end:
+                raise ValueError(f"edit {number} overlaps with another one")
+            position += 1
+            text += source[begin:first].decode()
+            inner = render(first, last)
+            pattern = pattern.replace("@", f"mutant({number})")
+            before, found, after = pattern.replace("\1", "@").partition("$")
+            text += (before + inner * bool(found) + after).replace("\2", "$")
+            begin = last
+        return text + source[begin:end].decode()
+
+    return render(0, len(source))
+
+
+def find_edits(root, commands):
+    """The edits of all sources, file by file, in the order in which they are found."""
     for path in sorted((root / "src").glob("*/*.cpp")):
-        edits = Finder(root, str(path.relative_to(root)), commands[str(path)]).edits.values()
-        yield from sorted(edits, key=lambda edit: (edit.begin, edit.end, edit.new))
+        yield from Finder(root, str(path.relative_to(root)), commands[str(path)]).edits.values()

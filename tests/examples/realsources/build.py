@@ -55,14 +55,14 @@ class RealSources:
         self.environment = {**os.environ, "ZELTASDK": str(Path(sdk).resolve().parent),
                             "LC_ALL": "C.UTF-8"}
 
-    def run(self, *command):
-        """Runs a command in the project."""
-        return subprocess.run([str(word) for word in command], cwd=self.dir,
+    def run(self, *command, directory=None):
+        """Runs a command in the project, or in another directory."""
+        return subprocess.run([str(word) for word in command], cwd=directory or self.dir,
                               env=self.environment, stdin=subprocess.DEVNULL, capture_output=True)
 
-    def output(self, *command):
+    def output(self, *command, directory=None):
         """What a command prints that must succeed."""
-        result = self.run(*command)
+        result = self.run(*command, directory=directory)
         if result.returncode != 0:
             raise Failure(f"{command[0]} ended with status {result.returncode}:\n"
                           + result.stderr.decode(errors="replace"))
@@ -149,7 +149,7 @@ class RealSources:
     def run_program(self):
         """Runs the program in the image and outside of it."""
         inside = self.output(self.tools / "ztrun", FIRMWARE)
-        outside = self.output("lua5.1", "root/usr/bin/main.lua", "root")
+        outside = self.output("lua5.1", "usr/bin/main.lua", ".", directory=self.root)
         if not inside or inside != outside:
             raise Failure("the program prints something else in the image:\n"
                           + inside.decode(errors="replace") + "instead of\n"

@@ -2,7 +2,7 @@
 
 #include "model/projectspec.h"
 
-#include <QtTest>
+#include "rows.h"
 
 using namespace Qt::StringLiterals;
 
@@ -71,16 +71,14 @@ private slots:
 
     void directory_data()
     {
-        QTest::addColumn<QString>("startupFile");
-        QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("none") << u"main.lua"_s << "."_ba;
-        QTest::newRow("below the root") << u"/main.lua"_s << "/"_ba;
-        QTest::newRow("relative") << u"a/b/main.lua"_s << "a/b"_ba;
+        Rows<QString, QByteArray> row; // startupFile, expected
+        row("none", u"main.lua"_s, ".");
+        row("below the root", u"/main.lua"_s, "/");
+        row("relative", u"a/b/main.lua"_s, "a/b");
     }
     void directory()
     {
-        QFETCH(QString, startupFile);
-        QFETCH(QByteArray, expected);
+        const auto [startupFile, expected] = fetch<QString, QByteArray>();
         ProjectSpec spec;
         spec.startupFile = startupFile;
         QVERIFY(startupScript(spec).contains("\nos.chdir(\"" + expected + "\")\n"));

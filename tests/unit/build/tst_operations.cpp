@@ -1,5 +1,6 @@
 #include "engine/project.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 #include <QRegularExpression>
@@ -22,34 +23,28 @@ private slots:
 
     void cleaning_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QStringList>("removed");
-        QTest::addColumn<QStringList>("kept");
-        QTest::newRow("by name")
-                << u"Demo"_s
-                << QStringList{u"T1-Demo-1.0-firmware.ztf"_s, u"T2-Demo-2.1-install.ztf"_s,
-                               u"-Demo-firmware.ztf"_s, u"a-Demonstration-install.ztf"_s,
-                               u"T1-DEMO-FIRMWARE.ZTF"_s}
-                << QStringList{u"T1-Other-1.0-firmware.ztf"_s, u"Demo-firmware.ztf"_s,
-                               u"T1-Demo-1.0-firmware.ztf.old"_s, u"T1-Demo-1.0.ztf"_s,
-                               u".T1-Demo-1.0-firmware.ztf"_s};
-        QTest::newRow("without a name")
-                << u":/"_s << QStringList{u"a-firmware.ztf"_s, u"-install.ztf"_s}
-                << QStringList{u"firmware.ztf"_s, u".a-firmware.ztf"_s};
-        QTest::newRow("wildcards in the name act")
-                << u"D[ae]mo"_s << QStringList{u"x-Damo-firmware.ztf"_s, u"x-Demo-firmware.ztf"_s}
-                << QStringList{u"x-Dimo-firmware.ztf"_s};
-        QTest::newRow("invalid wildcard matches nothing")
-                << u"D["_s << QStringList() << QStringList{u"x-D[-firmware.ztf"_s};
-        QTest::newRow("characters that file names cannot hold")
-                << u"De:mo?"_s << QStringList{u"x-Demo-firmware.ztf"_s}
-                << QStringList{u"x-De:mo-firmware.ztf"_s};
+        Rows<QString, QStringList, QStringList> row; // name, removed, kept
+        row("by name", u"Demo"_s,
+            {u"T1-Demo-1.0-firmware.ztf"_s, u"T2-Demo-2.1-install.ztf"_s, u"-Demo-firmware.ztf"_s,
+             u"a-b-Demo-c-d-firmware.ztf"_s, u"a-Demonstration-install.ztf"_s,
+             u"T1-DEMO-FIRMWARE.ZTF"_s},
+            {u"T1-Other-1.0-firmware.ztf"_s, u"Demo-firmware.ztf"_s,
+             u"T1-Demo-1.0-firmware.ztf.old"_s, u"T1-Demo-1.0.ztf"_s,
+             u".T1-Demo-1.0-firmware.ztf"_s, u"T1-Demo-1.0-firmware-ztf"_s,
+             u"T1-Dem-firmware.ztf"_s, u"T1-Demo-update.ztf"_s, u"T1Demo-1.0-firmware.ztf"_s});
+        row("blanks and other languages", u"Größe 2"_s, {u"T1-Größe 2-firmware.ztf"_s},
+            {u"T1-Größe-firmware.ztf"_s, u"T1-Groesse 2-firmware.ztf"_s});
+        row("without a name", u":/"_s, {u"a-firmware.ztf"_s, u"-install.ztf"_s},
+            {u"firmware.ztf"_s, u".a-firmware.ztf"_s});
+        row("wildcards in the name act", u"D[ae]mo"_s,
+            {u"x-Damo-firmware.ztf"_s, u"x-Demo-firmware.ztf"_s}, {u"x-Dimo-firmware.ztf"_s});
+        row("invalid wildcard matches nothing", u"D["_s, {}, {u"x-D[-firmware.ztf"_s});
+        row("characters that file names cannot hold", u"De:mo?"_s, {u"x-Demo-firmware.ztf"_s},
+            {u"x-De:mo-firmware.ztf"_s});
     }
     void cleaning()
     {
-        QFETCH(QStringList, removed);
-        QFETCH(QStringList, kept);
-        QFETCH(QString, name);
+        auto [name, removed, kept] = fetch<QString, QStringList, QStringList>();
         m_spec.name = name;
         for (const QString &file : removed + kept)
             QVERIFY(TestFiles::write(firmware(file)));
@@ -65,17 +60,15 @@ private slots:
 
     void cleaningNamesTheFilesAboveLevelOne_data()
     {
-        QTest::addColumn<int>("verbose");
-        QTest::addColumn<bool>("named");
-        QTest::newRow("not set") << -1 << false;
-        QTest::newRow("0") << 0 << false;
-        QTest::newRow("1") << 1 << false;
-        QTest::newRow("2") << 2 << true;
+        Rows<int, bool> row; // verbose, named
+        row("not set", -1, false);
+        row("0", 0, false);
+        row("1", 1, false);
+        row("2", 2, true);
     }
     void cleaningNamesTheFilesAboveLevelOne()
     {
-        QFETCH(int, verbose);
-        QFETCH(bool, named);
+        const auto [verbose, named] = fetch<int, bool>();
         m_spec.verbose = verbose;
         QVERIFY(TestFiles::write(firmware(u"a-firmware.ztf"_s)));
         RecordingProject project(m_spec);
@@ -88,28 +81,30 @@ private slots:
     {
         RecordingProject project(m_spec);
         QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QVERIFY(!QFile::exists(firmware({})));
+        QVERIFY(TestFiles::write(m_world->filePath(u"firmware"_s), "a file"));
+        QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
+        QCOMPARE(TestFiles::read(m_world->filePath(u"firmware"_s)), "a file"_ba);
     }
 
     void cleaningLeavesDirectoriesAlone()
     {
-        QVERIFY(QDir().mkpath(firmware(u"a-firmware.ztf"_s)));
+        QVERIFY(TestFiles::write(firmware(u"a-firmware.ztf/b-firmware.ztf"_s)));
         RecordingProject project(m_spec);
         QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
-        QVERIFY(QFileInfo(firmware(u"a-firmware.ztf"_s)).isDir());
+        QVERIFY(QFile::exists(firmware(u"a-firmware.ztf/b-firmware.ztf"_s)));
     }
 
     void clearingObsoleteRunsTheScannerInTheTranslationDirectory_data()
     {
-        QTest::addColumn<int>("verbose");
-        QTest::addColumn<bool>("echoed");
-        QTest::newRow("not set counts as 1") << -1 << true;
-        QTest::newRow("0") << 0 << false;
-        QTest::newRow("1") << 1 << true;
+        Rows<int, bool> row; // verbose, echoed
+        row("not set counts as 1", -1, true);
+        row("0", 0, false);
+        row("1", 1, true);
     }
     void clearingObsoleteRunsTheScannerInTheTranslationDirectory()
     {
-        QFETCH(int, verbose);
-        QFETCH(bool, echoed);
+        const auto [verbose, echoed] = fetch<int, bool>();
         const QString report = m_world->filePath(u"obj/translations/report.xml"_s);
         QVERIFY(TestFiles::write(report));
         m_spec.verbose = verbose;

@@ -1,5 +1,6 @@
 #include "compile/projectmake.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 #include <sys/resource.h>
@@ -29,41 +30,35 @@ private slots:
         const ProjectMake make(m_project.get());
         QCOMPARE(make.verbosity, -1);
         QVERIFY(make.process == ProcessSpec());
-        QVERIFY(!make.rebuildAll);
-        QVERIFY(!make.referenceTime.isValid());
+        QVERIFY(!make.rebuildAll && !make.referenceTime.isValid());
         QCOMPARE(make.sdkIncludeDirectory, QString());
     }
 
     void needRebuild_data()
     {
-        QTest::addColumn<int>("input"); // milliseconds; -1: missing
-        QTest::addColumn<int>("output");
-        QTest::addColumn<int>("reference"); // -1: none
-        QTest::addColumn<bool>("rebuildAll");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("forced") << 1 << 2 << -1 << true << true;
-        QTest::newRow("output missing") << 1 << -1 << -1 << false << true;
-        QTest::newRow("output missing, input too") << -1 << -1 << -1 << false << true;
-        QTest::newRow("input missing") << -1 << 1 << -1 << false << false;
-        QTest::newRow("older") << 2 << 1 << -1 << false << true;
-        QTest::newRow("equal") << 2 << 2 << -1 << false << false;
-        QTest::newRow("newer") << 1 << 2 << -1 << false << false;
-        QTest::newRow("older than the reference") << 1 << 2 << 3 << false << true;
-        QTest::newRow("as old as the reference") << 1 << 2 << 2 << false << false;
-        QTest::newRow("newer than the reference") << 1 << 3 << 2 << false << false;
-        QTest::newRow("input missing, older than the reference") << -1 << 2 << 3 << false << true;
+        Rows<int, int, int, bool, bool> row; // input (milliseconds; -1: missing), output, reference
+                                             // (-1: none), rebuildAll, expected
+        row("forced", 1, 2, -1, true, true);
+        row("output missing", 1, -1, -1, false, true);
+        row("output missing, input too", -1, -1, -1, false, true);
+        row("input missing", -1, 1, -1, false, false);
+        row("older", 2, 1, -1, false, true);
+        row("equal", 2, 2, -1, false, false);
+        row("newer", 1, 2, -1, false, false);
+        row("older than the reference", 1, 2, 3, false, true);
+        row("as old as the reference", 1, 2, 2, false, false);
+        row("newer than the reference", 1, 3, 2, false, false);
+        row("input missing, older than the reference", -1, 2, 3, false, true);
     }
     void needRebuild()
     {
-        QFETCH(int, input);
-        QFETCH(int, output);
-        QFETCH(int, reference);
-        QFETCH(bool, rebuildAll);
+        const auto [input, output, reference, rebuildAll, expected] =
+                fetch<int, int, int, bool, bool>();
         m_make->rebuildAll = rebuildAll;
         if (reference >= 0)
             m_make->referenceTime = QDateTime::fromMSecsSinceEpoch(1'000'000 + reference);
-        QTEST(m_make->needRebuild(statusOf(u"in"_s, input), statusOf(u"out"_s, output)),
-              "expected");
+        QCOMPARE(m_make->needRebuild(statusOf(u"in"_s, input), statusOf(u"out"_s, output)),
+                 expected);
     }
 
     void withoutAReferenceFilesMayBeOlderThan1970()
@@ -116,14 +111,13 @@ private slots:
     {
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         m_make->process.preprocess_ = m_make->process.compile = {0};
-        QVERIFY(m_make->compile());
-        QCOMPARE(m_make->lupdateSources, QStringList());
-        m_spec.translation = {1};
-        m_make->process.lupdate = {0};
-        QVERIFY(m_make->compile());
-        QCOMPARE(m_make->lupdateSources, QStringList());
-        m_make->process.lupdate = {-1};
-        QVERIFY(m_make->compile());
+        for (const auto &[ofProject, ofEntry, count] :
+             {std::tuple(-1, -1, 0), {1, 0, 0}, {1, -1, 1}}) {
+            m_spec.translation = {ofProject};
+            m_make->process.lupdate = {ofEntry};
+            QVERIFY(m_make->compile());
+            QCOMPARE(m_make->lupdateSources.size(), count);
+        }
         QCOMPARE(m_make->lupdateSources, QStringList{path(u"src/a.lua"_s)});
     }
 
@@ -135,9 +129,7 @@ private slots:
         const QString copy = path(u"obj/root/sub/a.lua"_s);
         QCOMPARE(objects(), QStringList{u"sub/a.lua "_s + copy});
         QCOMPARE(TestFiles::read(copy), "new"_ba);
-
-        QVERIFY(TestFiles::write(copy, "old"));
-        QVERIFY(TestFiles::setModified(copy, {1000, 5}));
+        QVERIFY(TestFiles::write(copy, "old") && TestFiles::setModified(copy, {1000, 5}));
         QVERIFY(TestFiles::setModified(path(u"src/sub/a.lua"_s), {1000, 5}));
         QVERIFY(m_make->compile());
         QCOMPARE(TestFiles::read(copy), "old"_ba);
@@ -152,8 +144,7 @@ private slots:
         m_make->rebuildAll = true;
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         QVERIFY(TestFiles::write(path(u"obj/root/a.lua/inside"_s)));
-        QVERIFY(!m_make->compile());
-        QCOMPARE(m_make->errorString, QString());
+        QVERIFY(!m_make->compile() && m_make->errorString.isEmpty());
         QCOMPARE(m_project->errorText(), u"Cannot delete "_s + path(u"obj/root/a.lua"_s));
     }
 
@@ -161,28 +152,22 @@ private slots:
     {
         m_make->process.preprocess_ = m_make->process.compile = {0};
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
-        QVERIFY(QDir().mkpath(path(u"obj/root"_s)));
         // A symbolic link that leads nowhere does not exist, and yet its name is taken.
+        QVERIFY(QDir().mkpath(path(u"obj/root"_s)));
         QVERIFY(QFile::link(path(u"missing/x"_s), path(u"obj/root/a.lua"_s)));
-        QVERIFY(!m_make->compile());
-        QCOMPARE(m_make->errorString, QString());
+        QVERIFY(!m_make->compile() && m_make->errorString.isEmpty());
         QCOMPARE(m_project->errorText(), u"Cannot write "_s + path(u"obj/root/a.lua"_s));
     }
 
-    void objectDirectoryThatCannotBeMade()
-    {
-        QVERIFY(TestFiles::write(path(u"file"_s)));
-        m_make->objectDirectory = path(u"file/root"_s);
-        QVERIFY(!m_make->compile());
-        QCOMPARE(m_make->errorString, u"Cannot make directory "_s + path(u"file/root"_s));
-    }
-
-    void outputDirectoryThatCannotBeMade()
+    void directoriesThatCannotBeMade()
     {
         QVERIFY(TestFiles::write(path(u"src/sub/a.lua"_s)));
         QVERIFY(TestFiles::write(path(u"obj/root/sub"_s)));
-        QVERIFY(!m_make->compile());
-        QCOMPARE(m_make->errorString, u"Cannot make directory "_s + path(u"obj/root/sub"_s));
+        for (const QString &directory : {u"obj/root"_s, u"obj/root/sub"_s}) {
+            m_make->objectDirectory = path(directory);
+            QVERIFY(!m_make->compile());
+            QCOMPARE(m_make->errorString, u"Cannot make directory "_s + path(u"obj/root/sub"_s));
+        }
     }
 
     void missingSourceIsSkipped()
@@ -213,8 +198,7 @@ private slots:
         m_project->setProjectFileStatus(FileStatus::of(m_spec.projectFile));
         QVERIFY(TestFiles::setModified(m_spec.projectFile, {2000, 0}));
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
-        m_make->process.preprocess_ = {0};
-        m_make->process.compile = {0};
+        m_make->process.preprocess_ = m_make->process.compile = {0};
         QVERIFY(m_make->compile());
         QVERIFY(FileStatus::of(path(u"obj/root/a.lua"_s)).modified() < (FileTime{1000, 0}));
     }
@@ -227,21 +211,22 @@ private slots:
         m_project->setProjectFileTime(QDateTime::fromMSecsSinceEpoch(1'000'000));
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         QVERIFY(TestFiles::setModified(path(u"src/a.lua"_s), {900, 0}));
-        m_make->process.preprocess_ = {0};
-        m_make->process.compile = {0};
+        m_make->process.preprocess_ = m_make->process.compile = {0};
         QVERIFY(m_make->compile());
-        QVERIFY(TestFiles::write(path(u"obj/root/a.lua"_s), "kept"));
+        const QString copy = path(u"obj/root/a.lua"_s);
+        const FileTime made = FileStatus::of(copy).modified();
+        QVERIFY(TestFiles::write(copy, "kept") && TestFiles::setModified(copy, made));
         QVERIFY(m_make->compile());
-        QCOMPARE(TestFiles::read(path(u"obj/root/a.lua"_s)), "kept"_ba);
+        QCOMPARE(TestFiles::read(copy), "kept"_ba);
     }
 
     void workDoesNotNeedTheProjectsOwnObjectDirectory()
     {
         m_spec.objectDirectory = path(u"missing"_s);
         m_make->process.preprocess_ = m_make->process.compile = {0};
+        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         for (const QString &directory : {u"elsewhere/root"_s, u"missing/root"_s}) {
             m_make->objectDirectory = path(directory);
-            QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
             QVERIFY2(m_make->compile(), qPrintable(m_project->errorText()));
             QVERIFY(QFile::exists(path(directory + u"/a.lua"_s)));
         }
@@ -252,28 +237,21 @@ private slots:
 
     void sourceIsNeverOverwritten_data()
     {
-        QTest::addColumn<bool>("preprocess");
-        QTest::addColumn<bool>("compile");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("copy") << false << false << u"a.lua"_s;
-        QTest::newRow("preprocessed") << true << true << u"a.lui"_s;
-        QTest::newRow("compiled") << true << true << u"a.luo"_s;
-        QTest::newRow("compiled alone") << false << true << u"a.luo"_s;
+        Rows<bool, bool, QString> row; // preprocess, compile, output
+        row("copy", false, false, u"a.lua"_s);
+        row("preprocessed", true, true, u"a.lui"_s);
+        row("compiled", true, true, u"a.luo"_s);
+        row("compiled alone", false, true, u"a.luo"_s);
     }
     void sourceIsNeverOverwritten()
     {
-        QFETCH(bool, preprocess);
-        QFETCH(bool, compile);
-        QFETCH(QString, output);
+        const auto [preprocess, compile, output] = fetch<bool, bool, QString>();
         m_make->process.preprocess_ = {preprocess ? 1 : 0};
         m_make->process.compile = {compile ? 1 : 0};
         m_make->rebuildAll = true;
         m_project->setCommandRunner(std::make_unique<FakeRunner>([](const Command &command) {
-            return TestFiles::write(
-                    command.arguments[command.arguments.indexOf(command.arguments.contains(u"-o"_s)
-                                                                        ? u"-o"_s
-                                                                        : u"--out"_s)
-                                      + 1]);
+            const QRegularExpression option(u"-o|--out"_s);
+            return TestFiles::write(command.arguments[command.arguments.indexOf(option) + 1]);
         }));
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s), "source"));
         QVERIFY(QDir().mkpath(path(u"obj/root"_s)));
@@ -290,13 +268,11 @@ private slots:
     {
         rlimit limit;
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
-        const rlim_t before = limit.rlim_cur;
         constexpr int levels = 60;
+        const rlim_t before = std::exchange(limit.rlim_cur, levels);
         const QString deepest = u"src/"_s + u"d/"_s.repeated(levels) + u"a.lua"_s;
         QVERIFY(TestFiles::write(path(deepest)));
-        m_make->process.preprocess_ = {0};
-        m_make->process.compile = {0};
-        limit.rlim_cur = levels;
+        m_make->process.preprocess_ = m_make->process.compile = {0};
         QCOMPARE(setrlimit(RLIMIT_NOFILE, &limit), 0);
         const bool ok = m_make->compile();
         limit.rlim_cur = before;
@@ -317,20 +293,16 @@ private slots:
 
     void failedToolLeavesNoOutput_data()
     {
-        QTest::addColumn<bool>("preprocess");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<QString>("command");
-        QTest::newRow("preprocessor") << true << u"obj/root/a.lui"_s
-                                      << u"ztlpp --strip --trim -I inc -I one -I two --out "
-                                         "%1/obj/root/a.lui --root %1/src -- %1/src/a.lua"_s;
-        QTest::newRow("compiler") << false << u"obj/root/a.luo"_s
-                                  << u"ztluac -s -o %1/obj/root/a.luo -- %1/src/a.lua"_s;
+        Rows<bool, QString, QString> row; // preprocess, output, command
+        row("preprocessor", true, u"obj/root/a.lui"_s,
+            u"ztlpp --strip --trim -I inc -I one -I two --out "
+            "%1/obj/root/a.lui --root %1/src -- %1/src/a.lua"_s);
+        row("compiler", false, u"obj/root/a.luo"_s,
+            u"ztluac -s -o %1/obj/root/a.luo -- %1/src/a.lua"_s);
     }
     void failedToolLeavesNoOutput()
     {
-        QFETCH(bool, preprocess);
-        QFETCH(QString, output);
-        QFETCH(QString, command);
+        const auto [preprocess, output, command] = fetch<bool, QString, QString>();
         QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
         QVERIFY(TestFiles::write(path(output)));
         QVERIFY(TestFiles::setModified(path(output), {1000, 0}));

@@ -1,5 +1,6 @@
 #include "compile/projectmtd16.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -18,21 +19,18 @@ private slots:
 
     void needRebuild_data()
     {
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<bool>("rebuildAll");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("not wanted") << u""_s << false << false;
-        QTest::newRow("not wanted, forced") << u""_s << true << false;
-        QTest::newRow("missing") << u"missing"_s << false << true;
-        QTest::newRow("older") << u"older"_s << false << true;
-        QTest::newRow("equal") << u"equal"_s << false << false;
-        QTest::newRow("newer") << u"newer"_s << false << false;
-        QTest::newRow("newer, forced") << u"newer"_s << true << true;
+        Rows<QString, bool, bool> row; // output, rebuildAll, expected
+        row("not wanted", u""_s, false, false);
+        row("not wanted, forced", u""_s, true, false);
+        row("missing", u"missing"_s, false, true);
+        row("older", u"older"_s, false, true);
+        row("equal", u"equal"_s, false, false);
+        row("newer", u"newer"_s, false, false);
+        row("newer, forced", u"newer"_s, true, true);
     }
     void needRebuild()
     {
-        QFETCH(QString, output);
-        QFETCH(bool, rebuildAll);
+        const auto [output, rebuildAll, expected] = fetch<QString, bool, bool>();
         const QTemporaryDir world;
         qint64 milliseconds = 0;
         for (const QString &name : {u"older"_s, u"equal"_s, u"newer"_s}) {
@@ -42,9 +40,9 @@ private slots:
         }
         ProjectMtd16 compiler(nullptr);
         compiler.rebuildAll = rebuildAll;
-        QTEST(compiler.needRebuild(QDateTime::fromMSecsSinceEpoch(1'000'002),
-                                   output.isEmpty() ? output : world.filePath(output)),
-              "expected");
+        QCOMPARE(compiler.needRebuild(QDateTime::fromMSecsSinceEpoch(1'000'002),
+                                      output.isEmpty() ? output : world.filePath(output)),
+                 expected);
     }
 
     void missingDefinition()

@@ -1,6 +1,7 @@
 #include "engine/childprocess.h"
 #include "engine/interruption.h"
 
+#include "rows.h"
 #include "testfiles.h"
 #include "testprocess.h"
 
@@ -40,14 +41,14 @@ private slots:
 
     void exitStatus_data()
     {
-        QTest::addColumn<int>("status");
+        Rows<int> row; // status
         for (const int status : {0, 1, 127, 255})
-            QTest::addRow("%d", status) << status;
+            row(QByteArray::number(status), status);
     }
 
     void exitStatus()
     {
-        QFETCH(int, status);
+        const auto [status] = fetch<int>();
         const ProcessEnd end = shell("exit " + QByteArray::number(status));
         QCOMPARE(end.kind, ProcessEnd::Kind::Exited);
         QCOMPARE(end.status, status);
@@ -74,17 +75,17 @@ private slots:
 
     void programThatDoesNotStart_data()
     {
-        QTest::addColumn<QString>("program");
-        QTest::newRow("missing") << u"missing"_s;
-        QTest::newRow("a directory") << u"."_s;
-        QTest::newRow("not executable") << u"plain"_s;
-        QTest::newRow("of no known format") << u"empty"_s;
-        QTest::newRow("with a missing interpreter") << u"script"_s;
+        Rows<QString> row; // program
+        row("missing", u"missing"_s);
+        row("a directory", u"."_s);
+        row("not executable", u"plain"_s);
+        row("of no known format", u"empty"_s);
+        row("with a missing interpreter", u"script"_s);
     }
 
     void programThatDoesNotStart()
     {
-        QFETCH(QString, program);
+        const auto [program] = fetch<QString>();
         QVERIFY(TestFiles::write(path(u"plain"_s), "#!/bin/sh\n"));
         QVERIFY(TestFiles::write(path(u"empty"_s)));
         QVERIFY(TestFiles::write(path(u"script"_s), "#!/missing/interpreter\n"));

@@ -1,6 +1,6 @@
 #include "engine/interruption.h"
 
-#include <QtTest>
+#include "rows.h"
 
 #include <cerrno>
 #include <csignal>
@@ -25,23 +25,21 @@ private slots:
     void signalEndsTheProgramBeforeTheWatch()
     {
         for (const int number : {SIGINT, SIGTERM, SIGHUP})
-            QCOMPARE(endOf([number] { raise(number); }), -number);
+            QCOMPARE(endOf([number = number] { raise(number); }), -number);
     }
 
     void signalIsNoted_data()
     {
-        QTest::addColumn<int>("number");
-        QTest::addColumn<QByteArray>("name");
-        QTest::newRow("SIGINT") << SIGINT << QByteArray("SIGINT");
-        QTest::newRow("SIGTERM") << SIGTERM << QByteArray("SIGTERM");
-        QTest::newRow("SIGHUP") << SIGHUP << QByteArray("SIGHUP");
+        Rows<int, QByteArray> row; // number, name
+        row("SIGINT", SIGINT, "SIGINT");
+        row("SIGTERM", SIGTERM, "SIGTERM");
+        row("SIGHUP", SIGHUP, "SIGHUP");
     }
 
     void signalIsNoted()
     {
-        QFETCH(int, number);
-        QFETCH(QByteArray, name);
-        QCOMPARE(endOf([&] {
+        const auto [number, name] = fetch<int, QByteArray>();
+        QCOMPARE(endOf([number = number, name = name] {
                      Interruption::watch();
                      require(Interruption::signal() == 0);
                      errno = 77;
@@ -57,7 +55,7 @@ private slots:
 
     void programEndsByTheSignal()
     {
-        QFETCH(int, number);
+        const auto [number, name] = fetch<int, QByteArray>();
         QCOMPARE(endOf([number] {
                      Interruption::watch();
                      raise(number);

@@ -1,5 +1,6 @@
 #include "engine/project.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -43,13 +44,13 @@ private slots:
 
     void everyOperationNeedsAnSdk_data()
     {
-        QTest::addColumn<int>("operation");
+        Rows<int> row; // operation
         for (int operation = 0; operation < 4; ++operation)
-            QTest::addRow("%d", operation) << operation;
+            row(QByteArray::number(operation), operation);
     }
     void everyOperationNeedsAnSdk()
     {
-        QFETCH(int, operation);
+        const auto [operation] = fetch<int>();
         const auto code = static_cast<Project::Operation>(operation);
         RecordingProject project(m_spec);
         m_spec.setSdk(u"none"_s);

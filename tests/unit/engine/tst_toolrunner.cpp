@@ -1,5 +1,6 @@
 #include "engine/project.h"
 
+#include "rows.h"
 #include "testfiles.h"
 #include "testprocess.h"
 
@@ -117,42 +118,35 @@ private slots:
 
     void echo_data()
     {
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QString>("workDir");
-        QTest::addColumn<int>("verbose");
-        QTest::addColumn<QStringList>("expected");
+        Rows<int, QString, int, QStringList> row; // count, workDir, verbose, expected
         const QString twenty = numbers(20).join(u' ');
-        QTest::newRow("level 0") << 2 << u""_s << 0 << QStringList();
-        QTest::newRow("level -1") << 2 << u""_s << -1 << QStringList();
-        QTest::newRow("level 1") << 2 << u""_s << 1 << QStringList{u"shown 1 2"_s};
-        QTest::newRow("level 2") << 2 << u""_s << 2 << QStringList{u"shown 1 2"_s};
-        QTest::newRow("no arguments") << 0 << u""_s << 1 << QStringList{u"shown "_s};
-        QTest::newRow("in a directory") << 1 << u"/"_s << 1 << QStringList{u"(in /) shown 1"_s};
-        QTest::newRow("20") << 20 << u""_s << 1 << QStringList{u"shown "_s + twenty};
-        QTest::newRow("21") << 21 << u""_s << 1 << QStringList{u"shown "_s + twenty + u" ..."_s};
+        row("level 0", 2, u""_s, 0, {});
+        row("level -1", 2, u""_s, -1, {});
+        row("level 1", 2, u""_s, 1, {u"shown 1 2"_s});
+        row("level 2", 2, u""_s, 2, {u"shown 1 2"_s});
+        row("no arguments", 0, u""_s, 1, {u"shown "_s});
+        row("in a directory", 1, u"/"_s, 1, {u"(in /) shown 1"_s});
+        row("20", 20, u""_s, 1, {u"shown "_s + twenty});
+        row("21", 21, u""_s, 1, {u"shown "_s + twenty + u" ..."_s});
     }
     void echo()
     {
-        QFETCH(int, count);
-        QFETCH(QString, workDir);
-        QFETCH(int, verbose);
+        const auto [count, workDir, verbose, expected] = fetch<int, QString, int, QStringList>();
         QVERIFY(run(u"record"_s, numbers(count), verbose, workDir));
-        QTEST(m_project->messages, "expected");
+        QCOMPARE(m_project->messages, expected);
     }
 
     void failures_data()
     {
-        QTest::addColumn<QString>("program");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("missing") << u"missing"_s << u"Command failed to run: "_s;
-        QTest::newRow("directory") << u"obj"_s << u"Command failed to run: "_s;
-        QTest::newRow("crash") << u"crash"_s << u"Command crashed"_s;
-        QTest::newRow("status") << u"fail"_s << u"Command exited with status 2"_s;
+        Rows<QString, QString> row; // program, expected
+        row("missing", u"missing"_s, u"Command failed to run: "_s);
+        row("directory", u"obj"_s, u"Command failed to run: "_s);
+        row("crash", u"crash"_s, u"Command crashed"_s);
+        row("status", u"fail"_s, u"Command exited with status 2"_s);
     }
     void failures()
     {
-        QFETCH(QString, program);
-        QFETCH(QString, expected);
+        auto [program, expected] = fetch<QString, QString>();
         if (expected.endsWith(u' '))
             expected += path(program);
         QVERIFY(!run(program, {}, 0));
@@ -178,29 +172,22 @@ private slots:
 
     void revision_data()
     {
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QString>("expected");
-        QTest::addColumn<QStringList>("messages");
+        Rows<QByteArray, QString, QStringList> row; // script, expected, messages
         const QStringList failed{u"Warning: svnversion failed to run."_s};
         const QStringList unversioned{u"Warning: Unversioned directory."_s};
-        QTest::newRow("revision") << "echo 1234M\n"_ba << u"#1234M"_s << QStringList();
-        QTest::newRow("white space")
-                << "printf ' 1   2\\n\\n3 '\n"_ba << u"#1 2 3"_s << QStringList();
-        QTest::newRow("status does not count") << "echo 7\nexit 1\n"_ba << u"#7"_s << QStringList();
-        QTest::newRow("no output") << "echo oops >&2\n"_ba << u"#?"_s << failed;
-        QTest::newRow("unversioned")
-                << "echo 'Unversioned directory'\n"_ba << u"#?"_s << unversioned;
-        QTest::newRow("unversioned in any case")
-                << "echo UNVERSIONED\n"_ba << u"#?"_s << unversioned;
-        QTest::newRow("does not depend on the language")
-                << "echo \"$LC_ALL\"\n"_ba << u"#C.UTF-8"_s << QStringList();
-        QTest::newRow("no input") << "read x || echo none\n"_ba << u"#none"_s << QStringList();
-        QTest::newRow("argument") << "echo \"$# $(basename \"$1\")\"\n"_ba << u"#1 work dir"_s
-                                  << QStringList();
+        row("revision", "echo 1234M\n", u"#1234M"_s, {});
+        row("white space", "printf ' 1   2\\n\\n3 '\n", u"#1 2 3"_s, {});
+        row("status does not count", "echo 7\nexit 1\n", u"#7"_s, {});
+        row("no output", "echo oops >&2\n", u"#?"_s, failed);
+        row("unversioned", "echo 'Unversioned directory'\n", u"#?"_s, unversioned);
+        row("unversioned in any case", "echo UNVERSIONED\n", u"#?"_s, unversioned);
+        row("does not depend on the language", "echo \"$LC_ALL\"\n"_ba, u"#C.UTF-8"_s, {});
+        row("no input", "read x || echo none\n", u"#none"_s, {});
+        row("argument", "echo \"$# $(basename \"$1\")\"\n"_ba, u"#1 work dir"_s, {});
     }
     void revision()
     {
-        QFETCH(QByteArray, script);
+        const auto [script, expected, messages] = fetch<QByteArray, QString, QStringList>();
         QVERIFY(TestFiles::writeProgram(path(u"bin/svnversion"_s), script));
         m_spec.projectFile = path(u"work dir/box.ztp"_s);
         const QByteArray searchPath = qgetenv("PATH");
@@ -209,8 +196,8 @@ private slots:
         const QString revision = m_project->runSvnversion();
         qputenv("PATH", searchPath);
         qputenv("LC_ALL", "C.UTF-8");
-        QTEST(revision, "expected");
-        QTEST(m_project->messages, "messages");
+        QCOMPARE(revision, expected);
+        QCOMPARE(m_project->messages, messages);
     }
 
     void missingSvnversion()

@@ -1,5 +1,6 @@
 #include "engine/unfinishednote.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -27,17 +28,15 @@ private slots:
 
     void noteIsReadAsItWasWritten_data()
     {
-        QTest::addColumn<QStringList>("outputs");
-        QTest::addColumn<bool>("all");
-        QTest::newRow("nothing") << QStringList() << false;
-        QTest::newRow("outputs") << QStringList{u"root/a.lui"_s, u"root/b c\nü.lui"_s} << false;
-        QTest::newRow("everything") << QStringList() << true;
-        QTest::newRow("both") << QStringList{u"a"_s} << true;
+        Rows<QStringList, bool> row; // outputs, all
+        row("nothing", {}, false);
+        row("outputs", {u"root/a.lui"_s, u"root/b c\nü.lui"_s}, false);
+        row("everything", {}, true);
+        row("both", {u"a"_s}, true);
     }
     void noteIsReadAsItWasWritten()
     {
-        QFETCH(QStringList, outputs);
-        QFETCH(bool, all);
+        const auto [outputs, all] = fetch<QStringList, bool>();
         {
             UnfinishedNote note(path(u"obj"_s));
             if (all)
@@ -60,23 +59,23 @@ private slots:
 
     void otherNotesAreTorn_data()
     {
-        QTest::addColumn<QByteArray>("content");
+        Rows<QByteArray> row; // content
         const QByteArray boot = TestFiles::read(u"/proc/sys/kernel/random/boot_id"_s).trimmed();
         const QByteArray head = "ztmake-unfinished-2 " + boot + " - -\n";
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("zeros") << QByteArray(200, '\0');
-        QTest::newRow("head alone") << head;
-        QTest::newRow("half a name") << head + "root/a";
-        QTest::newRow("no end mark") << head + "root/a"_ba + '\0';
-        QTest::newRow("empty name") << head + '\0' + "\n"_ba;
-        QTest::newRow("another boot") << "ztmake-unfinished-2 0-0 - -\n\n"_ba;
-        QTest::newRow("another format") << "ztmake-unfinished-1 " + boot + " - -\n\n";
-        QTest::newRow("a word less") << "ztmake-unfinished-2 " + boot + " -\n\n";
-        QTest::newRow("too large") << head + QByteArray(1 << 20, 'x') + '\0' + "\n"_ba;
+        row("empty", {});
+        row("zeros", QByteArray(200, '\0'));
+        row("head alone", head);
+        row("half a name", head + "root/a");
+        row("no end mark", head + "root/a"_ba + '\0');
+        row("empty name", head + '\0' + "\n"_ba);
+        row("another boot", "ztmake-unfinished-2 0-0 - -\n\n");
+        row("another format", "ztmake-unfinished-1 " + boot + " - -\n\n");
+        row("a word less", "ztmake-unfinished-2 " + boot + " -\n\n");
+        row("too large", head + QByteArray(1 << 20, 'x') + '\0' + "\n"_ba);
     }
     void otherNotesAreTorn()
     {
-        QFETCH(QByteArray, content);
+        const auto [content] = fetch<QByteArray>();
         QVERIFY(TestFiles::write(file(), content));
         UnfinishedNote note(path(u"obj"_s));
         QCOMPARE(read(&note), UnfinishedNote::State::Torn);
@@ -86,13 +85,13 @@ private slots:
 
     void noteThatLeadsElsewhereIsNotFollowed_data()
     {
-        QTest::addColumn<bool>("hard");
-        QTest::newRow("symbolic link") << false;
-        QTest::newRow("hard link") << true;
+        Rows<bool> row; // hard
+        row("symbolic link", false);
+        row("hard link", true);
     }
     void noteThatLeadsElsewhereIsNotFollowed()
     {
-        QFETCH(bool, hard);
+        const auto [hard] = fetch<bool>();
         const QString victim = path(u"victim"_s);
         {
             UnfinishedNote note(path(u"obj"_s));

@@ -1,5 +1,6 @@
 #include "files/filestatus.h"
 
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -80,21 +81,17 @@ private slots:
 
     void outOfDate_data()
     {
-        QTest::addColumn<QString>("input");
-        QTest::addColumn<QString>("output");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("output missing") << u"older"_s << u"missing"_s << true;
-        QTest::newRow("both missing") << u"missing"_s << u"missing"_s << true;
-        QTest::newRow("input missing") << u"missing"_s << u"older"_s << false;
-        QTest::newRow("older by a nanosecond") << u"newer"_s << u"older"_s << true;
-        QTest::newRow("equal") << u"newer"_s << u"newer"_s << false;
-        QTest::newRow("newer by a nanosecond") << u"older"_s << u"newer"_s << false;
+        Rows<QString, QString, bool> row; // input, output, expected
+        row("output missing", u"older"_s, u"missing"_s, true);
+        row("both missing", u"missing"_s, u"missing"_s, true);
+        row("input missing", u"missing"_s, u"older"_s, false);
+        row("older by a nanosecond", u"newer"_s, u"older"_s, true);
+        row("equal", u"newer"_s, u"newer"_s, false);
+        row("newer by a nanosecond", u"older"_s, u"newer"_s, false);
     }
     void outOfDate()
     {
-        QFETCH(QString, input);
-        QFETCH(QString, output);
-        QFETCH(bool, expected);
+        auto [input, output, expected] = fetch<QString, QString, bool>();
         const QTemporaryDir world;
         for (const auto &[name, nanoseconds] :
              {std::pair(u"older"_s, 1), std::pair(u"newer"_s, 2)}) {

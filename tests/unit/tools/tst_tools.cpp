@@ -84,6 +84,15 @@ private slots:
         QCOMPARE(Tools::findProfile({}, u"ztp"_s), expected);
     }
 
+    void extensionIsPartOfAPattern()
+    {
+        const QTemporaryDir world;
+        QVERIFY(TestFiles::write(world.filePath(u"other.ztp"_s)));
+        QDir::setCurrent(world.path());
+        for (const QString &extension : {u"zt?"_s, u"[yz]tp"_s, u"z*"_s})
+            QCOMPARE(Tools::findProfile({}, extension), u"other.ztp"_s);
+    }
+
     void findProfileListsTheWorkingDirectoryWhateverTheArgument()
     {
         const QTemporaryDir world;

@@ -212,6 +212,16 @@ private slots:
         QCOMPARE(reading.spec.filesystems[0].merges.size(), 1);
     }
 
+    void largeFileIsRead()
+    {
+        const Reading reading = readProject(
+                "<!--" + QByteArray(780'000, '=') + "--><Filesystem>"
+                + QByteArray("<Merge Type='File'><Source>a</Source></Merge>").repeated(50'000)
+                + "</Filesystem>");
+        QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
+        QCOMPARE(reading.spec.filesystems[0].merges.size(), 50'000);
+    }
+
     void commentsAreAllowedBetweenElements()
     {
         const Reading reading(QByteArray("<?xml version='1.0'?>\n<!-- c -->") + root

@@ -103,6 +103,18 @@ private slots:
         QCOMPARE(shown(parser.reports()), entries);
     }
 
+    void largeReportIsRead()
+    {
+        const QTemporaryDir world;
+        const QString path = world.filePath(u"report.xml"_s);
+        QVERIFY(TestFiles::write(path,
+                                 document("<!--" + QByteArray(780'000, '=') + "-->"
+                                          + source("<stats total=\"1\"/>").repeated(50'000))));
+        TranslationReportParser parser;
+        QVERIFY2(parser.parse(path), qPrintable(parser.errorString()));
+        QCOMPARE(parser.reports().size(), 50'000);
+    }
+
     void parserMayBeUsedAgain()
     {
         TranslationReportParser parser;
