@@ -4,9 +4,8 @@
 #include "compile/projectmake.h"
 #include "compile/projectmtd16.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "tools/tools.h"
-
-#include <QDir>
 
 using namespace Qt::StringLiterals;
 
@@ -38,7 +37,7 @@ bool Build::makeDirectories()
 
 bool Build::makeDirectory(const QString &directory)
 {
-    if (QDir().mkpath(directory))
+    if (Changes::makeDirectory(directory))
         return true;
     return m_project->raiseError(u"Cannot make directory %1"_s.arg(directory));
 }
@@ -184,6 +183,7 @@ bool Build::addGeneratedFile(const QString &destination, const QString &name,
     const QString path = m_spec.objectFilePath(name);
     if (!m_project->checkNoInput(path, FileStatus::of(path)))
         return false;
+    m_project->making(path, {}, Staleness::Always);
     QString error;
     if (!writeGeneratedFile(path, content, &error))
         return m_project->raiseError(error);

@@ -3,9 +3,10 @@
 #include "build/rootimage.h"
 #include "engine/arguments.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "files/filestatus.h"
 
-#include <QFile>
+#include <QDir>
 
 using namespace Qt::StringLiterals;
 
@@ -36,7 +37,7 @@ bool Translations::scan(const TranslationSources &entry)
     const ProjectSpec &spec = m_project->spec();
     const QString up = u"../"_s;
     const QString reportPath = spec.translationReport();
-    QFile::remove(reportPath);
+    Changes::removeFile(reportPath);
 
     QStringList arguments{u"--xml-report"_s, up + reportPath};
     const QString &baseDirectory = spec.translationBaseDir;
@@ -64,10 +65,12 @@ bool Translations::release(const QString &language)
     const QString target = spec.qmFilePath(language + u".qm"_s);
     const FileStatus input = FileStatus::of(source);
     const FileStatus output = FileStatus::of(target);
-    if (!m_rebuildAll && !m_project->isLeftOver(output) && !output.isOutOfDate(input))
+    const Staleness why = m_project->staleness(input, output, m_rebuildAll);
+    if (why == Staleness::Current)
         return true;
     if (!m_project->checkNoInput(target, output))
         return false;
+    m_project->making(target, source, why);
     QStringList arguments{u"-removeidentical"_s, u"-nounfinished"_s, u"-silent"_s};
     arguments << QDir::toNativeSeparators(source);
     arguments << pathOption(u"-qm"_s, target);

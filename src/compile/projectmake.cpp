@@ -2,6 +2,7 @@
 
 #include "engine/arguments.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "files/copyfile.h"
 #include "tools/tools.h"
 
@@ -39,14 +40,13 @@ bool ProjectMake::needRebuild(const QString &input, const QString &output) const
     return needRebuild(FileStatus::of(input), FileStatus::of(output));
 }
 
-bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output) const
+Staleness ProjectMake::staleness(const FileStatus &input, const FileStatus &output) const
 {
-    if (rebuildAll || !output.exists() || m_project->isLeftOver(output))
-        return true;
-    if (referenceTime.isValid()
+    const Staleness why = m_project->staleness(input, output, rebuildAll);
+    if (why == Staleness::Current && referenceTime.isValid()
         && output.modified().toMilliseconds() < referenceTime.toMSecsSinceEpoch())
-        return true;
-    return output.isOutOfDate(input);
+        return Staleness::OlderThanProjectFile;
+    return why;
 }
 
 bool ProjectMake::doCompile(const QString &relativePath)
@@ -161,7 +161,7 @@ bool ProjectMake::makeMissingDirectory(Directory *directory)
 
 bool ProjectMake::makeDirectory(const QString &path)
 {
-    if (QDir().mkpath(path))
+    if (Changes::makeDirectory(path))
         return true;
     errorString = u"Cannot make directory %1"_s.arg(path);
     return false;
@@ -190,7 +190,8 @@ ProjectMake::preprocess(const File &source, const Destination &destination, Outp
 {
     const QStringList &includes = preprocessorIncludes();
     File output = destination.output("lui");
-    if (!needRebuild(source.status, output.status))
+    const Staleness why = staleness(source.status, output.status);
+    if (why == Staleness::Current)
         return output;
 
     QStringList arguments;
@@ -203,6 +204,7 @@ ProjectMake::preprocess(const File &source, const Destination &destination, Outp
     arguments << u"--root"_s << sourceDirectory; // as stored, unlike every other path
     arguments << pathOption(u"--"_s, source.path());
     chain->input = source.path();
+    m_project->making(output.path(), source.path(), why);
     if (!makeOutput(u"ztlpp"_s, arguments, source, output, chain))
         return {};
     output.status = output.directory->status(output.name);
@@ -213,7 +215,8 @@ std::optional<ProjectMake::File>
 ProjectMake::compileLua(const File &input, const Destination &destination, OutputChain *chain)
 {
     File output = destination.output("luo");
-    if (!needRebuild(input.status, output.status))
+    const Staleness why = staleness(input.status, output.status);
+    if (why == Staleness::Current)
         return output;
 
     QStringList arguments;
@@ -230,6 +233,7 @@ ProjectMake::compileLua(const File &input, const Destination &destination, Outpu
         chain->input = input.path();
         chain->inputStatus = input.status;
     }
+    m_project->making(output.path(), input.path(), why);
     if (!makeOutput(u"ztluac"_s, arguments, input, output, chain))
         return {};
     return output;
@@ -258,12 +262,14 @@ ProjectMake::copy(const File &source, const Destination &destination, OutputChai
 {
     File output{destination.directory, std::string(destination.name), {}};
     output.status = output.directory->status(output.name);
-    if (!needRebuild(source.status, output.status))
+    const Staleness why = staleness(source.status, output.status);
+    if (why == Staleness::Current)
         return output;
+    m_project->making(output.path(), source.path(), why);
     if (!checkOutput(source, output))
         return {};
     const QString path = output.path();
-    if (output.status.exists() && !QFile::remove(path)) {
+    if (output.status.exists() && !Changes::removeFile(path)) {
         m_project->raiseError(u"Cannot delete %1"_s.arg(path));
         return {};
     }

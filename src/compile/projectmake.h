@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/outputguard.h"
+#include "engine/staleness.h"
 #include "files/directory.h"
 #include "model/processspec.h"
 
@@ -57,7 +58,10 @@ public:
 
     /// @return whether the stage that makes @p output from @p input must run
     bool needRebuild(const QString &input, const QString &output) const;
-    bool needRebuild(const FileStatus &input, const FileStatus &output) const;
+    bool needRebuild(const FileStatus &input, const FileStatus &output) const
+    {
+        return staleness(input, output) != Staleness::Current;
+    }
 
 private:
     /// A file of the chain from a source to its object.
@@ -97,6 +101,7 @@ private:
                                    OutputChain *chain);
     std::optional<File> copy(const File &source, const Destination &destination,
                              OutputChain *chain);
+    Staleness staleness(const FileStatus &input, const FileStatus &output) const;
     bool makeOutput(const QString &tool, const QStringList &arguments, const File &input,
                     const File &output, OutputChain *chain);
     /// @return false with the error text set when @p output is an input

@@ -4,7 +4,9 @@
 #include "engine/responsefile.h"
 #include "engine/revision.h"
 #include "engine/toolrunner.h"
+#include "files/changes.h"
 #include "files/filestatus.h"
+#include "files/rehearsal.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -118,6 +120,18 @@ bool Project::endOutputs(OutputChain *chain)
     return m_outputGuard.end(chain, &error) || raiseError(error);
 }
 
+Staleness Project::staleness(const FileStatus &input, const FileStatus &output,
+                             bool rebuildAll) const
+{
+    if (rebuildAll)
+        return Staleness::Forced;
+    if (!output.exists())
+        return Staleness::Missing;
+    if (isLeftOver(output))
+        return Staleness::LeftOver;
+    return output.isOutOfDate(input) ? Staleness::OlderThanInput : Staleness::Current;
+}
+
 bool Project::checkNoInput(const QString &path, const FileStatus &output)
 {
     return !m_inputs.contains(output) || raiseError(u"Cannot write %1"_s.arg(path));
@@ -125,6 +139,8 @@ bool Project::checkNoInput(const QString &path, const FileStatus &output)
 
 bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
 {
+    if (Rehearsal::isOn())
+        return !makeDirectory || makeDirectory();
     const QString directory = m_spec.objectFilePath({});
     const auto onWait = [this, isSaid = std::make_shared<bool>()] {
         if (!std::exchange(*isSaid, true))
@@ -166,6 +182,7 @@ bool Project::makeImage(const QString &image, const Command &command)
 {
     if (!checkInterruption() || !checkNoInput(image, FileStatus::of(image)))
         return false;
+    making(image, {}, Staleness::Always);
     const CommandResult result = m_commandRunner->run(command);
     if (!result.isFinished && result.outcome == CommandResult::Outcome::Interrupted)
         QFile::remove(image);
@@ -188,13 +205,13 @@ bool Project::prepareTemporaryFile(const QString &name, QString *previous)
         if (!checkNoInput(path, status))
             return false;
         // The placeholder is never filled; scripts match the text as it is.
-        if (!QFile::remove(path))
+        if (!Changes::removeFile(path))
             return raiseError(u"Cannot remove %s"_s);
     }
     if (path == *previous)
         return true;
     if (!previous->isEmpty())
-        QFile::remove(*previous);
+        Changes::removeFile(*previous);
     *previous = path;
     return true;
 }
