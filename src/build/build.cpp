@@ -114,10 +114,7 @@ bool Build::addMergeEntries()
 
 bool Build::compileEntry(const MergeSpec &merge, const QString &source)
 {
-    ProcessSpec process;
-    process.mergeFrom(m_spec.process);
-    process.mergeFrom(m_rootFilesystem.process);
-    process.mergeFrom(merge.process);
+    const ProcessSpec process = m_spec.processOf(m_rootFilesystem, merge);
     if (!process.isActive())
         return true;
 

@@ -1,6 +1,7 @@
 #include "companion/commandline.h"
 
 #include "app/makeproject.h"
+#include "companion/check.h"
 #include "companion/why.h"
 
 #include <QCommandLineParser>
@@ -85,13 +86,30 @@ int runWhy(const QStringList &arguments)
     return tellWhy({line.argument(), line.isSet("all"), line.isSet("commands")});
 }
 
+int runCheck(const QStringList &arguments)
+{
+    SubCommandLine line(arguments, "Finds what would build the wrong firmware.",
+                        projectFileArgument);
+    line.addFlag("strict", "fail for warnings, too");
+    line.addOption("format", "text, as compilers put it, or json", "format");
+    if (const std::optional<int> status = line.read())
+        return *status;
+    const QString format = line.value("format");
+    if (!format.isEmpty() && format != "text"_L1 && format != "json"_L1) {
+        printMessage(u"Unknown format %1: there are text and json."_s.arg(format));
+        return 1;
+    }
+    return checkProject({line.argument(), line.isSet("strict"), format == "json"_L1});
+}
+
 struct SubCommand
 {
     const char *name;
     int (*run)(const QStringList &arguments);
 };
 
-constexpr std::array<SubCommand, 1> subCommands{{
+constexpr std::array<SubCommand, 2> subCommands{{
+        {"check", runCheck},
         {"why", runWhy},
 }};
 
