@@ -1,5 +1,6 @@
 #include "companion/checkedproject.h"
 
+#include "companion/sdkathand.h"
 #include "tools/tools.h"
 
 #include <QDir>
@@ -21,13 +22,9 @@ QString joined(const QString &directory, const QString &path)
     return QDir::isAbsolutePath(path) ? path : Tools::ensureDirectorySeparator(directory) + path;
 }
 
-/// @return the models that the SDK has a kernel for
 QString knownModels(const ProjectSpec &spec)
 {
-    const QString end = u"-kernel.bin"_s;
-    QStringList models = QDir(spec.sdkPath(u"kernel"_s)).entryList({u'*' + end}, QDir::Files);
-    for (QString &model : models)
-        model.chop(end.size());
+    const QStringList models = modelsOf(spec.sdkCache);
     return models.isEmpty() ? u"none"_s : models.join(u", "_s);
 }
 

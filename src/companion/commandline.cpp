@@ -2,6 +2,8 @@
 
 #include "app/makeproject.h"
 #include "companion/check.h"
+#include "companion/init.h"
+#include "companion/size.h"
 #include "companion/why.h"
 
 #include <QCommandLineParser>
@@ -50,7 +52,9 @@ public:
             return 1;
         }
         if (m_parser.isSet(u"help"_s)) {
-            std::fputs(qPrintable(m_parser.helpText()), stdout);
+            QString text = m_parser.helpText();
+            text.replace(QCoreApplication::arguments().value(0), u"ztproject"_s);
+            std::fputs(qPrintable(text), stdout);
             return 0;
         }
         if (m_parser.positionalArguments().size() > 2) {
@@ -73,7 +77,7 @@ private:
 };
 
 constexpr std::array projectFileArgument{
-        "project-file", "the project file; by default the one that ztmake would take"};
+        "file", "the project file; by default the one that ztmake would take"};
 
 int runWhy(const QStringList &arguments)
 {
@@ -102,14 +106,44 @@ int runCheck(const QStringList &arguments)
     return checkProject({line.argument(), line.isSet("strict"), format == "json"_L1});
 }
 
+int runInit(const QStringList &arguments)
+{
+    SubCommandLine line(arguments, "Starts a project that builds at once.",
+                        {"name", "the project's directory, which is made"});
+    line.addOption("model", "a device model; can be repeated", "model");
+    line.addOption("language", "translate into this language; can be repeated", "language");
+    line.addOption("sdk", "the version or the directory of the SDK", "sdk");
+    line.addFlag("key", "make a key, and sign the firmware with it");
+    if (const std::optional<int> status = line.read())
+        return *status;
+    if (line.argument().isEmpty()) {
+        printMessage(u"Name the project: ztproject init NAME"_s);
+        return 1;
+    }
+    return startProject({line.argument(), line.value("sdk"), line.values("model"),
+                         line.values("language"), line.isSet("key")});
+}
+
+int runSize(const QStringList &arguments)
+{
+    SubCommandLine line(arguments, "Shows what the firmware of the last build holds.",
+                        projectFileArgument);
+    line.addOption("svg", "draw the sizes into this file", "file");
+    if (const std::optional<int> status = line.read())
+        return *status;
+    return showSizes({line.argument(), line.value("svg")});
+}
+
 struct SubCommand
 {
     const char *name;
     int (*run)(const QStringList &arguments);
 };
 
-constexpr std::array<SubCommand, 2> subCommands{{
+constexpr std::array<SubCommand, 4> subCommands{{
         {"check", runCheck},
+        {"init", runInit},
+        {"size", runSize},
         {"why", runWhy},
 }};
 
