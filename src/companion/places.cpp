@@ -67,7 +67,7 @@ Place Places::attribute(const QString &path, const QString &name, qsizetype numb
         return placeOf(*element, name);
     const qsizetype slash = path.lastIndexOf(u'/');
     if (slash > 0)
-        return element(path.first(slash));
+        return element(path.first(slash), find(path.first(slash), number) ? number : 0);
     return m_elements.isEmpty() ? Place{1, 1} : placeOf(m_elements.first(), {});
 }
 

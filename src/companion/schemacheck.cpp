@@ -32,26 +32,30 @@ using ParserContext = std::unique_ptr<xmlParserCtxt, Free<xmlFreeParserCtxt>>;
 using SchemaParserContext = std::unique_ptr<xmlSchemaParserCtxt, Free<xmlSchemaFreeParserCtxt>>;
 using ValidationContext = std::unique_ptr<xmlSchemaValidCtxt, Free<xmlSchemaFreeValidCtxt>>;
 
-void ignoreError(void *, xmlErrorPtr) {}
+/// Takes the first mistake; most of the others follow from it.
+void takeSyntaxError(void *context, xmlErrorPtr error)
+{
+    auto *findings = static_cast<QList<Finding> *>(static_cast<xmlParserCtxt *>(context)->_private);
+    if (!findings->isEmpty() || error->level < XML_ERR_ERROR)
+        return;
+    findings->append({.severity = Finding::Severity::Error,
+                      .file = {},
+                      .place = {error->line, error->int2},
+                      .check = u"xml"_s,
+                      .text = QString::fromUtf8(error->message).trimmed(),
+                      .cure = u"Write well-formed XML; look at the quotes, the < and the end tags "
+                              "from here upwards."_s});
+}
 
 /// @return the document; null with the mistake in @p findings
 Document parse(const QByteArray &text, QList<Finding> *findings)
 {
     const ParserContext context(xmlNewParserCtxt());
-    context->sax->serror = ignoreError; // the context keeps the last one
-    Document document(xmlCtxtReadMemory(context.get(), text.constData(),
-                                        static_cast<int>(text.size()), nullptr, nullptr,
-                                        XML_PARSE_NONET));
-    if (const xmlError *error = xmlCtxtGetLastError(context.get()); error && !document) {
-        findings->append({.severity = Finding::Severity::Error,
-                          .file = {},
-                          .place = {error->line, error->int2},
-                          .check = u"xml"_s,
-                          .text = QString::fromUtf8(error->message).trimmed(),
-                          .cure = u"Write well-formed XML; look at the quotes, the < and the end "
-                                  "tags from here upwards."_s});
-    }
-    return document;
+    context->_private = findings;
+    context->sax->serror = takeSyntaxError;
+    return Document(xmlCtxtReadMemory(context.get(), text.constData(),
+                                      static_cast<int>(text.size()), nullptr, nullptr,
+                                      XML_PARSE_NONET));
 }
 
 /// @return the number of an element in document order

@@ -3,10 +3,10 @@
 #include "model/projectspec.h"
 #include "tools/sdkdir.h"
 
-#include <QCollator>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QVersionNumber>
 
 #include <algorithm>
 
@@ -44,9 +44,11 @@ SdkAtHand newestSdk(const QString &projectFile)
 {
     QStringList names =
             QDir(Tools::zeltaSDKRepositoryDir()).entryList({directoryPrefix + u'*'}, QDir::Dirs);
-    QCollator collator;
-    collator.setNumericMode(true);
-    std::sort(names.begin(), names.end(), collator);
+    const auto version = [](const QString &name) {
+        return QVersionNumber::fromString(name.sliced(directoryPrefix.size()));
+    };
+    std::sort(names.begin(), names.end(),
+              [&version](const QString &a, const QString &b) { return version(a) < version(b); });
     return names.isEmpty() ? SdkAtHand()
                            : lookUp(names.last().sliced(directoryPrefix.size()), projectFile);
 }
