@@ -38,8 +38,9 @@ Place Places::placeAt(qsizetype offset) const
 
 Place Places::placeOf(const Element &element, const QString &attribute) const
 {
-    // The reader has taken the "<" already when text stands before it.
-    const qsizetype start = m_text.lastIndexOf(u'<', element.start);
+    // Behind a text the reader has taken the "<" already.
+    const bool isTaken = element.start > 0 && m_text[element.start - 1] == u'<';
+    const qsizetype start = isTaken ? element.start - 1 : m_text.indexOf(u'<', element.start);
     if (attribute.isEmpty())
         return placeAt(start);
     const QRegularExpression pattern(u"\\s(%1)\\s*="_s.arg(QRegularExpression::escape(attribute)));
