@@ -147,7 +147,7 @@ QDateTime changeTime(const QString &path)
 /// Sources that came to where they are after their objects were made, with older times.
 void checkReplacedSources(CheckedProject *project, const AllOutputs &all, const QSet<QString> &made)
 {
-    constexpr qint64 slack = 2'000; // milliseconds
+    constexpr qint64 slack = 100; // milliseconds; a tool may rename what it has written
     int count = 0;
     QString example;
     for (auto pair = all.firstOutputs.constBegin(); pair != all.firstOutputs.constEnd(); ++pair) {

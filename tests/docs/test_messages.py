@@ -84,7 +84,7 @@ class Messages(unittest.TestCase):
     def setUpClass(cls):
         cls.text = formatted("ztmake.1")
         section = cls.text.split("\n   The command line\n")[1].split("\n   Behind the scenes\n")
-        hidden = section[1].split("\nTRAPS\n")[0]
+        hidden = section[1].split("\nSECURITY\n")[0]
         cls.lines = [line for line in (section[0] + "\n" + hidden).splitlines() if line.strip()]
         cls.entries = [line.strip() for line in cls.lines
                        if re.match(r"       \S", line) and line.strip() not in REMARKS]
