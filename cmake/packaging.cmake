@@ -17,7 +17,7 @@ install(FILES docs/installed.md RENAME README.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT distribution)
 install(FILES CHANGELOG.md SECURITY.md docs/cookbook.md docs/project-file.md docs/editors.md
     DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT distribution)
-install(FILES docs/ci/Containerfile
+install(FILES docs/ci/Containerfile docs/ci/gitlab-ci.yml docs/ci/github-workflow.yml
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/ci COMPONENT distribution)
 install(PROGRAMS docs/ci/build-firmware
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/ci COMPONENT distribution)
