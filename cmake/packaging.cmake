@@ -72,8 +72,7 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME ztmake)
-set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}
-${CPACK_PACKAGE_DESCRIPTION}")
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS xml-core)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS "libxml2-utils, subversion, ztmake-samples")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA
@@ -82,9 +81,10 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_SAMPLES_PACKAGE_NAME ztmake-samples)
 set(CPACK_DEBIAN_SAMPLES_PACKAGE_DEPENDS
     "ztmake (= ${PROJECT_VERSION}-1), python3, lua5.1, qt6-l10n-tools")
-set(CPACK_DEBIAN_SAMPLES_DESCRIPTION "sample SDK and sample projects for ztmake
-A stand-in for a device SDK, with which ztmake can be tried on any machine:
-tools that do real work, kernels of invented devices, and two projects.
+set(CPACK_DEBIAN_SAMPLES_DESCRIPTION
+"This package has the samples: a stand-in for a device SDK, with which ztmake
+can be tried on any machine, with tools that do real work and kernels of
+invented devices; and two projects.
 .
 Its directory is /usr/lib/ztmake/ZeltaSDK.")
 # What only Debian has in a place or a form of its own.
