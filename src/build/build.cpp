@@ -3,9 +3,8 @@
 #include "build/generatedfiles.h"
 #include "compile/projectmtd16.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "tools/tools.h"
-
-#include <QDir>
 
 using namespace Qt::StringLiterals;
 
@@ -44,7 +43,7 @@ bool Build::makeDirectories()
 
 bool Build::makeDirectory(const QString &directory)
 {
-    if (QDir().mkpath(directory))
+    if (Changes::makeDirectory(directory))
         return true;
     return m_project->raiseError(u"Cannot make directory %1"_s.arg(directory));
 }
@@ -123,10 +122,7 @@ bool Build::addMergeEntries()
 
 bool Build::compileEntry(const MergeSpec &merge, const QString &source)
 {
-    ProcessSpec process;
-    process.mergeFrom(m_spec.process);
-    process.mergeFrom(m_rootFilesystem.process);
-    process.mergeFrom(merge.process);
+    const ProcessSpec process = m_spec.processOf(m_rootFilesystem, merge);
     if (!process.isActive())
         return true;
 
@@ -191,6 +187,7 @@ bool Build::addGeneratedFile(const QString &destination, const QString &name,
     const QString path = m_spec.objectFilePath(name);
     if (!m_project->checkNoInput(path, FileStatus::of(path)))
         return false;
+    m_project->making(path, {}, Staleness::Always);
     QString error;
     if (!writeGeneratedFile(path, content, &error))
         return m_project->raiseError(error);

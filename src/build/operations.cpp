@@ -1,6 +1,7 @@
 #include "build/build.h"
 #include "engine/arguments.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "tools/tools.h"
 
 #include <QDir>
@@ -74,7 +75,7 @@ bool Project::cleanFirmwareFolder()
     for (const QString &file : files) {
         if (verbosity > 1)
             msg(u"Removing "_s + file);
-        QFile::remove(folder.filePath(file));
+        Changes::removeFile(folder.filePath(file));
     }
     return true;
 }

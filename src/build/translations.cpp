@@ -3,9 +3,10 @@
 #include "build/rootimage.h"
 #include "engine/arguments.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "files/filestatus.h"
 
-#include <QFile>
+#include <QDir>
 
 #include <algorithm>
 #include <utility>
@@ -20,7 +21,7 @@ class CatalogueJob final : public Job
 public:
     CatalogueJob(Project *project, const QString &language, bool rebuildAll)
         : m_project(project), m_source(project->spec().tsFilePath(language + u".ts"_s)),
-          m_target(project->spec().qmFilePath(language + u".qm"_s)), m_isDue(rebuildAll)
+          m_target(project->spec().qmFilePath(language + u".qm"_s)), m_rebuildAll(rebuildAll)
     {
     }
 
@@ -33,15 +34,18 @@ public:
             return true;
         const FileStatus input = FileStatus::of(m_source);
         const FileStatus output = FileStatus::of(m_target);
-        if (!m_isDue && !m_project->isLeftOver(output) && !output.isOutOfDate(input))
+        const Staleness why = m_project->staleness(input, output, m_rebuildAll);
+        if (why == Staleness::Current)
             return true;
         QStringList arguments{u"-removeidentical"_s, u"-nounfinished"_s, u"-silent"_s};
         arguments << QDir::toNativeSeparators(m_source);
         arguments << pathOption(u"-qm"_s, m_target);
         *command = m_project->toolCommand(u"lrelease"_s, arguments, m_project->spec().verbose);
         m_chain = {.input = m_source, .inputStatus = input, .removesAfterFailure = false};
-        return m_project->checkNoInput(m_target, output)
-               && m_project->beginOutputs(&m_chain, {m_target});
+        if (!m_project->checkNoInput(m_target, output))
+            return false;
+        m_project->making(m_target, m_source, why);
+        return m_project->beginOutputs(&m_chain, {m_target});
     }
 
     void ended(const CommandResult &result) override
@@ -55,7 +59,7 @@ private:
     Project *m_project;
     QString m_source;
     QString m_target;
-    bool m_isDue;
+    bool m_rebuildAll;
     bool m_hasBegun = false;
     OutputChain m_chain;
 };
@@ -90,7 +94,7 @@ bool Translations::scan(const TranslationSources &entry)
     const ProjectSpec &spec = m_project->spec();
     const QString up = u"../"_s;
     const QString reportPath = spec.translationReport();
-    QFile::remove(reportPath);
+    Changes::removeFile(reportPath);
 
     QStringList arguments{u"--xml-report"_s, up + reportPath};
     const QString &baseDirectory = spec.translationBaseDir;

@@ -76,7 +76,7 @@ bool LuaJob::preprocess(std::optional<Command> *command)
     arguments << pathOption(u"--"_s, m_files.source.path);
     *command = m_project->toolCommand(u"ztlpp"_s, arguments, m_make.verbosity);
     m_chain.input = m_files.source.path;
-    return begin(m_files.preprocessed, m_files.source.status);
+    return begin(m_files.preprocessed, m_files.source);
 }
 
 bool LuaJob::compile(const SeenFile &input, std::optional<Command> *command)
@@ -93,14 +93,16 @@ bool LuaJob::compile(const SeenFile &input, std::optional<Command> *command)
         m_chain.input = input.path;
         m_chain.inputStatus = input.status;
     }
-    return begin(m_files.compiled, input.status);
+    return begin(m_files.compiled, input);
 }
 
-bool LuaJob::begin(const SeenFile &output, const FileStatus &input)
+bool LuaJob::begin(const SeenFile &output, const SeenFile &input)
 {
     m_output = output.path;
-    return m_project->checkNoInput(output.path, output.status, input)
-           && m_project->beginOutputs(&m_chain, {m_output});
+    if (!m_project->checkNoInput(output.path, output.status, input.status))
+        return false;
+    m_project->making(output.path, input.path, m_make.staleness(input.status, output.status));
+    return m_project->beginOutputs(&m_chain, {m_output});
 }
 
 void LuaJob::ended(const CommandResult &result)

@@ -42,7 +42,7 @@ private:
 
     bool preprocess(std::optional<Command> *command);
     bool compile(const SeenFile &input, std::optional<Command> *command);
-    bool begin(const SeenFile &output, const FileStatus &input);
+    bool begin(const SeenFile &output, const SeenFile &input);
 
     Project *m_project;
     const ProjectMake &m_make;

@@ -3,10 +3,10 @@
 #include "compile/luajob.h"
 #include "engine/arguments.h"
 #include "engine/project.h"
+#include "files/changes.h"
 #include "files/copyfile.h"
 #include "tools/tools.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -41,14 +41,13 @@ bool ProjectMake::needRebuild(const QString &input, const QString &output) const
     return needRebuild(FileStatus::of(input), FileStatus::of(output));
 }
 
-bool ProjectMake::needRebuild(const FileStatus &input, const FileStatus &output) const
+Staleness ProjectMake::staleness(const FileStatus &input, const FileStatus &output) const
 {
-    if (rebuildAll || !output.exists() || m_project->isLeftOver(output))
-        return true;
-    if (referenceTime.isValid()
+    const Staleness why = m_project->staleness(input, output, rebuildAll);
+    if (why == Staleness::Current && referenceTime.isValid()
         && output.modified().toMilliseconds() < referenceTime.toMSecsSinceEpoch())
-        return true;
-    return output.isOutOfDate(input);
+        return Staleness::OlderThanProjectFile;
+    return why;
 }
 
 bool ProjectMake::doCompile(const QString &relativePath)
@@ -152,7 +151,7 @@ bool ProjectMake::makeMissingDirectory(Directory *directory)
 
 bool ProjectMake::makeDirectory(const QString &path)
 {
-    if (QDir().mkpath(path))
+    if (Changes::makeDirectory(path))
         return true;
     errorString = u"Cannot make directory %1"_s.arg(path);
     return false;
@@ -224,12 +223,14 @@ std::optional<QString> ProjectMake::copy(const File &source, const Destination &
     File output{destination.directory, std::string(destination.name), {}};
     output.status = output.directory->status(output.name);
     const QString path = output.path();
-    if (!needRebuild(source.status, output.status))
+    const Staleness why = staleness(source.status, output.status);
+    if (why == Staleness::Current)
         return path;
+    m_project->making(path, source.path(), why);
     // What a job that is running reads must not change.
     if (!m_project->jobs().finish() || !m_project->checkNoInput(path, output.status, source.status))
         return {};
-    if (output.status.exists() && !QFile::remove(path)) {
+    if (output.status.exists() && !Changes::removeFile(path)) {
         m_project->raiseError(u"Cannot delete %1"_s.arg(path));
         return {};
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/outputguard.h"
+#include "engine/staleness.h"
 #include "files/directory.h"
 #include "model/processspec.h"
 
@@ -60,7 +61,12 @@ public:
 
     /// @return whether the stage that makes @p output from @p input must run
     bool needRebuild(const QString &input, const QString &output) const;
-    bool needRebuild(const FileStatus &input, const FileStatus &output) const;
+    bool needRebuild(const FileStatus &input, const FileStatus &output) const
+    {
+        return staleness(input, output) != Staleness::Current;
+    }
+    /// @return why it must
+    Staleness staleness(const FileStatus &input, const FileStatus &output) const;
 
 private:
     /// A file on the way from a source to its object.

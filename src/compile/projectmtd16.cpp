@@ -15,11 +15,6 @@ bool ProjectMtd16::needRebuild(const QDateTime &inputTime, const QString &output
            || status.modified().toMilliseconds() < inputTime.toMSecsSinceEpoch();
 }
 
-bool ProjectMtd16::needRebuild(const FileStatus &input, const FileStatus &output) const
-{
-    return rebuildAll || m_project->isLeftOver(output) || output.isOutOfDate(input);
-}
-
 bool ProjectMtd16::compile()
 {
     const FileStatus definition = FileStatus::of(definitionFile);
@@ -31,8 +26,10 @@ bool ProjectMtd16::compile()
     QStringList arguments;
     const auto request = [&](const QString &option, const QString &output) {
         const FileStatus status = FileStatus::of(output);
-        if (output.isEmpty() || !needRebuild(definition, status))
+        const Staleness why = m_project->staleness(definition, status, rebuildAll);
+        if (output.isEmpty() || why == Staleness::Current)
             return true;
+        m_project->making(output, definitionFile, why);
         requested << output;
         arguments << option << output;
         return m_project->checkNoInput(output, status);

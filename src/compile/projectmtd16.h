@@ -32,7 +32,5 @@ public:
     bool needRebuild(const QDateTime &inputTime, const QString &output) const;
 
 private:
-    bool needRebuild(const FileStatus &input, const FileStatus &output) const;
-
     Project *m_project;
 };

@@ -3,6 +3,7 @@
 #include "engine/interruption.h"
 #include "engine/outsidenote.h"
 #include "files/disksync.h"
+#include "files/rehearsal.h"
 #include "files/removebelow.h"
 #include "model/projectspec.h"
 #include "tools/tools.h"
@@ -128,11 +129,15 @@ bool OutputGuard::isLeftOver(const FileStatus &output) const
 
 bool OutputGuard::writeNote(QString *error)
 {
-    return note().write(m_unfinished, error);
+    return Rehearsal::isOn() || note().write(m_unfinished, error);
 }
 
 bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString *error)
 {
+    if (Rehearsal::isOn()) {
+        chain->outputs += outputs;
+        return true;
+    }
     if (!m_projectFile)
         m_projectFile = FileStatus::of(m_spec.projectFile);
     bool isNoted = false;
@@ -159,6 +164,11 @@ bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString 
 
 void OutputGuard::finish(OutputChain *chain)
 {
+    if (Rehearsal::isOn()) {
+        for (const QString &output : std::as_const(chain->outputs))
+            Rehearsal::make(output);
+        return;
+    }
     if (oldestEdit(*chain))
         return;
     for (const QString &output : std::as_const(chain->outputs)) {
@@ -187,6 +197,10 @@ bool OutputGuard::forget(const QString &output, QString *error)
 
 bool OutputGuard::end(OutputChain *chain, QString *error)
 {
+    if (Rehearsal::isOn()) {
+        chain->outputs.clear();
+        return true;
+    }
     bool ok = true;
     const std::optional<FileTime> oldest = oldestEdit(*chain);
     for (const QString &output : std::as_const(chain->outputs)) {
@@ -228,7 +242,7 @@ void OutputGuard::close(bool operationSucceeded)
                 m_note->allSince()
                 && (Interruption::signal() != 0 || (m_isRestInherited && !operationSucceeded));
         const bool isOnDisk = m_isNoteLeft || m_note->isWritten();
-        if (isOnDisk && !isRestLeft && m_unfinished.isEmpty()) {
+        if (isOnDisk && !isRestLeft && m_unfinished.isEmpty() && !Rehearsal::isOn()) {
             if (!m_directories.isEmpty())
                 DiskSync::fileSystemsOf(m_directories.values());
             m_note->remove();

@@ -1,7 +1,9 @@
 #include "engine/outsidenote.h"
 
+#include "files/changes.h"
 #include "files/disksync.h"
 #include "files/filestatus.h"
+#include "files/rehearsal.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -61,8 +63,9 @@ bool OutsideNote::recover(const QString &output)
     struct stat data = {};
     if (lstat(path.constData(), &data) != 0)
         return true;
-    if (!QFile::remove(output) && FileStatus::of(output).isRegularFile())
+    if (!Changes::removeFile(output) && FileStatus::of(output).isRegularFile())
         return false;
-    unlink(path.constData());
+    if (!Rehearsal::isOn())
+        unlink(path.constData());
     return true;
 }

@@ -5,7 +5,9 @@
 #include "engine/responsefile.h"
 #include "engine/revision.h"
 #include "engine/toolrunner.h"
+#include "files/changes.h"
 #include "files/filestatus.h"
+#include "files/rehearsal.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -135,6 +137,18 @@ bool Project::endOutputs(OutputChain *chain)
     return m_outputGuard.end(chain, &error) || raiseError(error);
 }
 
+Staleness Project::staleness(const FileStatus &input, const FileStatus &output,
+                             bool rebuildAll) const
+{
+    if (rebuildAll)
+        return Staleness::Forced;
+    if (!output.exists())
+        return Staleness::Missing;
+    if (isLeftOver(output))
+        return Staleness::LeftOver;
+    return output.isOutOfDate(input) ? Staleness::OlderThanInput : Staleness::Current;
+}
+
 bool Project::checkNoInput(const QString &path, const FileStatus &output, const FileStatus &input)
 {
     return (!output.isSameFileAs(input) && !m_inputs.contains(output))
@@ -143,6 +157,8 @@ bool Project::checkNoInput(const QString &path, const FileStatus &output, const 
 
 bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
 {
+    if (Rehearsal::isOn())
+        return !makeDirectory || makeDirectory();
     const QString directory = m_spec.objectFilePath({});
     const auto onWait = [this, isSaid = std::make_shared<bool>()] {
         if (!std::exchange(*isSaid, true))
@@ -191,7 +207,10 @@ bool Project::makeImage(const QString &image, const Command &command)
 
 bool Project::beginImage(const QString &image)
 {
-    return checkInterruption() && checkNoInput(image, FileStatus::of(image));
+    if (!checkInterruption() || !checkNoInput(image, FileStatus::of(image)))
+        return false;
+    making(image, {}, Staleness::Always);
+    return true;
 }
 
 void Project::imageEnded(const QString &image, const CommandResult &result)
@@ -216,13 +235,13 @@ bool Project::prepareTemporaryFile(const QString &name, QString *previous)
         if (!checkNoInput(path, status))
             return false;
         // The placeholder is never filled; scripts match the text as it is.
-        if (!QFile::remove(path))
+        if (!Changes::removeFile(path))
             return raiseError(u"Cannot remove %s"_s);
     }
     if (path == *previous)
         return true;
     if (!previous->isEmpty())
-        QFile::remove(*previous);
+        Changes::removeFile(*previous);
     *previous = path;
     return true;
 }

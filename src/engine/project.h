@@ -5,6 +5,7 @@
 #include "engine/inputs.h"
 #include "engine/jobqueue.h"
 #include "engine/outputguard.h"
+#include "engine/staleness.h"
 #include "model/projectspec.h"
 
 #include <memory>
@@ -67,6 +68,10 @@ public:
     /// @param line  empty: no job is running
     virtual void showProgress(const QString &line) { Q_UNUSED(line) }
 
+    /// Told of every output before it is made, for those who want to know why.
+    /// @param input  what it is made from; may be empty
+    virtual void making(const QString & /*output*/, const QString & /*input*/, Staleness /*why*/) {}
+
     /// Records the reason of a failure.
     /// @return false, always, so that a step can return its result directly
     bool raiseError(const QString &text);
@@ -115,6 +120,10 @@ public:
 
     /// @return whether an interrupted build was to make @p output anew, and did not
     bool isLeftOver(const FileStatus &output) const { return m_outputGuard.isLeftOver(output); }
+
+    /// @return why a step is to make @p output from @p input, by the rules that hold for all
+    /// @param rebuildAll  whether every output counts as out of date
+    Staleness staleness(const FileStatus &input, const FileStatus &output, bool rebuildAll) const;
 
     /// @param output  what is about to be removed or written to
     /// @param input  what it is made from, besides the inputs that the project names

@@ -1,5 +1,7 @@
 #include "files/directory.h"
 
+#include "files/rehearsal.h"
+
 #include <QFile>
 #include <QStringBuilder>
 
@@ -96,11 +98,24 @@ QString Directory::filePath(const std::string &name) const
 
 FileStatus Directory::status(const std::string &name)
 {
+    if (Rehearsal::isOn())
+        return FileStatus::of(filePath(name));
     return ensureOpen() ? FileStatus::of(m_descriptor, name.c_str())
                         : FileStatus::afterError(errno);
 }
 
 DirectoryListing Directory::luaFilesAndDirectories()
+{
+    DirectoryListing listing = listOnDisk();
+    if (Rehearsal::isOn()) {
+        if (listing.error == ENOENT && Rehearsal::isNewDirectory(m_path))
+            listing.error = 0;
+        Rehearsal::amend(m_path, &listing);
+    }
+    return listing;
+}
+
+DirectoryListing Directory::listOnDisk()
 {
     DirectoryListing listing;
     close(); // it may have been opened for queries only

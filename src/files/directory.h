@@ -56,6 +56,8 @@ public:
     DirectoryListing luaFilesAndDirectories();
 
 private:
+    DirectoryListing listOnDisk();
+
     static constexpr int closed = -1; // what open(2) returns on failure, too
 
     QString m_path;

@@ -1,5 +1,7 @@
 #include "files/filestatus.h"
 
+#include "files/rehearsal.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -9,6 +11,10 @@
 
 FileStatus FileStatus::of(const QString &path)
 {
+    if (Rehearsal::isOn()) {
+        if (const std::optional<FileStatus> planned = Rehearsal::status(path))
+            return *planned;
+    }
     return of(AT_FDCWD, QFile::encodeName(path).constData());
 }
 
@@ -35,6 +41,22 @@ FileStatus FileStatus::afterError(int error)
     const bool isMissing = error == ENOENT || error == ENOTDIR || error == ELOOP
                            || error == ENAMETOOLONG || error == EACCES;
     status.m_kind = isMissing ? Kind::Missing : Kind::Unknown;
+    return status;
+}
+
+FileStatus FileStatus::madeFile(const FileId &id, const FileTime &time)
+{
+    FileStatus status;
+    status.m_kind = Kind::RegularFile;
+    status.m_modified = time;
+    status.m_id = id;
+    return status;
+}
+
+FileStatus FileStatus::madeDirectory(const FileId &id, const FileTime &time)
+{
+    FileStatus status = madeFile(id, time);
+    status.m_kind = Kind::Directory;
     return status;
 }
 

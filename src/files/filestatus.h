@@ -58,6 +58,10 @@ public:
     /// @return the status of a file whose stat failed with @p error, an errno
     static FileStatus afterError(int error);
 
+    /// @return the status of what a rehearsal makes
+    static FileStatus madeFile(const FileId &id, const FileTime &time);
+    static FileStatus madeDirectory(const FileId &id, const FileTime &time);
+
     /// @return false when unknown, too
     bool exists() const { return m_kind > Kind::Unknown; }
     bool isUnknown() const { return m_kind == Kind::Unknown; }

@@ -1,5 +1,8 @@
 #include "files/removebelow.h"
 
+#include "files/changes.h"
+#include "files/rehearsal.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -47,7 +50,11 @@ Removal removeFileBelow(const QString &directory, const QString &name)
     ::close(top);
     if (parent < 0)
         return reason == ENOENT || reason == ENOTDIR ? Removal::Gone : Removal::Outside;
-    const Removal removal = removeIn(parent, file);
+    Removal removal = Removal::Gone;
+    if (!Rehearsal::isOn())
+        removal = removeIn(parent, file);
+    else if (const QString whole = directory + u'/' + name; FileStatus::of(whole).isRegularFile())
+        Changes::removeFile(whole);
     ::close(parent);
     return removal;
 }

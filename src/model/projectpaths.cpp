@@ -120,6 +120,14 @@ void ProjectSpec::setSdk(const QString &sdkName)
     sdkCache.clear();
 }
 
+void ProjectSpec::searchSdk(const std::function<bool(const QString &)> &take) const
+{
+    const QString versioned = u"sdk-"_s + sdk;
+    if (take(projectFilePath(versioned)) || take(projectFilePath(sdk)))
+        return;
+    take(Tools::ensureDirectorySeparator(Tools::zeltaSDKRepositoryDir()) + versioned);
+}
+
 void ProjectSpec::refreshSdkCache() const
 {
     sdkCache.clear();
@@ -131,14 +139,10 @@ void ProjectSpec::refreshSdkCache() const
         sdkCache = sdk;
         return;
     }
-    const auto take = [this](const QString &candidate) {
+    searchSdk([this](const QString &candidate) {
         if (!FileStatus::of(candidate).isDirectory())
             return false;
         sdkCache = candidate;
         return true;
-    };
-    const QString versioned = u"sdk-"_s + sdk;
-    if (take(projectFilePath(versioned)) || take(projectFilePath(sdk)))
-        return;
-    take(Tools::ensureDirectorySeparator(Tools::zeltaSDKRepositoryDir()) + versioned);
+    });
 }

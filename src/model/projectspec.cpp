@@ -23,6 +23,15 @@ void ProjectSpec::clear()
     translationBaseDir = u"/usr/lib/lua"_s;
 }
 
+ProcessSpec ProjectSpec::processOf(const FilesystemSpec &filesystem, const MergeSpec &merge) const
+{
+    ProcessSpec result;
+    result.mergeFrom(process);
+    result.mergeFrom(filesystem.process);
+    result.mergeFrom(merge.process);
+    return result;
+}
+
 TargetSpec *ProjectSpec::findTargetByName(const QString &model)
 {
     const auto found = std::find_if(targets.begin(), targets.end(), [&](const TargetSpec &target) {

@@ -3,6 +3,8 @@
 #include "model/filesystemspec.h"
 #include "model/targetspec.h"
 
+#include <functional>
+
 /// A whole project as its project file describes it, and the rules that turn its names into paths.
 ///
 /// The path functions decide by the text alone whether a name is relative; only the SDK search
@@ -50,6 +52,10 @@ struct ProjectSpec
     /// @return the level of the steps for a filesystem or target that sets @p own: that one when it
     /// is set, else the project's
     int inheritedLevel(int own) const { return own >= 0 ? own : verbose; }
+
+    /// @return how the sources of @p merge are processed: the project's settings, over them the
+    /// filesystem's, over these its own
+    ProcessSpec processOf(const FilesystemSpec &filesystem, const MergeSpec &merge) const;
 
     /// Prepares the record for a new read. The result differs from a new record: `interactive`
     /// becomes unset, `mtd16` off, `translationBaseDir` "/usr/lib/lua", and the languages and the
@@ -101,6 +107,9 @@ struct ProjectSpec
     /// Searches the SDK directory and keeps it in `sdkCache`, empty when there is none. An absolute
     /// `sdk` is taken without a look at the disk.
     void refreshSdkCache() const;
+    /// Names the directories that the SDK is looked for in, in their order, until @p take returns
+    /// true.
+    void searchSdk(const std::function<bool(const QString &candidate)> &take) const;
 
 private:
     QString pathBelow(const QString &directory, const QString &defaultDirectory,

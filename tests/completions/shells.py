@@ -18,6 +18,19 @@ def options():
     return found | {f"-{code[1]}" for _, code in long_options if code.startswith("'")}
 
 
+def program_of(line):
+    """The program whose command line it is."""
+    return line.split(" ")[0]
+
+
+def companion_options():
+    """The options of each command of the companion program, as its source has them."""
+    text = (SOURCES / "src/companion/commandline.cpp").read_text()
+    return {command.lower(): {f"--{name}" for name in re.findall(r'add(?:Flag|Option)\("(\w+)"', body)}
+            for command, body in re.findall(r"^int run(\w+)\(.*?\n{(.*?)^}", text,
+                                            re.MULTILINE | re.DOTALL) if "line.read" in body}
+
+
 class Completion:
     """The tests that hold for every shell; complete() gives what a shell offers for a line."""
 
@@ -63,6 +76,24 @@ class Completion:
     def test_project_file_in_a_directory_is_offered(self):
         self.assertEqual(self.complete("ztmake sub/"), ["sub/deep.ztp"])
         self.assertEqual(self.complete("ztmake -q sub/n"), self.other_files)
+
+
+    def test_commands_of_the_companion_are_offered(self):
+        self.assertEqual(set(self.complete("ztproject ")) - {"--help", "--version"},
+                         set(companion_options()))
+
+    def test_options_of_the_companion_are_offered(self):
+        self.assertEqual(sum(len(names) for names in companion_options().values()), 9)
+        for command, names in companion_options().items():
+            with self.subTest(command):
+                self.assertEqual(set(self.complete(f"ztproject {command} --")), names | {"--help"})
+
+    def test_arguments_of_the_companion_are_offered(self):
+        self.assertEqual(sorted(self.complete("ztproject check ")),
+                         ["box.ztp", "my box.ztp", "old.ZTP", "sub/"])
+        self.assertEqual(self.complete("ztproject why --all sub/"), ["sub/deep.ztp"])
+        self.assertEqual(self.complete("ztproject init "), [])
+        self.assertEqual(sorted(self.complete("ztproject check --format ")), ["json", "text"])
 
 
 class ShellTest(Completion, unittest.TestCase):

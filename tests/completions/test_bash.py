@@ -3,7 +3,7 @@
 
 import unittest
 
-from shells import SOURCES, ShellTest
+from shells import SOURCES, ShellTest, program_of
 
 SCRIPT = r"""
 source /usr/share/bash-completion/bash_completion
@@ -13,9 +13,9 @@ read -ra COMP_WORDS <<< "$2"
 COMP_CWORD=$((${#COMP_WORDS[@]} - 1)) COMP_LINE=$2 COMP_POINT=${#2}
 # Outside of a completion of readline, compopt would complain.
 compopt() { :; }
-function=$(complete -p ztmake)
-function=${function#complete -F } function=${function% ztmake}
-"$function" ztmake "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
+function=$(complete -p "$3")
+function=${function#complete -F } function=${function% "$3"}
+"$function" "$3" "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
 for word in "${COMPREPLY[@]}"; do
     # As readline does.
     [ -d "$word" ] && word+=/
@@ -30,7 +30,8 @@ class Bash(ShellTest):
     def complete(self, line):
         """What is offered for a line."""
         return self.run_shell("bash", "--norc", "-c", SCRIPT, "bash",
-                              SOURCES / "completions/ztmake.bash", line).splitlines()
+                              SOURCES / f"completions/{program_of(line)}.bash", line,
+                              program_of(line)).splitlines()
 
 
 del ShellTest

@@ -3,7 +3,7 @@
 
 import unittest
 
-from shells import SOURCES, ShellTest
+from shells import SOURCES, ShellTest, program_of
 
 SCRIPT = "source $argv[1]; complete -C $argv[2]"
 
@@ -19,7 +19,7 @@ class Fish(ShellTest):
     def offers(self, line):
         """What fish itself says that it offers."""
         return self.run_shell("fish", "--no-config", "-c", SCRIPT,
-                              SOURCES / "completions/ztmake.fish", line).splitlines()
+                              SOURCES / f"completions/{program_of(line)}.fish", line).splitlines()
 
     def test_options_are_described(self):
         self.assertEqual(self.offers("ztmake --rep"),

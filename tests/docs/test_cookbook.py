@@ -15,7 +15,7 @@ SOURCES = Path(os.environ["ZTMAKE_TEST_SOURCES"])
 BLOCK = re.compile(r"^```(\w*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 # What a failing command prints; a grep that counts nothing is one, too.
-FAILURE = re.compile(r"exited with status|fails to validate|Cannot find|\A0\n\Z")
+FAILURE = re.compile(r"exited with status|fails to validate|Cannot find|: error: |\A0\n\Z")
 
 # The state of the shell that goes from one command to the next.
 WRAPPER = """\

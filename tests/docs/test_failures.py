@@ -84,7 +84,7 @@ class Failures(ProjectWorld):
         self.assertFalse((self.dir / "obj/autoexec.lua").exists())
         result = self.run_command("xmllint", "--noout", "--schema", SCHEMA, "thermostat.ztp")
         self.assertIn("The attribute 'Fiel' is not allowed.", result.stderr)
-        self.assertIn("a misspelt attribute is ignored without a word", manual())
+        self.assertIn("A misspelt attribute is ignored without a word", manual())
 
     def test_typo_in_the_xml(self):
         self.edit('<Target Model="ZT100"', '<Target Model="ZT100')

@@ -8,7 +8,7 @@ import unittest
 from pathlib import Path
 
 SOURCES = Path(os.environ["ZTMAKE_TEST_SOURCES"])
-MANUAL = Path(os.environ["ZTMAKE_TEST_BUILD"]) / "docs/ztmake.1"
+MANUALS = Path(os.environ["ZTMAKE_TEST_BUILD"]) / "docs"
 
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 
@@ -33,12 +33,34 @@ def literals():
     """The string literals of the program that have a blank in them."""
     found = set()
     for file in (SOURCES / "src").rglob("*"):
-        if file.suffix not in (".cpp", ".h"):
+        if file.suffix not in (".cpp", ".h") or file.parent.name == "companion":
             continue
         text = re.sub(r'R"lua\(.*?\)lua"', "", file.read_text(), flags=re.DOTALL)
         text = re.sub(r"//.*$", "", text, flags=re.MULTILINE)
         found |= {literal for literal in LITERAL.findall(text) if " " in literal}
     return found
+
+
+def companion_messages():
+    """The messages of the companion program; its findings are documented by their names."""
+    found = set()
+    for file in (SOURCES / "src/companion").glob("*.cpp"):
+        text = re.sub(r'"\s*\n\s*u?"', "", file.read_text())  # what is written in pieces
+        found |= set(re.findall(r'(?:printMessage|fail)\([^;]*?u"([^"]+)"', text))
+        found |= set(re.findall(r'mistake = u"([^"]+)"', text))
+        for body in re.findall(r"^QString mistakeIn.*?^}", text, re.MULTILINE | re.DOTALL):
+            found |= set(re.findall(r'return u"([^"]+)"', body))
+    # Those before a message of the readers, which has an entry in the other manual.
+    return found - {"%1: %2", " "}
+
+
+def formatted(name):
+    """A man page wide enough for a message to stay in one line, without a terminal's markup."""
+    result = subprocess.run(
+        ["man", "-l", MANUALS / name], check=True, capture_output=True, text=True,
+        env={"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "MANWIDTH": "1000",
+             "MAN_KEEP_FORMATTING": ""})
+    return re.sub(r".\x08|\x1b\[[0-9;]*m", "", result.stdout)
 
 
 def wording(literal):
@@ -60,14 +82,9 @@ class Messages(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        # Wide enough for a message to stay in one line; the markup of a terminal is taken off.
-        result = subprocess.run(
-            ["man", "-l", MANUAL], check=True, capture_output=True, text=True,
-            env={"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "MANWIDTH": "1000",
-                 "MAN_KEEP_FORMATTING": ""})
-        cls.text = re.sub(r".\x08|\x1b\[[0-9;]*m", "", result.stdout)
+        cls.text = formatted("ztmake.1")
         section = cls.text.split("\n   The command line\n")[1].split("\n   Behind the scenes\n")
-        hidden = section[1].split("\nTRAPS\n")[0]
+        hidden = section[1].split("\nSECURITY\n")[0]
         cls.lines = [line for line in (section[0] + "\n" + hidden).splitlines() if line.strip()]
         cls.entries = [line.strip() for line in cls.lines
                        if re.match(r"       \S", line) and line.strip() not in REMARKS]
@@ -97,6 +114,33 @@ class Messages(unittest.TestCase):
         names = re.findall(r'\{"(\w+)", no_argument, nullptr, (\'.\')?', source)
         self.assertEqual(heads, {f"--{name}" for name, _ in names}
                          | {f"-{code[1]}" for _, code in names if code})
+
+
+class CompanionMessages(unittest.TestCase):
+    """ztproject.1"""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.text = formatted("ztproject.1")
+
+    def test_every_message_has_an_entry(self):
+        section = self.text.split("\nDIAGNOSTICS\n")[1].split("\nEXAMPLES\n")[0]
+        entries = re.findall(r"^ {7}(\S.*)$", section, re.MULTILINE)
+        messages = companion_messages()
+        self.assertGreater(len(messages), 12)
+        for message in messages:
+            with self.subTest(message):
+                self.assertTrue(any(re.fullmatch(wording(message), entry) for entry in entries))
+        for entry in entries[2:]:  # behind the introduction
+            with self.subTest(entry):
+                self.assertTrue(any(re.fullmatch(wording(message), entry) for message in messages))
+
+    def test_all_options_are_explained(self):
+        source = (SOURCES / "src/companion/commandline.cpp").read_text()
+        commands = self.text.split("\nCOMMANDS\n")[1].split("\nCHECKS\n")[0]
+        heads = re.findall(r"^ {7}(--\w+)", commands, re.MULTILINE)
+        self.assertEqual(set(heads),
+                         {f"--{name}" for name in re.findall(r'add(?:Flag|Option)\("(\w+)"', source)})
 
 
 if __name__ == "__main__":

@@ -13,21 +13,28 @@ CPACK = os.environ["ZTMAKE_TEST_CPACK"]
 sys.path.insert(0, str(SOURCES / "tests/examples"))
 from world import SDK, ProjectWorld  # noqa: E402
 
-FILES = [
-    "bin/ztmake",
-    "share/bash-completion/completions/ztmake",
+PROGRAMS = ["ztmake", "ztproject"]
+FILES = sorted([
+    *(file for program in PROGRAMS for file in (
+        f"bin/{program}",
+        f"share/bash-completion/completions/{program}",
+        f"share/fish/vendor_completions.d/{program}.fish",
+        f"share/man/man1/{program}.1",
+        f"share/zsh/site-functions/_{program}")),
     "share/doc/ztmake/CHANGELOG.md",
     "share/doc/ztmake/README.md",
+    "share/doc/ztmake/SECURITY.md",
     "share/doc/ztmake/ci/Containerfile",
     "share/doc/ztmake/ci/build-firmware",
+    "share/doc/ztmake/ci/github-workflow.yml",
+    "share/doc/ztmake/ci/gitlab-ci.yml",
     "share/doc/ztmake/cookbook.md",
+    "share/doc/ztmake/editors.md",
     "share/doc/ztmake/project-file.md",
-    "share/fish/vendor_completions.d/ztmake.fish",
-    "share/man/man1/ztmake.1",
+    "share/xml/ztmake/catalog.xml",
     "share/xml/ztmake/zelta-project-2009-42.xsd",
     "share/xml/ztmake/zelta-project-2009.xsd",
-    "share/zsh/site-functions/_ztmake",
-]
+])
 FIRMWARE = ["ZT100-Thermostat-1.4.2-firmware.ztf", "ZT200-Thermostat-1.4.2-firmware.ztf",
             "ZT200-Thermostat-1.4.2-install.ztf"]
 
@@ -50,7 +57,7 @@ class InstalledTest(ProjectWorld):
     def link_tools(self, directory):
         """Puts the tools of the SDK beside an installed program, as its packages would."""
         for tool in (SDK / "bin").iterdir():
-            if tool.name != "ztmake":
+            if tool.name not in PROGRAMS:
                 (directory / tool.name).symlink_to(tool)
 
     def check_build(self, program):

@@ -4,20 +4,23 @@
 import gzip
 import tarfile
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
-from installed import BUILD, CPACK, FILES, VERSION, InstalledTest
+from installed import BUILD, CPACK, FILES, PROGRAMS, VERSION, InstalledTest
 
 # What the Debian package has instead of some files.
 DEBIAN = {"share/doc/ztmake/CHANGELOG.md": "share/doc/ztmake/changelog.gz",
-          "share/man/man1/ztmake.1": "share/man/man1/ztmake.1.gz",
-          "share/zsh/site-functions/_ztmake": "share/zsh/vendor-completions/_ztmake"}
+          **{f"share/man/man1/{name}.1": f"share/man/man1/{name}.1.gz" for name in PROGRAMS},
+          **{f"share/zsh/site-functions/_{name}": f"share/zsh/vendor-completions/_{name}"
+             for name in PROGRAMS}}
 DEBIAN_ONLY = ["share/doc/ztmake/changelog.Debian.gz", "share/doc/ztmake/copyright"]
+TIME = "1700000000"
 
 
 class Package(InstalledTest):
-    """Both packages, made once."""
+    """The packages, made once."""
 
     @classmethod
     def setUpClass(cls):
@@ -29,14 +32,21 @@ class Package(InstalledTest):
     def setUp(self):
         super().setUp()
         if Package.made is None:
-            Package.made = self.run_well(CPACK, "--config", BUILD / "CPackConfig.cmake",
-                                         "-B", self.packages)
+            Package.made = self.pack(self.packages)
         self.archive, = self.packages.glob("*.tar.gz")
-        self.package, = self.packages.glob("*.deb")
+        self.package, = self.packages.glob("ztmake_*.deb")
+        self.samples, = self.packages.glob("ztmake-samples_*.deb")
 
-    def unpack_package(self):
-        """Unpacks the Debian package as it would be installed."""
-        self.run_well("dpkg-deb", "-x", self.package, self.prefix)
+    def environment(self):
+        return {**super().environment(), "SOURCE_DATE_EPOCH": TIME}
+
+    def pack(self, directory):
+        """Makes the packages."""
+        return self.run_well(CPACK, "--config", BUILD / "CPackConfig.cmake", "-B", directory)
+
+    def unpack_package(self, package=None):
+        """Unpacks a Debian package as it would be installed."""
+        self.run_well("dpkg-deb", "-x", package or self.package, self.prefix)
         return self.prefix / "usr"
 
     def test_archive_has_all_files_below_one_directory(self):
@@ -45,6 +55,14 @@ class Package(InstalledTest):
         with tarfile.open(self.archive) as archive:
             names = sorted(member.name for member in archive if member.isfile())
         self.assertEqual(names, [f"{top}/{file}" for file in FILES])
+
+    def test_packages_made_again_are_the_same(self):
+        again = self.home / "again"
+        time.sleep(1.1)  # of another second
+        self.pack(again)
+        for package in self.archive, self.package, self.samples:
+            self.assertEqual(package.read_bytes(), (again / package.name).read_bytes(),
+                             package.name)
 
     def test_package_has_all_files_and_those_of_debian(self):
         usr = self.unpack_package()
@@ -65,7 +83,8 @@ class Package(InstalledTest):
         self.assertGreater(len(field("Description").splitlines()), 3)
 
     def test_lintian_finds_no_error(self):
-        result = self.run_command("lintian", "--allow-root", "--fail-on", "error", self.package)
+        result = self.run_command("lintian", "--allow-root", "--fail-on", "error", self.package,
+                                  self.samples)
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
 
     def test_compressed_files_have_no_time_in_them(self):
@@ -75,9 +94,9 @@ class Package(InstalledTest):
         changes = gzip.decompress((usr / "share/doc/ztmake/changelog.Debian.gz").read_bytes())
         self.assertTrue(changes.startswith(f"ztmake ({VERSION}-1) ".encode()))
 
-    def test_program_is_stripped(self):
+    def test_programs_are_stripped(self):
         sections = self.run_well("readelf", "--section-headers", "--wide",
-                                 self.unpack_package() / "bin/ztmake")
+                                 *((self.unpack_package() / "bin" / name for name in PROGRAMS)))
         self.assertIn(".text", sections)
         self.assertNotIn(".debug_info", sections)
         self.assertNotIn(".symtab", sections)
@@ -86,6 +105,16 @@ class Package(InstalledTest):
         usr = self.unpack_package()
         self.link_tools(usr / "bin")
         self.check_build(usr / "bin/ztmake")
+
+    def test_samples_are_built_from_the_packages_alone(self):
+        usr = self.unpack_package(self.samples)
+        examples = usr / "share/doc/ztmake-samples/examples"
+        self.assertEqual(self.files(examples / "thermostat"), self.files(self.dir))
+        sdk = usr / "lib/ztmake/ZeltaSDK/sdk-1.0"
+        environment = {**self.environment(), "ZELTASDK": str(sdk.parent)}
+        self.environment = lambda: environment
+        self.check_build(sdk / "bin/ztmake")
+        self.run_well(sdk / "bin/ztproject", "check", "--strict")
 
 
 if __name__ == "__main__":

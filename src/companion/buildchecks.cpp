@@ -1,0 +1,201 @@
+#include "companion/checkedproject.h"
+
+#include "companion/sdkathand.h"
+#include "tools/tools.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QSet>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool exists(const QString &path)
+{
+    return QFileInfo::exists(path);
+}
+
+QString joined(const QString &directory, const QString &path)
+{
+    return QDir::isAbsolutePath(path) ? path : Tools::ensureDirectorySeparator(directory) + path;
+}
+
+QString knownModels(const ProjectSpec &spec)
+{
+    const QStringList models = modelsOf(spec.sdkCache);
+    return models.isEmpty() ? u"none"_s : models.join(u", "_s);
+}
+
+void checkKernels(CheckedProject *project, const RehearsedBuild &build)
+{
+    qsizetype target = 0;
+    for (const Command &command : build.commands()) {
+        if (command.displayName != "ztlink"_L1 || target >= project->spec.targets.size())
+            continue;
+        const QString kernel = optionValue(command.arguments, u"--kernel"_s);
+        if (!exists(kernel)) {
+            project->error(
+                    project->places.attribute(u"Project/Target"_s, u"Model"_s, target), "kernel",
+                    u"The SDK has no kernel %1"_s.arg(kernel),
+                    u"Take a model that the SDK knows: %1."_s.arg(knownModels(project->spec)));
+        }
+        ++target; // the installers come behind all firmware
+    }
+}
+
+void checkArchives(CheckedProject *project, const RehearsedBuild &build)
+{
+    const QString sdk = project->spec.sdkPath({});
+    QSet<QString> missing;
+    for (const Command &command : build.commands()) {
+        for (const QString &archive : optionValues(command.arguments, u"--merge"_s)) {
+            if (archive.startsWith(sdk + u"kernel/"_s) && !exists(archive))
+                missing.insert(archive);
+        }
+    }
+    for (const QString &archive : std::as_const(missing)) {
+        project->error(project->places.element(u"Project/Filesystem"_s), "sdk",
+                       u"The SDK has no %1"_s.arg(archive),
+                       u"Take an SDK that has it, or remove IncludeBase or BuildInstaller."_s);
+    }
+}
+
+void checkIncludes(CheckedProject *project, const RehearsedBuild &build)
+{
+    QSet<QString> seen;
+    for (const Command &command : build.commands()) {
+        if (command.displayName != "ztlpp"_L1)
+            continue;
+        for (const QString &directory : optionValues(command.arguments, u"-I"_s)) {
+            if (seen.contains(directory) || exists(directory))
+                continue;
+            seen.insert(directory);
+            const auto place = project->places.elementWithText(u"Include"_s, directory);
+            project->warn(place.value_or(project->places.element(u"Project"_s)), "include",
+                          u"There is no include directory %1"_s.arg(directory),
+                          u"Correct the Include, which is seen from the directory where ztmake is "
+                          "started; or start it in the project's directory."_s);
+        }
+    }
+}
+
+bool isLuaStep(const RehearsedBuild &build, const RehearsedStep &step)
+{
+    if (step.input.isEmpty())
+        return false;
+    const QString tool = step.command < 0 ? QString() : build.commands()[step.command].displayName;
+    return tool.isEmpty() || tool == "ztlpp"_L1 || tool == "ztluac"_L1;
+}
+
+/// Outputs that several sources share, and outputs whose names a dot has cut.
+void checkObjects(CheckedProject *project, const RehearsedBuild &build)
+{
+    const QString directory = Tools::ensureDirectorySeparator(project->spec.objectFilePath({}));
+    QHash<QString, QString> inputs;
+    QString outside;
+    for (const RehearsedStep &step : build.steps()) {
+        if (!isLuaStep(build, step))
+            continue;
+        const auto known = inputs.constFind(step.output);
+        if (known != inputs.constEnd() && *known != step.input) {
+            project->warn(
+                    project->places.element(u"Project/Filesystem"_s), "same-object",
+                    u"%1 and %2 share the object %3: the firmware has one of them twice"_s.arg(
+                            *known, step.input, step.output),
+                    u"Merge a Directory instead of the File, rename one of the sources, or keep "
+                    u"dots "
+                    "out of the path of the object directory."_s);
+        }
+        inputs.insert(step.output, step.input);
+        if (outside.isEmpty() && !step.output.startsWith(directory))
+            outside = step.output;
+    }
+    if (!outside.isEmpty()) {
+        project->warn(
+                project->places.attribute(u"Project"_s, u"ObjectDirectory"_s), "object-path",
+                u"A dot in the path of the object directory cuts a name: the object is %1"_s.arg(
+                        outside),
+                u"Merge a Directory instead of the File, or keep dots out of the path."_s);
+    }
+}
+
+QList<Command> scans(const RehearsedBuild &build)
+{
+    QList<Command> found;
+    for (const Command &command : build.commands()) {
+        if (command.displayName == "ztlupdate"_L1)
+            found << command;
+    }
+    return found;
+}
+
+/// The scan runs in the directory of the translations, one level below the project's.
+/// @return whether the scan finds the sources
+bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
+{
+    const QString cure =
+            u"Start ztmake in the project's directory, by the bare name of the project "
+            "file, and keep Source and ObjectDirectory relative and inside."_s;
+    const Place place = project->places.element(u"Project/Translation"_s);
+    for (const Command &command : commands) {
+        const QString source = joined(command.workDir, command.arguments.last());
+        if (!exists(source)) {
+            project->error(place, "translation-path",
+                           u"The scan for texts would look for %1"_s.arg(QDir::cleanPath(source)),
+                           cure);
+            return false;
+        }
+    }
+    for (const Command &command : commands) {
+        const QString report =
+                joined(command.workDir, optionValue(command.arguments, u"--xml-report"_s));
+        const QString meant = project->spec.translationReport();
+        if (CheckedProject::realPath(QDir::cleanPath(QFileInfo(report).absolutePath()))
+            != CheckedProject::realPath(QFileInfo(meant).absolutePath())) {
+            project->warn(project->places.attribute(u"Project"_s, u"ObjectDirectory"_s),
+                          "translation-path",
+                          u"The translation report would be written to %1: --report has nothing "
+                          "to show"_s.arg(QDir::cleanPath(report)),
+                          cure);
+            return true;
+        }
+    }
+    return true;
+}
+
+void checkBaseDirectory(CheckedProject *project, const QList<Command> &commands)
+{
+    if (commands.isEmpty() || project->spec.translationBaseDir.isEmpty())
+        return;
+    for (const Command &command : commands) {
+        const QDir base(joined(command.workDir, optionValue(command.arguments, u"-B"_s)));
+        if (!base.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot))
+            return;
+    }
+    project->warn(
+            project->places.attribute(u"Project/Translation"_s, u"BaseDir"_s), "base-directory",
+            u"No merged directory holds anything in %1: texts are kept by bare file names"_s.arg(
+                    project->spec.translationBaseDir),
+            u"Let BaseDir name the directory, on the device, below which the Lua modules are."_s);
+}
+
+} // namespace
+
+void checkBuild(CheckedProject *project)
+{
+    RehearsedBuild build(project->spec, project->opened.status);
+    if (!build.rehearse(Project::Operation::BuildAll)) {
+        project->error(project->places.element(u"Project"_s), "build",
+                       u"A build would stop: %1"_s.arg(build.errorText()),
+                       u"See DIAGNOSTICS in ztmake(1)."_s);
+    }
+    checkKernels(project, build);
+    checkArchives(project, build);
+    checkIncludes(project, build);
+    checkObjects(project, build);
+    const QList<Command> commands = scans(build);
+    if (checkScanPaths(project, commands))
+        checkBaseDirectory(project, commands);
+}

@@ -1,0 +1,103 @@
+#include "companion/check.h"
+
+#include "app/makeproject.h"
+#include "companion/checkedproject.h"
+#include "companion/schemacheck.h"
+#include "tools/tools.h"
+#include "xml/boundedfile.h"
+
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint64 maximumSize = 64 * 1024 * 1024; // no project file is near that
+
+/// @return the place that a reader's message names
+Place placeIn(const QString &message)
+{
+    static const QRegularExpression pattern(u"Line (\\d+), Column (\\d+)"_s);
+    const QRegularExpressionMatch match = pattern.match(message);
+    return match.hasMatch() ? Place{match.captured(1).toInt(), match.captured(2).toInt()}
+                            : Place{1, 1};
+}
+
+QString withoutPlace(const QString &message)
+{
+    const qsizetype lineEnd = message.indexOf(u'\n');
+    return (lineEnd < 0 ? message : message.sliced(lineEnd)).simplified();
+}
+
+QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &error)
+{
+    BoundedFile file(opened->file);
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.read(maximumSize) : QByteArray();
+    const Places places(text);
+    CheckedProject project{.opened = *opened, .spec = opened->spec, .places = places};
+    if (!text.isEmpty())
+        project.findings = checkSchema(text, places);
+    const bool isXml =
+            std::none_of(project.findings.begin(), project.findings.end(),
+                         [](const Finding &finding) { return finding.check == "xml"_L1; });
+    if (!isRead && isXml) {
+        project.error(placeIn(error), "project-file", withoutPlace(error),
+                      u"See DIAGNOSTICS in ztmake(1)."_s);
+    }
+    if (isRead) {
+        const bool hasSdk = checkSdk(&project);
+        checkDescription(&project);
+        checkTrees(&project);
+        checkNeighbours(&project);
+        if (hasSdk) {
+            checkBuild(&project);
+            checkTimes(&project);
+        }
+    }
+    for (Finding &finding : project.findings) {
+        if (finding.file.isEmpty())
+            finding.file = opened->file;
+    }
+    return project.findings;
+}
+
+void print(const QList<Finding> &findings, bool json)
+{
+    if (json) {
+        std::fputs(QJsonDocument(jsonOf(findings)).toJson().constData(), stdout);
+        return;
+    }
+    for (const Finding &finding : findings)
+        std::fputs(textOf(finding).toLocal8Bit().constData(), stdout);
+}
+
+} // namespace
+
+int checkProject(const CheckOptions &options)
+{
+    OpenedProject opened;
+    QString error;
+    const bool isRead = opened.open(options.projectFile, &error);
+    if (opened.file.isEmpty()) {
+        printMessage(error);
+        return 1;
+    }
+    QList<Finding> findings = findingsOf(&opened, isRead, error);
+    std::stable_sort(findings.begin(), findings.end(), [&](const Finding &a, const Finding &b) {
+        const auto key = [&](const Finding &finding) {
+            return std::tuple(finding.file != opened.file, finding.file, finding.place.line,
+                              finding.place.column);
+        };
+        return key(a) < key(b);
+    });
+    print(findings, options.json);
+    const bool fails =
+            std::any_of(findings.begin(), findings.end(), [&options](const Finding &finding) {
+                return options.strict || finding.severity == Finding::Severity::Error;
+            });
+    return fails ? 1 : 0;
+}

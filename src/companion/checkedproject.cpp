@@ -1,0 +1,42 @@
+#include "companion/checkedproject.h"
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+void CheckedProject::error(const Place &place, const char *check, const QString &text,
+                           const QString &cure)
+{
+    findings.append(
+            {Finding::Severity::Error, opened.file, place, QString::fromLatin1(check), text, cure});
+}
+
+void CheckedProject::warn(const Place &place, const char *check, const QString &text,
+                          const QString &cure)
+{
+    warnIn(opened.file, place, check, text, cure);
+}
+
+void CheckedProject::warnIn(const QString &file, const Place &place, const char *check,
+                            const QString &text, const QString &cure)
+{
+    findings.append(
+            {Finding::Severity::Warning, file, place, QString::fromLatin1(check), text, cure});
+}
+
+QList<MergeSpec> CheckedProject::merges() const
+{
+    return spec.filesystems.isEmpty() ? QList<MergeSpec>() : spec.filesystems.first().merges;
+}
+
+Place CheckedProject::mergePlace(qsizetype number) const
+{
+    return places.element(u"Project/Filesystem/Merge"_s, number);
+}
+
+QString CheckedProject::realPath(const QString &path)
+{
+    const QFileInfo info(path.isEmpty() ? u"."_s : path);
+    const QString real = info.canonicalFilePath();
+    return real.isEmpty() ? info.absoluteFilePath() : real;
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "companion/finding.h"
+#include "companion/openedproject.h"
+#include "companion/rehearsedbuild.h"
+
+/// A project that is being checked, and what has been found so far.
+struct CheckedProject
+{
+    const OpenedProject &opened;
+    const ProjectSpec &spec;
+    const Places &places;
+    QList<Finding> findings = {};
+
+    /// Reports what makes a build fail.
+    void error(const Place &place, const char *check, const QString &text, const QString &cure);
+    /// Reports what a build makes wrong firmware of.
+    void warn(const Place &place, const char *check, const QString &text, const QString &cure);
+    /// The same in another file than the project's.
+    void warnIn(const QString &file, const Place &place, const char *check, const QString &text,
+                const QString &cure);
+
+    /// @return the merges of the image
+    QList<MergeSpec> merges() const;
+    /// @return where the source of a merge stands
+    Place mergePlace(qsizetype number) const;
+    /// @return the source of a merge, or another path, without links and relative parts; as it is
+    /// when it does not exist
+    static QString realPath(const QString &path);
+};
+
+// The checks. Each looks at one side of a project.
+
+/// @return whether the SDK is there, without which nothing else can be said about a build
+bool checkSdk(CheckedProject *project);
+/// Targets, the filesystem, the languages, and the files that they name.
+void checkDescription(CheckedProject *project);
+/// What merged directories hold besides sources.
+void checkTrees(CheckedProject *project);
+/// What a build of everything would do.
+void checkBuild(CheckedProject *project);
+/// What a plain build would not notice.
+void checkTimes(CheckedProject *project);
+/// Other project files beside this one.
+void checkNeighbours(CheckedProject *project);

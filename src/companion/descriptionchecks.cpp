@@ -1,0 +1,176 @@
+#include "companion/checkedproject.h"
+
+#include "companion/imagefiles.h"
+#include "tools/sdkdir.h"
+#include "tools/tools.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSet>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool exists(const QString &path)
+{
+    return QFileInfo::exists(path.isEmpty() ? u"."_s : path);
+}
+
+QString placesOfSdk(const ProjectSpec &spec)
+{
+    if (spec.sdk.isEmpty()) {
+        const QString tree = qEnvironmentVariable("ZELTADIR");
+        return tree.isEmpty() ? u"ZELTADIR is not set"_s
+                              : Tools::ensureDirectorySeparator(tree) + u"src/sdk"_s;
+    }
+    QStringList looked;
+    spec.searchSdk([&looked](const QString &candidate) {
+        looked << candidate;
+        return false;
+    });
+    return looked.join(u", "_s);
+}
+
+void checkTargets(CheckedProject *project)
+{
+    const QList<TargetSpec> &targets = project->spec.targets;
+    if (targets.isEmpty()) {
+        project->warn(project->places.element(u"Project"_s), "target",
+                      u"There is no Target: nothing is linked"_s,
+                      u"Add a <Target Model=\"…\"/> for each device model."_s);
+    }
+    QSet<QString> models;
+    for (qsizetype i = 0; i < targets.size(); ++i) {
+        if (models.contains(targets[i].model)) {
+            project->warn(project->places.attribute(u"Project/Target"_s, u"Model"_s, i), "target",
+                          u"The model %1 has a Target already: its firmware is written twice"_s.arg(
+                                  targets[i].model),
+                          u"Remove one of the two."_s);
+        }
+        models.insert(targets[i].model);
+    }
+}
+
+void checkBootRecords(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    if (spec.sdkCache.isEmpty())
+        return;
+    for (qsizetype i = 0; i < spec.targets.size(); ++i) {
+        const TargetSpec &target = spec.targets[i];
+        const QString record = spec.sdkPath(u"kernel/%1-boot.bin"_s.arg(target.model));
+        if (target.buildInstaller.orElse(spec.buildInstaller).isOn()
+            && target.includeMbr.orElse(spec.includeMbr).isOn() && !exists(record)) {
+            project->warn(project->places.element(u"Project/Target"_s, i), "boot-record",
+                          u"The SDK has no boot block %1: the installer goes without"_s.arg(record),
+                          u"Take an SDK that has it, or remove IncludeMBR."_s);
+        }
+    }
+}
+
+void checkMergedSources(CheckedProject *project)
+{
+    const QList<MergeSpec> merges = project->merges();
+    for (qsizetype i = 0; i < merges.size(); ++i) {
+        const QString source = project->spec.projectFilePath(merges[i].source);
+        const bool isUnknown =
+                merges[i].source.startsWith(u"$SDK"_s) && project->spec.sdkCache.isEmpty();
+        if (!isUnknown && !exists(source)) {
+            project->error(project->places.element(u"Project/Filesystem/Merge/Source"_s, i),
+                           "source", u"There is no %1"_s.arg(source),
+                           u"Correct the Source, which is seen from the project directory."_s);
+        }
+    }
+}
+
+void checkKey(CheckedProject *project)
+{
+    const QString &key = project->spec.keyFile;
+    if (!key.isEmpty() && !exists(project->spec.projectFilePath(key))) {
+        project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
+                       u"There is no key file %1"_s.arg(project->spec.projectFilePath(key)),
+                       u"Put the key there, or correct KeyFile."_s);
+    }
+}
+
+void checkStartup(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    if (spec.startupFile.isEmpty() || spec.filesystems.isEmpty())
+        return;
+    if (imageHolds(spec, spec.startupFile) == Held::No) {
+        project->warn(project->places.attribute(u"Project/Startup"_s, u"File"_s), "startup",
+                      u"No merge puts %1 into the image: the device has nothing to start"_s.arg(
+                              spec.startupFile),
+                      u"Correct File, a path on the device, or the Destination of a Merge."_s);
+    }
+}
+
+void checkLanguages(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    if (!spec.languages.isEmpty() && !spec.lupdateEnabled()) {
+        project->warn(project->places.element(u"Project/Translation"_s), "language",
+                      u"Translations are not enabled: the languages are left out"_s,
+                      u"Write <Translation Enabled=\"true\">."_s);
+        return;
+    }
+    for (qsizetype i = 0; i < spec.languages.size(); ++i) {
+        const QString source = spec.tsFilePath(spec.languages[i] + u".ts"_s);
+        if (!exists(source)) {
+            project->warn(project->places.element(u"Project/Translation/Language"_s, i), "language",
+                          u"There is no %1: nothing of this language is translated"_s.arg(source),
+                          u"Build once, which makes the file, and have it translated; or correct "
+                          "the Language."_s);
+        }
+    }
+}
+
+/// The catalogues are placed below the last destination.
+void checkCatalogues(CheckedProject *project)
+{
+    const QList<MergeSpec> merges = project->merges();
+    if (!project->spec.lupdateEnabled() || project->spec.languages.isEmpty() || merges.isEmpty())
+        return;
+    const QString &last = merges.last().destination;
+    if (QDir::cleanPath(u'/' + last) != "/"_L1) {
+        project->warn(project->mergePlace(merges.size() - 1), "catalogue",
+                      u"The catalogues go to %1/usr/lib/translations, below the destination of the "
+                      "last Merge"_s.arg(last),
+                      u"Put a Merge with the Destination / last."_s);
+    }
+}
+
+} // namespace
+
+bool checkSdk(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    spec.refreshSdkCache();
+    const QString directory = spec.sdkCache;
+    if (!directory.isEmpty() && QFileInfo(directory).isDir())
+        return true;
+    const QString looked = directory.isEmpty() ? placesOfSdk(spec) : directory;
+    project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "sdk",
+                   u"The SDK is not found; looked at: %1"_s.arg(looked),
+                   u"Install it there, correct SDK, or name the directory that holds the SDKs in "
+                   "the environment variable ZELTASDK."_s);
+    return false;
+}
+
+void checkDescription(CheckedProject *project)
+{
+    checkTargets(project);
+    if (project->spec.filesystems.isEmpty()) {
+        project->warn(project->places.element(u"Project"_s), "filesystem",
+                      u"There is no Filesystem: nothing is packed and linked"_s,
+                      u"Add a <Filesystem> with what is to be merged into the image."_s);
+    }
+    checkKey(project);
+    checkMergedSources(project);
+    checkBootRecords(project);
+    checkStartup(project);
+    checkLanguages(project);
+    checkCatalogues(project);
+}

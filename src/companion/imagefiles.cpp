@@ -1,0 +1,78 @@
+#include "companion/imagefiles.h"
+
+#include "companion/romfs.h"
+#include "model/projectspec.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// @return the rest of @p path below @p directory; null when it is not below it
+QString below(const QString &directory, const QString &path)
+{
+    const QString prefix = directory.endsWith(u'/') ? directory : directory + u'/';
+    return path.startsWith(prefix) ? path.sliced(prefix.size()) : QString();
+}
+
+Held archiveHolds(const QString &archive, const QString &path)
+{
+    QFile file(archive);
+    if (!file.open(QIODevice::ReadOnly))
+        return Held::Unknown;
+    const auto files = filesOfRomfs(file.readAll());
+    if (!files)
+        return Held::Unknown;
+    return std::any_of(files->begin(), files->end(),
+                       [&path](const RomfsFile &entry) { return entry.path == path; })
+                   ? Held::Yes
+                   : Held::No;
+}
+
+Held mergeHolds(const MergeSpec &merge, const QString &source, const QString &destination,
+                const QString &path)
+{
+    const QString rest = below(destination, path);
+    switch (merge.type) {
+    case MergeSpec::Type::Directory:
+        return !rest.isEmpty() && QFileInfo(source + u'/' + rest).isFile() ? Held::Yes : Held::No;
+    case MergeSpec::Type::Archive:
+        return rest.isEmpty() ? Held::No : archiveHolds(source, rest);
+    case MergeSpec::Type::File:
+        return path == destination || rest == QFileInfo(source).fileName() ? Held::Yes : Held::No;
+    case MergeSpec::Type::None:
+        break;
+    }
+    return Held::No;
+}
+
+} // namespace
+
+Held imageHolds(const ProjectSpec &spec, const QString &path)
+{
+    const QString wanted = QDir::cleanPath(path);
+    const FilesystemSpec filesystem = spec.filesystems.value(0);
+    Held held = Held::No;
+    const auto take = [&held](Held answer) {
+        if (answer == Held::Yes || held == Held::No)
+            held = answer;
+    };
+    if (filesystem.includeBase.isOn())
+        take(archiveHolds(spec.sdkPath(u"kernel/base.romfs"_s), below(u"/"_s, wanted)));
+    QString above = u"/"_s; // relative destinations are below the last absolute one
+    for (const MergeSpec &merge : filesystem.merges) {
+        QString destination = merge.destination.isEmpty() ? u"/"_s : merge.destination;
+        if (QDir::isAbsolutePath(destination))
+            above = destination;
+        else
+            destination = above + u'/' + destination;
+        take(mergeHolds(merge, spec.projectFilePath(merge.source), QDir::cleanPath(destination),
+                        wanted));
+    }
+    return held;
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+/// A place in a text file; counted from 1. Line 0: the file as a whole.
+struct Place
+{
+    int line = 0;
+    int column = 0;
+};
+
+/// Where the elements and attributes of a project file stand, for messages about what the readers
+/// have read out of them. An element is named by its path below the root, as "Project/Target".
+class Places
+{
+public:
+    /// @param text  what of it is no XML is left out
+    explicit Places(const QByteArray &text);
+
+    /// @return the @p number th element of that path, from 0; when there is none the one above it
+    Place element(const QString &path, qsizetype number = 0) const;
+    /// @return the attribute of that element; when there is none the element
+    Place attribute(const QString &path, const QString &name, qsizetype number = 0) const;
+    /// @return the element of that name whose text is @p text; nothing when there is none
+    std::optional<Place> elementWithText(const QString &name, const QString &text) const;
+
+    /// @return the @p number th element of the file, from 0, or its attribute
+    Place inDocumentOrder(qsizetype number, const QString &attribute = {}) const;
+
+private:
+    struct Element
+    {
+        QString path;
+        qsizetype start; ///< of the tag
+        qsizetype end;
+        QString text;
+    };
+
+    const Element *find(const QString &path, qsizetype number) const;
+    Place placeAt(qsizetype offset) const;
+    Place placeOf(const Element &element, const QString &attribute) const;
+
+    QString m_text;
+    QList<Element> m_elements; ///< in document order
+};

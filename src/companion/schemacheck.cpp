@@ -1,0 +1,203 @@
+#include "companion/schemacheck.h"
+
+#include "xml/projectnamespaces.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <memory>
+#include <numeric>
+
+#include <libxml/parser.h>
+#include <libxml/xmlschemas.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+template <auto Function>
+struct Free
+{
+    template <typename T>
+    void operator()(T *object) const
+    {
+        Function(object);
+    }
+};
+
+using Document = std::unique_ptr<xmlDoc, Free<xmlFreeDoc>>;
+using Schema = std::unique_ptr<xmlSchema, Free<xmlSchemaFree>>;
+using ParserContext = std::unique_ptr<xmlParserCtxt, Free<xmlFreeParserCtxt>>;
+using SchemaParserContext = std::unique_ptr<xmlSchemaParserCtxt, Free<xmlSchemaFreeParserCtxt>>;
+using ValidationContext = std::unique_ptr<xmlSchemaValidCtxt, Free<xmlSchemaFreeValidCtxt>>;
+
+/// Takes the first mistake; most of the others follow from it.
+void takeSyntaxError(void *context, xmlErrorPtr error)
+{
+    auto *findings = static_cast<QList<Finding> *>(static_cast<xmlParserCtxt *>(context)->_private);
+    if (!findings->isEmpty() || error->level < XML_ERR_ERROR)
+        return;
+    findings->append({.severity = Finding::Severity::Error,
+                      .file = {},
+                      .place = {error->line, error->int2},
+                      .check = u"xml"_s,
+                      .text = QString::fromUtf8(error->message).trimmed(),
+                      .cure = u"Write well-formed XML; look at the quotes, the < and the end tags "
+                              "from here upwards."_s});
+}
+
+/// @return the document; null with the mistake in @p findings
+Document parse(const QByteArray &text, QList<Finding> *findings)
+{
+    const ParserContext context(xmlNewParserCtxt());
+    context->_private = findings;
+    context->sax->serror = takeSyntaxError;
+    return Document(xmlCtxtReadMemory(context.get(), text.constData(),
+                                      static_cast<int>(text.size()), nullptr, nullptr,
+                                      XML_PARSE_NONET));
+}
+
+/// @return the number of an element in document order
+qsizetype numberOf(const xmlNode *element)
+{
+    qsizetype count = -1;
+    for (const xmlNode *node = xmlDocGetRootElement(element->doc); node;) {
+        count += node->type == XML_ELEMENT_NODE ? 1 : 0;
+        if (node == element)
+            break;
+        if (node->type == XML_ELEMENT_NODE && node->children) {
+            node = node->children;
+            continue;
+        }
+        while (node && !node->next)
+            node = node->parent && node->parent->type == XML_ELEMENT_NODE ? node->parent : nullptr;
+        if (node)
+            node = node->next;
+    }
+    return count;
+}
+
+struct Validation
+{
+    const Places &places;
+    QStringList names; ///< that the schema knows
+    QList<Finding> *findings;
+};
+
+QString cureFor(const QString &text, const QStringList &names)
+{
+    static const QRegularExpression unknown(
+            u"attribute '(\\w+)' is not allowed|Element '(\\w+)': This element is not expected"_s);
+    const QRegularExpressionMatch match = unknown.match(text);
+    if (!match.hasMatch())
+        return u"Correct it as project-file.md has it; ztmake takes it another way, or ignores it."_s;
+    const QString word = match.captured(match.captured(1).isEmpty() ? 2 : 1);
+    const QString nearest = nearestWord(word, names);
+    return nearest.isEmpty() || nearest == word
+                   ? u"Remove it, or put it where project-file.md has it: ztmake ignores it."_s
+                   : u"Write %1: ztmake ignores %2."_s.arg(nearest, word);
+}
+
+void takeError(void *data, xmlErrorPtr error)
+{
+    const auto *validation = static_cast<const Validation *>(data);
+    static const QRegularExpression nameSpace(u"\\{[^}]*\\}"_s);
+    static const QRegularExpression attribute(u"attribute '(\\w+)'"_s);
+    const QString text = QString::fromUtf8(error->message)
+                                 .remove(nameSpace)
+                                 .section(u" Expected is"_s, 0, 0)
+                                 .simplified();
+    // What a value may be is said twice: what its parts are like, and that it is none of them.
+    if (error->code == XML_SCHEMAV_CVC_PATTERN_VALID
+        || error->code == XML_SCHEMAV_CVC_ENUMERATION_VALID)
+        return;
+    const auto *node = static_cast<const xmlNode *>(error->node);
+    while (node && node->type != XML_ELEMENT_NODE)
+        node = node->parent;
+    Place place{error->line, 1};
+    if (node)
+        place = validation->places.inDocumentOrder(numberOf(node),
+                                                   attribute.match(text).captured(1));
+    validation->findings->append({.severity = Finding::Severity::Warning,
+                                  .file = {},
+                                  .place = place,
+                                  .check = u"schema"_s,
+                                  .text = text,
+                                  .cure = cureFor(text, validation->names)});
+}
+
+QByteArray schemaFor(const xmlDoc *document)
+{
+    const xmlNode *root = xmlDocGetRootElement(document);
+    const char *uri = root && root->ns ? reinterpret_cast<const char *>(root->ns->href) : "";
+    QString name;
+    if (qstrcmp(uri, ProjectNamespaces::current) == 0)
+        name = u":/schema/zelta-project-2009-42.xsd"_s;
+    else if (qstrcmp(uri, ProjectNamespaces::first) == 0)
+        name = u":/schema/zelta-project-2009.xsd"_s;
+    QFile file(name);
+    return !name.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList namesIn(const QByteArray &schema)
+{
+    static const QRegularExpression name(u"<xs:(?:attribute|element) name=\"(\\w+)\""_s);
+    QStringList names;
+    for (const auto &match : name.globalMatch(QString::fromUtf8(schema)))
+        names << match.captured(1);
+    names.removeDuplicates();
+    return names;
+}
+
+qsizetype distance(const QString &a, const QString &b)
+{
+    QList<qsizetype> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (qsizetype i = 1; i <= a.size(); ++i) {
+        qsizetype diagonal = row[0];
+        row[0] = i;
+        for (qsizetype j = 1; j <= b.size(); ++j) {
+            const qsizetype above = row[j];
+            row[j] = std::min({above + 1, row[j - 1] + 1,
+                               diagonal + (a[i - 1].toLower() == b[j - 1].toLower() ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return row.last();
+}
+
+} // namespace
+
+QString nearestWord(const QString &word, const QStringList &words)
+{
+    QString nearest;
+    qsizetype best = word.size() / 3 + 1;
+    for (const QString &candidate : words) {
+        const qsizetype length = distance(word, candidate);
+        if (length < best) {
+            best = length;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+QList<Finding> checkSchema(const QByteArray &text, const Places &places)
+{
+    QList<Finding> findings;
+    const Document document = parse(text, &findings);
+    if (!document)
+        return findings;
+    const QByteArray source = schemaFor(document.get());
+    if (source.isEmpty())
+        return findings; // the readers say that it is no project file
+    const SchemaParserContext parser(
+            xmlSchemaNewMemParserCtxt(source.constData(), static_cast<int>(source.size())));
+    const Schema schema(xmlSchemaParse(parser.get()));
+    const ValidationContext context(xmlSchemaNewValidCtxt(schema.get()));
+    Validation validation{places, namesIn(source), &findings};
+    xmlSchemaSetValidStructuredErrors(context.get(), takeError, &validation);
+    xmlSchemaValidateDoc(context.get(), document.get());
+    return findings;
+}

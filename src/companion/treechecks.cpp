@@ -1,0 +1,176 @@
+#include "companion/checkedproject.h"
+
+#include "files/directory.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <filesystem>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Something of one kind in a tree.
+struct Occurrence
+{
+    QString first;
+    int count = 0;
+
+    void add(const fs::path &path)
+    {
+        if (count++ == 0)
+            first = QFile::decodeName(path.c_str());
+    }
+    /// @return the first, and how many more there are
+    QString text() const
+    {
+        return count == 1 ? first : u"%1 and %2 more"_s.arg(first).arg(count - 1);
+    }
+};
+
+/// What a merged directory holds that is worth a warning.
+struct Tree
+{
+    Occurrence links;
+    Occurrence loops;
+    Occurrence hidden;
+    Occurrence undecodable;
+    Occurrence repositories;
+    Occurrence projects;
+};
+
+class TreeWalk
+{
+public:
+    TreeWalk(Tree *tree, QString projectFile) : m_tree(tree), m_projectFile(std::move(projectFile))
+    {
+    }
+
+    void walk(const fs::path &directory, bool isHidden)
+    {
+        std::error_code error;
+        const fs::path real = fs::canonical(directory, error);
+        if (error)
+            return;
+        m_open.push_back(real);
+        for (const fs::directory_entry &entry : fs::directory_iterator(directory, error))
+            look(entry, isHidden);
+        m_open.pop_back();
+    }
+
+private:
+    void look(const fs::directory_entry &entry, bool isHidden)
+    {
+        std::error_code error;
+        const std::string name = entry.path().filename().native();
+        const bool isHere = isHidden || name.starts_with('.');
+        if (!entry.is_directory(error)) {
+            lookAtFile(entry.path(), name, isHere);
+            return;
+        }
+        if (name == ".svn")
+            return; // left out of images
+        if (name == ".git") {
+            m_tree->repositories.add(entry.path());
+            return;
+        }
+        if (entry.is_symlink(error)) {
+            const fs::path target = fs::canonical(entry.path(), error);
+            const bool isLoop = std::find(m_open.begin(), m_open.end(), target) != m_open.end();
+            (isLoop ? m_tree->loops : m_tree->links).add(entry.path());
+            if (isLoop)
+                return;
+        }
+        walk(entry.path(), isHere);
+    }
+
+    void lookAtFile(const fs::path &path, const std::string &name, bool isHidden)
+    {
+        if (isLuaFile(name) && !QByteArrayView(name).isValidUtf8())
+            m_tree->undecodable.add(path);
+        else if (isLuaFile(name) && isHidden)
+            m_tree->hidden.add(path);
+        if (name == ".git")
+            m_tree->repositories.add(path); // of a submodule
+        const bool isProject = fs::path(name).extension() == ".ztp";
+        if (isProject && CheckedProject::realPath(QFile::decodeName(path.c_str())) != m_projectFile)
+            m_tree->projects.add(path);
+    }
+
+    Tree *m_tree;
+    QString m_projectFile;
+    std::vector<fs::path> m_open; ///< the directories on the way, without links
+};
+
+void reportTree(CheckedProject *project, const Place &place, const MergeSpec &merge,
+                const Tree &tree)
+{
+    const ProcessSpec process = project->spec.processOf(project->spec.filesystems.first(), merge);
+    const bool isCompiled = process.preprocess() || process.compileLua();
+    const auto warn = [&](const Occurrence &found, const char *check, const QString &text,
+                          const QString &cure) {
+        if (found.count > 0)
+            project->warn(place, check, text.arg(found.text()), cure);
+    };
+    warn(tree.repositories, "merge", u"The merge holds a repository: %1"_s,
+         u"Merge a directory that holds nothing but what the device needs."_s);
+    warn(tree.projects, "merge", u"The merge holds another project: %1"_s,
+         u"Merge a directory that holds nothing but what the device needs."_s);
+    warn(tree.loops, "link", u"A link leads back to a directory above it: %1"_s,
+         u"Remove the link; how the tools take it differs."_s);
+    warn(tree.links, "link", u"Links to directories are followed, and packed like these: %1"_s,
+         u"Make it a Merge of its own, if that is what is meant."_s);
+    if (!isCompiled)
+        return;
+    warn(tree.hidden, "hidden", u"Hidden Lua files are not compiled, and shipped as source: %1"_s,
+         u"Rename them, or move them out of the tree."_s);
+    warn(tree.undecodable, "hidden",
+         u"Lua files with names that are not UTF-8 are not compiled, and shipped as source: %1"_s,
+         u"Rename them."_s);
+}
+
+bool isInside(const QString &path, const QString &directory)
+{
+    return path == directory
+           || path.startsWith(directory.endsWith(u'/') ? directory : directory + u'/');
+}
+
+void checkOwnOutputs(CheckedProject *project, const Place &place, const QString &source)
+{
+    const ProjectSpec &spec = project->spec;
+    const QString directory = CheckedProject::realPath(source);
+    for (const QString &path : {spec.objectFilePath({}), spec.outputFilePath({})}) {
+        if (isInside(CheckedProject::realPath(path), directory)) {
+            project->warn(
+                    place, "merge",
+                    u"The merge holds %1: each build packs what the one before has made"_s.arg(
+                            path),
+                    u"Merge a directory below, or move ObjectDirectory and OutputDirectory out "
+                    "of it."_s);
+        }
+    }
+}
+
+} // namespace
+
+void checkTrees(CheckedProject *project)
+{
+    const QList<MergeSpec> merges = project->merges();
+    for (qsizetype i = 0; i < merges.size(); ++i) {
+        const QString source = project->spec.projectFilePath(merges[i].source);
+        if (merges[i].type != MergeSpec::Type::Directory
+            || !QFileInfo(source.isEmpty() ? u"."_s : source).isDir())
+            continue;
+        const Place place = project->mergePlace(i);
+        checkOwnOutputs(project, place, source);
+        Tree tree;
+        TreeWalk walk(&tree, CheckedProject::realPath(project->opened.file));
+        const QByteArray root = QFile::encodeName(source.isEmpty() ? u"."_s : source);
+        walk.walk(fs::path(root.toStdString()), false);
+        reportTree(project, place, merges[i], tree);
+    }
+}

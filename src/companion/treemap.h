@@ -1,0 +1,7 @@
+#pragma once
+
+#include "companion/sizetree.h"
+
+/// @return an SVG picture in which each file is a rectangle as large as its size
+/// @param title  what stands above it
+QByteArray treemapOf(const SizeTree &tree, const QString &title);

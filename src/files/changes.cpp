@@ -1,0 +1,35 @@
+#include "files/changes.h"
+
+#include "files/rehearsal.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+/// @return whether the nearest thing above @p path that exists is a directory
+bool hasPlaceFor(const QString &path)
+{
+    QString above = QFileInfo(path).absoluteFilePath();
+    while (!FileStatus::of(above).exists() && above != QDir::rootPath())
+        above = QFileInfo(above).path();
+    return FileStatus::of(above).isDirectory();
+}
+
+} // namespace
+
+bool Changes::makeDirectory(const QString &path)
+{
+    return Rehearsal::isOn() ? hasPlaceFor(path) : QDir().mkpath(path);
+}
+
+bool Changes::removeFile(const QString &path)
+{
+    if (!Rehearsal::isOn())
+        return QFile::remove(path);
+    const bool exists = FileStatus::of(path).exists();
+    if (exists)
+        Rehearsal::remove(path);
+    return exists;
+}

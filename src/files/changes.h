@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+/// Changes to the disk that a rehearsal only remembers.
+namespace Changes {
+
+/// Makes a directory with all that are missing on the way to it.
+bool makeDirectory(const QString &path);
+
+/// @return false when the file stays, or is not there
+bool removeFile(const QString &path);
+
+} // namespace Changes

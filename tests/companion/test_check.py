@@ -1,0 +1,391 @@
+#!/usr/bin/env python3
+"""ztproject check: what it says to each trap, what the build says, and that both are documented."""
+
+import json
+import os
+import re
+import shutil
+import time
+import unittest
+
+from box import MAIN, SDK, SOURCES, BoxWorld
+
+LINE = re.compile(r"^(?P<file>[^:]+):(?P<line>\d+):(?P<column>\d+): (?P<kind>error|warning): "
+                  r"(?P<text>.*) \[(?P<check>[\w-]+)\]\n(?P=file):(?P=line):(?P=column): note: .+$",
+                  re.MULTILINE)
+MODULE = "root/usr/lib/lua/box/greeting.lua"
+MERGE = "<Merge Type=\"Directory\">\n                <Source>root</Source>"
+
+
+class Traps(BoxWorld):
+    """One mistake each, made in a good project. What a build says is its exit status."""
+
+    def findings(self, *arguments, cwd=None):
+        """What check finds, by its lines."""
+        result = self.ask("check", *arguments, cwd=cwd)
+        self.assertEqual(result.stderr, "")
+        found = [match.groupdict() for match in LINE.finditer(result.stdout)]
+        self.assertEqual(2 * len(found), len(result.stdout.splitlines()), result.stdout)
+        fails = any(finding["kind"] == "error" for finding in found)
+        self.assertEqual(result.returncode, 1 if fails else 0)
+        return found
+
+    def expect(self, check, text, at=None, kind="warning", file="box.ztp", *arguments, cwd=None):
+        """One finding, and no other; `at` is what stands at its place."""
+        found = self.findings(*arguments, cwd=cwd)
+        self.assertEqual([(finding["check"], finding["kind"], finding["file"])
+                          for finding in found], [(check, kind, file)])
+        self.assertRegex(found[0]["text"], text)
+        if at is not None:
+            line = ((cwd or self.dir) / file).read_text().splitlines()[int(found[0]["line"]) - 1]
+            self.assertTrue(line[int(found[0]["column"]) - 1:].startswith(at), (line, found))
+
+    def merge(self, source, destination="/", kind="Directory"):
+        """A further merge in front of the others."""
+        self.edit(MERGE, f'<Merge Type="{kind}"><Source>{source}</Source>'
+                         f"<Destination>{destination}</Destination></Merge>\n{MERGE}")
+
+    # Nothing wrong
+
+    def test_good_project(self):
+        self.assertEqual(self.findings(), [])
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.findings(), [])
+
+    def test_nothing_is_written(self):
+        before = self.files()
+        self.findings()
+        self.assertEqual(self.files(), before)
+
+    def test_samples(self):
+        for project in "thermostat", "hello-2009":
+            with self.subTest(project):
+                # Built where it is not will make the MTD16 module; the merge holds it then.
+                copy = self.home / project
+                shutil.copytree(SOURCES / "examples" / project, copy)
+                self.assertEqual(self.findings(cwd=copy), [])
+
+    # The project file
+
+    def test_misspelt_attribute_leaves_the_firmware_unsigned(self):
+        self.edit("KeyFile=", "Keyfile=")
+        self.expect("schema", "attribute 'Keyfile' is not allowed", 'Keyfile="keys')
+        self.assertIn("Write KeyFile", self.ask("check").stdout)
+        self.assertEqual(self.make(), 0)
+        self.assertIn("authenticated  no", self.tool("ztinspect", *self.firmware()))
+
+    def test_unknown_element(self):
+        self.edit("<Startup ", "<Startupp ")
+        result = self.ask("check")
+        self.assertRegex(result.stdout, r"box.ztp:\d+:9: warning: Element 'Startupp'.* \[schema\]")
+        self.assertIn("Write Startup: ztmake ignores Startupp", result.stdout)
+        self.assertEqual(self.make(), 0)
+
+    def test_broken_xml(self):
+        self.edit('<Target Model="ZT100"/>', '<Target Model="ZT100/>')
+        self.expect("xml", "'<' not allowed in attributes", "<Process", "error")
+        self.assertEqual(self.make(), 1)
+
+    def test_word_that_the_reader_refuses(self):
+        self.edit('Interactive="true"', 'Interactive="on"')
+        found = self.findings()
+        self.assertIn(("project-file", "error"), [(f["check"], f["kind"]) for f in found])
+        self.assertEqual(self.make(), 1)
+
+    def test_no_project_file(self):
+        result = self.ask("check", "none.ztp")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("This is not a ZeltaManager project file. [project-file]", result.stdout)
+
+    # What the project names
+
+    def test_no_sdk(self):
+        self.edit('SDK="1.0"', 'SDK="9.9"')
+        self.expect("sdk", f"looked at: sdk-9.9, 9.9, {SDK.parent}/sdk-9.9$", 'SDK="9.9"', "error")
+        self.assertEqual(self.make(), 1)
+
+    def test_no_target(self):
+        self.edit('<Target Model="ZT100"/>', "")
+        self.expect("target", "nothing is linked", "<Project")
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.files("firmware") if (self.dir / "firmware").exists() else [], [])
+
+    def test_no_filesystem(self):
+        text = self.read("box.ztp")
+        self.write("box.ztp", re.sub(r"<Filesystem.*</Filesystem>", "", text, flags=re.DOTALL))
+        self.expect("filesystem", "nothing is packed", "<Project")
+        self.assertEqual(self.make(), 0)
+
+    def test_model_twice(self):
+        self.edit('<Target Model="ZT100"/>', '<Target Model="ZT100"/><Target Model="ZT100"/>')
+        self.expect("target", "ZT100 has a Target already", 'Model="ZT100"/>\n'[:-1])
+        self.assertEqual(self.make(), 0)
+
+    def test_model_without_kernel(self):
+        self.edit('Model="ZT100"', 'Model="ZT101"')
+        self.expect("kernel", "ZT101-kernel.bin", 'Model="ZT101"', "error")
+        self.assertIn("the SDK knows: ZT100, ZT200.", self.ask("check").stdout)
+        self.assertEqual(self.make(), 1)
+
+    def test_base_image_that_the_sdk_does_not_have(self):
+        bare = self.home / "sdk-0.9"
+        shutil.copytree(SDK, bare, symlinks=True)
+        (bare / "kernel/base.romfs").unlink()
+        self.edit('SDK="1.0"', f'SDK="{bare}"')
+        self.expect("sdk", "The SDK has no .*base.romfs", "<Filesystem", "error")
+        self.assertEqual(self.make(), 1)
+
+    def test_boot_block_that_is_not_there(self):
+        self.edit('Model="ZT100"', 'Model="ZT100" BuildInstaller="true" IncludeMBR="true"')
+        self.expect("boot-record", "ZT100-boot.bin: the installer goes without", "<Target")
+        self.assertEqual(self.make(), 0)
+
+    def test_key_that_is_not_there(self):
+        (self.dir / "keys/firmware.key").unlink()
+        self.expect("key", "keys/firmware.key", "KeyFile=", "error")
+        self.assertEqual(self.make(), 1)
+
+    def test_source_that_is_not_there(self):
+        self.merge("more")
+        self.expect("source", "There is no more", "<Source>more", "error")
+        self.assertEqual(self.make(), 1)
+
+    def test_program_that_is_not_in_the_image(self):
+        self.edit("/usr/bin/box.lua", "/usr/bin/bix.lua")
+        self.expect("startup", "/usr/bin/bix.lua", 'File="/usr/bin/bix.lua"')
+        self.assertEqual(self.make(), 0)
+
+    def test_program_in_an_archive(self):
+        self.tool("ztmkromfs", "-o", "more.romfs", "-D", "/bin/p.lua", "-i", MAIN)
+        self.merge("more.romfs", "/opt", "Archive")
+        self.edit("/usr/bin/box.lua", "/opt/bin/p.lua")
+        self.assertEqual(self.findings(), [])
+        self.edit("/opt/bin/p.lua", "/opt/bin/q.lua")
+        self.expect("startup", "/opt/bin/q.lua")
+
+    def test_program_in_a_merged_file(self):
+        self.write("one/p.lua", "print(1)\n")
+        self.merge("one/p.lua", "/opt/main.lua", "File")
+        self.edit("/usr/bin/box.lua", "/opt/main.lua")
+        self.assertEqual(self.findings(), [])
+
+    def test_include_directory_that_is_not_there(self):
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true"><Include>inclde</Include></Preprocess>')
+        self.expect("include", "no include directory inclde", "<Include>inclde")
+        self.assertEqual(self.make(), 0)
+
+    def test_language_that_is_not_there(self):
+        self.edit("<Language>de<", "<Language>ed<")
+        self.expect("language", "There is no translations/ed.ts", "<Language>ed")
+        self.assertEqual(self.make(), 0)
+
+    def test_translations_that_are_not_enabled(self):
+        self.edit('Translation Enabled="true"', "Translation")
+        self.expect("language", "not enabled", "<Translation")
+        self.assertEqual(self.make(), 0)
+
+    # Where things go
+
+    def test_catalogues_below_another_destination(self):
+        self.edit("<Destination>/<", "<Destination>/opt<")
+        self.edit("/usr/bin/box.lua", "/opt/usr/bin/box.lua")
+        self.expect("catalogue", "/opt/usr/lib/translations", "<Merge")
+        self.assertEqual(self.make(), 0)
+        self.assertIn("/opt/usr/lib/translations/de.qm",
+                      self.tool("ztinspect", *self.firmware()))
+
+    def test_base_directory_without_anything(self):
+        self.edit('BaseDir="/usr/lib/lua"', 'BaseDir="/usr/lib/luna"')
+        self.expect("base-directory", "/usr/lib/luna", "BaseDir=")
+        self.assertEqual(self.make(), 0)
+
+    def two_files(self):
+        self.write("one/a.lua", "print(1)\n")
+        self.write("one/b.lua", "print(2)\n")
+        self.merge("one/a.lua", "/opt/a.lua", "File")
+        self.merge("one/b.lua", "/opt/b.lua", "File")
+
+    def test_files_that_share_an_object(self):
+        self.two_files()
+        self.assertEqual(self.findings(), [])
+        self.edit("<Project ", '<Project ObjectDirectory="obj.v1/x" ')
+        checks = [finding["check"] for finding in self.findings()]
+        self.assertEqual(set(checks), {"same-object", "object-path"}) \
+            if "same-object" in checks else self.assertEqual(checks, [])
+
+    def test_dot_in_the_path_of_the_object_directory(self):
+        self.two_files()
+        deep = self.home / "my.project" / "box"
+        shutil.copytree(self.dir, deep)
+        text = (deep / "box.ztp").read_text()
+        (deep / "box.ztp").write_text(text.replace(
+            "<Project ", f'<Project ProjectDirectory="{deep}" ').replace(
+            re.search(r"\n *<Translation.*</Translation>", text, re.DOTALL)[0], ""))
+        found = self.findings(cwd=deep)
+        self.assertEqual({finding["check"] for finding in found}, {"same-object", "object-path"})
+        self.assertRegex(found[0]["text"] + found[-1]["text"], "one/[ab].lua and .*one/[ab].lua")
+
+    def test_project_of_another_directory(self):
+        self.expect("translation-path", "would look for", "<Translation", "error",
+                    "work/box.ztp", "work/box.ztp", cwd=self.dir.parent)
+        self.assertEqual(self.make("work/box.ztp", cwd=self.dir.parent), 1)
+
+    def test_absolute_object_directory(self):
+        self.edit("<Project ", f'<Project ObjectDirectory="{self.home}/o" ')
+        self.expect("translation-path", "translation report would be written to",
+                    "ObjectDirectory=")
+        self.assertEqual(self.make("--report"), 0)
+        self.assertFalse((self.home / "o/translations/report.xml").exists())
+
+    def test_two_projects_share_their_objects(self):
+        self.write("release.ztp", self.read("box.ztp"))
+        self.expect("shared-objects", "release.ztp has the same object directory", "<Project",
+                    "warning", "box.ztp", "box.ztp")
+        self.assertEqual(self.make("release.ztp"), 0)
+
+    def test_merge_that_holds_the_objects(self):
+        self.edit("<Source>root<", "<Source>.<")
+        self.edit("/usr/bin/box.lua", "/root/usr/bin/box.lua")
+        checks = [(finding["check"], finding["text"][:22]) for finding in self.findings()
+                  if finding["check"] == "merge"]
+        self.assertEqual(checks, [("merge", "The merge holds obj: e"),
+                                  ("merge", "The merge holds firmwa")])
+        self.assertEqual(self.make(), 0)
+
+    def test_merge_that_holds_a_repository_and_a_project(self):
+        self.write("root/lib/.git/HEAD", "x")
+        self.write("root/lib/other.ztp", "x")
+        texts = [finding["text"] for finding in self.findings()]
+        self.assertEqual(texts, ["The merge holds a repository: root/lib/.git",
+                                 "The merge holds another project: root/lib/other.ztp"])
+        self.assertEqual(self.make(), 0)
+
+    # Sources
+
+    def test_links(self):
+        self.write("elsewhere/x.lua", "print(1)\n")
+        (self.dir / "root/link").symlink_to("../elsewhere")
+        self.expect("link", "root/link$", "<Merge")
+        (self.dir / "root/link").unlink()
+        (self.dir / "root/usr/loop").symlink_to("..")
+        self.expect("link", "leads back .* root/usr/loop$", "<Merge")
+        self.assertEqual(self.make(), 0)
+
+    def test_hidden_source(self):
+        self.write("root/.hooks/a.lua", "print(1)\n")
+        self.write("root/.b.lua", "print(1)\n")
+        self.expect("hidden", "shipped as source: root/.* and 1 more")
+        self.assertEqual(self.make(), 0)
+        self.assertFalse((self.dir / "obj/root/.hooks/a.luo").exists())
+
+    def test_source_with_an_undecodable_name(self):
+        with open(os.fsencode(self.dir / "root") + b"/\xff.lua", "wb") as file:
+            file.write(b"print(1)\n")
+        self.expect("hidden", "not UTF-8")
+        self.assertEqual(self.make(), 0)
+
+    # Times
+
+    def header(self):
+        """A header, taken in by way of another, and a build with it."""
+        self.write("include/a.lh", '#include "b.lh"\n')
+        self.write("include/b.lh", "#define LIMIT 1\n")
+        self.write(MODULE, '#include "a.lh"\nreturn { text = function() return LIMIT end }\n')
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
+        self.assertEqual(self.make(), 0)
+
+    def test_header_that_is_newer(self):
+        self.header()
+        self.assertEqual(self.findings(), [])
+        self.time("include/b.lh", 100)
+        self.expect("header", "include/b.lh is newer .* sources: 1$", "#include", "warning", MODULE)
+        before = (self.dir / "obj/root/usr/lib/lua/box/greeting.luo").stat().st_mtime_ns
+        self.assertEqual(self.make(), 0)
+        self.assertEqual((self.dir / "obj/root/usr/lib/lua/box/greeting.luo").stat().st_mtime_ns,
+                         before, "the build has noticed")
+        self.time(MODULE, 200) # then the build notices by itself
+        self.assertEqual(self.findings(), [])
+
+    def test_definition_that_is_newer(self):
+        self.write("box.mtdef", "0x0100 LIMIT u8\n")
+        self.write(MODULE, '#include "mtd16.lh"\nreturn { text = function() return '
+                           'MTD16_LIMIT end }\n')
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
+        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.findings(), [])
+        self.time("box.mtdef", 100)
+        self.expect("header", "include/mtd16.lh is newer", "#include", "warning", MODULE)
+        self.assertEqual(self.make(), 0)
+
+    def test_source_replaced_by_an_older_one(self):
+        self.assertEqual(self.make(), 0)
+        old = (self.dir / MODULE).stat()
+        time.sleep(0.02) # changes are told apart by the file system's own clock
+        self.write(MODULE, self.read(MODULE).replace("Hello", "Goodbye"))
+        os.utime(self.dir / MODULE, ns=(old.st_atime_ns, old.st_mtime_ns)) # as cp -p does
+        self.expect("replaced-source", "sources: 1$", "-- What", "warning", MODULE)
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.make("--all"), 0)
+        self.assertEqual(self.findings(), [])
+
+    # A build that would stop
+
+    def test_definition_file_that_is_not_there(self):
+        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
+        self.expect("build", 'A build would stop: MTD16 input file "box.mtdef" not found.',
+                    "<Project", "error")
+        self.assertEqual(self.make(), 1)
+
+    # Forms
+
+    def test_strict(self):
+        self.edit("KeyFile=", "Keyfile=")
+        self.assertEqual(self.ask("check").returncode, 0)
+        self.assertEqual(self.ask("check", "--strict").returncode, 1)
+
+    def test_json(self):
+        self.edit("KeyFile=", "Keyfile=")
+        finding, = json.loads(self.ask("check", "--format=json").stdout)
+        self.assertEqual((finding["file"], finding["severity"], finding["check"]),
+                         ("box.ztp", "warning", "schema"))
+        self.assertEqual(set(finding), {"file", "line", "column", "severity", "check", "text",
+                                        "cure"})
+        self.assertEqual(self.ask("check", "--format=xml").returncode, 1)
+
+    def test_first_generation(self):
+        project = self.home / "hello"
+        shutil.copytree(SOURCES / "examples/hello-2009", project)
+        text = (project / "hello.ztp").read_text()
+        (project / "hello.ztp").write_text(text.replace("/etc/greeting", "/etc/greeting\" Kind=\"x")
+                                           .replace(">scripts<", ">skripts<"))
+        found = {(finding["check"], finding["line"]) for finding in self.findings(cwd=project)}
+        self.assertEqual(found, {("schema", "11"), ("source", "10")})
+
+    def firmware(self):
+        return [f"firmware/{name}" for name in self.files("firmware")]
+
+
+class Documentation(unittest.TestCase):
+    """The names of the checks."""
+
+    def test_all_are_documented_and_tested(self):
+        names = set()
+        for file in (SOURCES / "src/companion").glob("*check*.cpp"):
+            text = file.read_text()
+            names |= set(re.findall(r'(?<![\wu])"([a-z]+(?:-[a-z]+)*)"(?!_)', text))
+            names |= set(re.findall(r'\.check = u"([\w-]+)"', text))
+        manual = (SOURCES / "docs/ztproject.1.md").read_text()
+        documented = set(re.findall(r"^`\[([\w-]+)\]`", manual, re.MULTILINE))
+        self.assertGreater(len(names), 20)
+        self.assertEqual(names, documented)
+        tests = (SOURCES / "tests/companion/test_check.py").read_text()
+        for name in names:
+            self.assertIn(f'"{name}"', tests)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,73 @@
+#include "companion/places.h"
+
+#include "rows.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr char text[] = R"(<?xml version="1.0"?>
+<!-- <Target/> -->
+<P:Root xmlns:P="x"
+   a="1"><One b="<" c='c="2"'
+   d = "3"/><One/>
+  <Two>ü<Three>text</Three></Two></P:Root>)";
+
+} // namespace
+
+class TestPlaces : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void elementsAndAttributesAreFound_data()
+    {
+        Rows<QString, QString, int, int, int> row; // path, attribute, number, line, column
+        row("element", u"One"_s, {}, 0, 4, 10);
+        row("second element", u"One"_s, {}, 1, 5, 13);
+        row("no third element", u"One"_s, {}, 2, 3, 1);
+        row("element within", u"Two/Three"_s, {}, 0, 6, 9);
+        row("the one above", u"Two/Four"_s, {}, 0, 6, 3);
+        row("the one above with the number", u"One/Four"_s, {}, 1, 5, 13);
+        row("attribute on another line", u"One"_s, u"d"_s, 0, 5, 4);
+        row("attribute that a value looks like", u"One"_s, u"c"_s, 0, 4, 21);
+        row("attribute that is not there", u"One"_s, u"x"_s, 0, 4, 10);
+        row("nothing like it", u"Four"_s, {}, 0, 3, 1);
+    }
+    void elementsAndAttributesAreFound()
+    {
+        const auto [path, attribute, number, line, column] =
+                fetch<QString, QString, int, int, int>();
+        const Place place = Places(QByteArray(text).replace("b=\"<\"", "b=\"-\""))
+                                    .attribute(path, attribute, number);
+        QCOMPARE(place.line, line);
+        QCOMPARE(place.column, column);
+    }
+
+    void elementIsFoundByItsText()
+    {
+        const Places places(QByteArray(text).replace("b=\"<\"", "b=\"-\""));
+        const auto place = places.elementWithText(u"Three"_s, u"text"_s);
+        QVERIFY(place);
+        QCOMPARE(place->line, 6);
+        QVERIFY(!places.elementWithText(u"Three"_s, u"other"_s));
+    }
+
+    void elementsAreCountedInDocumentOrder()
+    {
+        const Places places(QByteArray(text).replace("b=\"<\"", "b=\"-\""));
+        QCOMPARE(places.inDocumentOrder(0, u"a"_s).line, 4);
+        QCOMPARE(places.inDocumentOrder(2).column, 13);
+        QCOMPARE(places.inDocumentOrder(4).column, 9);
+        QCOMPARE(places.inDocumentOrder(5).line, 1);
+    }
+
+    void brokenTextHasThePlacesInFrontOfTheBreak()
+    {
+        QCOMPARE(Places(text).element(u"Two"_s).line, 3);
+        QCOMPARE(Places("").element(u"Two"_s).line, 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPlaces)
+#include "tst_places.moc"
