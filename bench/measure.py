@@ -4,13 +4,14 @@ Usage: measure.py PROGRAMS SCRATCH REPORT [PART...] [SIZE...]
 
 PROGRAMS holds ztmake and the bench_* programs; projects are made in SCRATCH, on the same file
 system; REPORT is the Markdown file, its plot goes beside it. With parts named ("start", "no-op",
-"full", "outputs"), these alone are measured, and the figures are only printed. Every ratio is the
-median of the ratios of paired runs: one run of each program after the other, many times over.
+"full", "jobs", "outputs"), these alone are measured, and the figures are only printed. Every ratio
+is the median of the ratios of paired runs: one run of each program after the other, many times over.
 """
 
 import os
 import platform
 import re
+import resource
 import shutil
 import statistics
 import subprocess
@@ -24,6 +25,7 @@ NOT_FULLY_BUILT = 50000  # the time goes to the sizes around it
 COUNTED_SIZE = 10000  # for callgrind
 SYNCED_SIZE = 1000
 COPIED_SIZE = 10000
+JOBS_SIZE = 1000
 SLOW_MAKE = 10000  # make may need seconds from here on, so it runs less often
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C.UTF-8"}
 NULL_STREAMS = [(os.POSIX_SPAWN_OPEN, stream, "/dev/null", os.O_WRONLY, 0) for stream in (1, 2)]
@@ -238,6 +240,47 @@ def measure_outputs(programs, scratch, report):
          f"{ratio(unsynced, 'cp'):.2f}"]])
 
 
+def processor_seconds(command):
+    """The processor time of one run and all that it starts."""
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
+    seconds(command)
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+
+
+def measure_jobs(programs, scratch, report):
+    """Two tools at a time, with tools that work and with tools that do nothing."""
+    env = shutil.which("env")
+    one, two = ([env, f"ZTMAKE_JOBS={count}", *ZTMAKE] for count in (1, 2))
+    ninja = [shutil.which("ninja"), "--quiet"]
+    rows = []
+    for name, tool, rounds in (("5 ms of work", "bench_work", 7), ("nothing", "bench_nothing", 21)):
+        steps = generate.make_project(f"{scratch}/jobs", JOBS_SIZE, f"{programs}/ztmake",
+                                      f"{programs}/{tool}")
+        os.chdir(f"{scratch}/jobs")
+
+        def prepare(steps=steps):
+            generate.mark_unbuilt(steps)
+        times = paired_times({"one": one, "ztmake": two, "ninja -j2": [*ninja, "-j2"],
+                              "ninja": ninja}, rounds, prepare)
+        prepare()
+        work = processor_seconds(two)
+        rows.append([name] + [f"{ratio(times, other):.2f}" for other in
+                              ("one", "ninja -j2", "ninja")]
+                    + [f"{median_ms(times, 'ztmake') / 1000 / (work / 2):.2f}", f"{rounds}"])
+        generate.mark_built(steps)
+        current = paired_times({"ztmake": two, "one": one}, 101)
+        os.chdir(scratch)
+        shutil.rmtree(f"{scratch}/jobs")
+    report.text("## Two tools at a time")
+    report.text(f"`ZTMAKE_JOBS=2`, {JOBS_SIZE:,} files; ninja's own default is as many as there are "
+                "processors, and two more. The last ratio is the time over half of the processor "
+                "time of the build with all its tools.")
+    report.table(["A tool does", "/ one at a time", "/ ninja -j2", "/ ninja",
+                  "/ processor time of both", "Pairs"], rows)
+    report.text(f"With nothing to do, two over one: {ratio(current, 'one'):.2f}.")
+
+
 def draw(plot, path):
     """The plot of the builds with nothing to do."""
     data = "\n".join(" ".join(f"{value}" for value in row) for row in plot)
@@ -264,9 +307,10 @@ Written by `scripts/bench`; run it to get the figures of your machine.
 
 The same build, as a project, as a ninja file and as a Makefile: every Lua file is preprocessed and
 compiled, everything is packed and linked, by tools that do nothing. ztmake runs one tool at a time
-and packs and links on every build, so with nothing to do it still starts two tools and writes the
-argument file of the first. The floors are plain C: `walk` lists the folders and asks for three
-times a Lua file, `spawn` starts the commands of a full build with `posix_spawn`.
+unless `ZTMAKE_JOBS` says otherwise, and packs and links on every build, so with nothing to do it
+still starts two tools and writes the argument file of the first. The floors are plain C: `walk`
+lists the folders and asks for three times a Lua file, `spawn` starts the commands of a full build
+with `posix_spawn`.
 
 Ratios are medians over paired runs of whole processes; below 1, ztmake is faster.
 """
@@ -291,6 +335,7 @@ def main():
     parts = {"start": lambda: measure_start(programs, report),
              "no-op": lambda: measure_no_op(sizes, programs, scratch, report),
              "full": lambda: measure_full_build(sizes, programs, scratch, report),
+             "jobs": lambda: measure_jobs(programs, scratch, report),
              "outputs": lambda: measure_outputs(programs, scratch, report)}
     if not parts.keys() >= set(chosen):
         raise SystemExit(__doc__)
