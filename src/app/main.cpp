@@ -73,7 +73,7 @@ int run(Options options)
     project.setProjectFileTime(modificationTime(projectFile));
     project.setProjectFileStatus(projectFile);
     project.jobs().setLimit(*jobs);
-    if (options.verbosity == 0)
+    if (options.verbosity == 0 && project.jobs().runsSeveral())
         project.enableStatusLine();
     Interruption::watch();
     const bool ok = project.run(options.operation) && project.checkInterruption();

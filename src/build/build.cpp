@@ -6,6 +6,8 @@
 #include "files/changes.h"
 #include "tools/tools.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 Build::Build(Project *project, bool rebuildAll)
@@ -145,7 +147,9 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
         return compiler.errorString.isEmpty() ? false : m_project->raiseError(compiler.errorString);
     }
 
-    for (const CompiledObject &object : std::as_const(compiler.objects))
+    // The compiler stays until the jobs have ended, the list need not.
+    const QList<CompiledObject> objects = std::exchange(compiler.objects, {});
+    for (const CompiledObject &object : objects)
         m_rootImage->addFile(object.sourceFile, object.objectFile);
     m_translations->addSources({source, compiler.lupdateSources});
     return true;

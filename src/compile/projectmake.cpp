@@ -180,23 +180,23 @@ std::optional<QString> ProjectMake::makeObject(const File &source, const Destina
 {
     if (!process.preprocess() && !process.compileLua())
         return copy(source, destination);
-    const File preprocessed = process.preprocess() ? destination.output("lui") : source;
-    bool isDue = process.preprocess() && needRebuild(source.status, preprocessed.status);
-    File object = preprocessed;
+    const File input = process.preprocess() ? destination.output("lui") : source;
+    bool isDue = process.preprocess() && needRebuild(source.status, input.status);
+    std::optional<File> compiled;
     if (process.compileLua()) {
-        object = isDue ? destination.unseenOutput("luo") : destination.output("luo");
-        isDue = isDue || needRebuild(preprocessed.status, object.status);
+        compiled = isDue ? destination.unseenOutput("luo") : destination.output("luo");
+        isDue = isDue || needRebuild(input.status, compiled->status);
     }
-    const QString path = object.path();
+    const QString path = compiled ? compiled->path() : input.path();
     if (!isDue)
         return path;
     LuaFiles files;
     files.source = {source.path(), source.status};
     files.name = relativePath.isEmpty() ? files.source.path : relativePath;
     if (process.preprocess())
-        files.preprocessed = {preprocessed.path(), preprocessed.status};
-    if (process.compileLua())
-        files.compiled = {path, object.status};
+        files.preprocessed = {input.path(), input.status};
+    if (compiled)
+        files.compiled = {path, compiled->status};
     JobQueue &jobs = m_project->jobs();
     if (!jobs.add(std::make_unique<LuaJob>(m_project, *this, preprocessorIncludes(),
                                            std::move(files)))
