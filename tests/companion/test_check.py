@@ -13,6 +13,8 @@ from box import MAIN, SDK, SOURCES, BoxWorld
 LINE = re.compile(r"^(?P<file>[^:]+):(?P<line>\d+):(?P<column>\d+): (?P<kind>error|warning): "
                   r"(?P<text>.*) \[(?P<check>[\w-]+)\]\n(?P=file):(?P=line):(?P=column): note: .+$",
                   re.MULTILINE)
+# Where the rows of a table go: what a build says, and what check says.
+TABLE = os.environ.get("ZTMAKE_TRAPS_TABLE")
 MODULE = "root/usr/lib/lua/box/greeting.lua"
 MERGE = "<Merge Type=\"Directory\">\n                <Source>root</Source>"
 
@@ -28,6 +30,7 @@ class Traps(BoxWorld):
         self.assertEqual(2 * len(found), len(result.stdout.splitlines()), result.stdout)
         fails = any(finding["kind"] == "error" for finding in found)
         self.assertEqual(result.returncode, 1 if fails else 0)
+        self.said += [line for line in result.stdout.splitlines() if ": note: " not in line]
         return found
 
     def expect(self, check, text, at=None, kind="warning", file="box.ztp", *arguments, cwd=None):
@@ -44,6 +47,23 @@ class Traps(BoxWorld):
         """A further merge in front of the others."""
         self.edit(MERGE, f'<Merge Type="{kind}"><Source>{source}</Source>'
                          f"<Destination>{destination}</Destination></Merge>\n{MERGE}")
+
+    def setUp(self):
+        super().setUp()
+        self.said = []
+        self.addCleanup(self.note)
+
+    def make(self, *options, **settings):
+        self.status = super().make(*options, **settings)
+        return self.status
+
+    def note(self):
+        """Adds a row to the table of traps, when one is wanted."""
+        if TABLE and self.said and hasattr(self, "status"):
+            name = self._testMethodName.removeprefix("test_").replace("_", " ")
+            said = self.said[0].replace(str(SDK.parent), "…").replace(str(self.home), "…")
+            with open(TABLE, "a", encoding="utf-8") as table:
+                table.write(f"| {name} | {self.status} | `{said}` |\n")
 
     # Nothing wrong
 
