@@ -10,8 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr char variable[] = "ZTMAKE_JOBS";
-
 bool isDigit(char letter)
 {
     return letter >= '0' && letter <= '9';
@@ -21,7 +19,7 @@ bool isDigit(char letter)
 
 std::optional<int> jobLimit(QString *error)
 {
-    const QByteArray value = qgetenv(variable);
+    const QByteArray value = qgetenv("ZTMAKE_JOBS");
     if (value.isEmpty())
         return 1;
     if (value == "auto")
@@ -30,7 +28,7 @@ std::optional<int> jobLimit(QString *error)
     const int limit = value.toInt(&isNumber);
     if (isNumber && limit > 0 && std::all_of(value.begin(), value.end(), isDigit))
         return limit;
-    *error = u"%1 must be a number from 1 on, or \"auto\", but is \"%2\""_s.arg(
-            QLatin1StringView(variable), QString::fromLocal8Bit(value));
+    *error = u"ZTMAKE_JOBS must be a number from 1 on, or \"auto\", but is \"%1\""_s.arg(
+            QString::fromLocal8Bit(value));
     return {};
 }

@@ -17,13 +17,6 @@ Build::Build(Project *project, bool rebuildAll)
 
 bool Build::run()
 {
-    const bool ok = runSteps();
-    // After a failure there may be tools still running, and one of them may have failed first.
-    return m_project->jobs().finish() && ok;
-}
-
-bool Build::runSteps()
-{
     return claimObjectDirectory() && recoverFromKill() && makeDirectories() && nameFirmware()
            && compileDefinitions() && selectRootFilesystem() && beginRootImage()
            && addMergeEntries() && addTranslations() && addVersionFile() && addStartupScript()

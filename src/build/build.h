@@ -22,11 +22,10 @@ public:
     /// @param rebuildAll  treat every incremental step as out of date
     Build(Project *project, bool rebuildAll);
 
+    /// After a failure jobs may still be running, which this object must outlive.
     bool run();
 
 private:
-    bool runSteps();
-
     /// Makes the object directory, and waits until no other operation uses it.
     bool claimObjectDirectory();
     bool recoverFromKill();

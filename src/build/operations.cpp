@@ -43,7 +43,10 @@ bool Project::runOperation(Operation operation)
 
 bool Project::buildProject(bool rebuildAll)
 {
-    return Build(this, rebuildAll).run();
+    Build build(this, rebuildAll);
+    const bool ok = build.run();
+    // One of the jobs that are still running after a failure may have failed first.
+    return m_jobs.finish() && ok;
 }
 
 bool Project::clearObsolete()

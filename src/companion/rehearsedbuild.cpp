@@ -31,6 +31,16 @@ QString optionValue(const QStringList &arguments, const QString &option)
     return optionValues(arguments, option).value(0);
 }
 
+RehearsalScope::RehearsalScope()
+{
+    Rehearsal::begin();
+}
+
+RehearsalScope::~RehearsalScope()
+{
+    Rehearsal::end();
+}
+
 /// Lets every tool succeed without running it.
 class RehearsedBuild::Recorder final : public CommandRunner
 {
@@ -53,12 +63,6 @@ RehearsedBuild::RehearsedBuild(const ProjectSpec &spec, const FileStatus &projec
     setProjectFileTime(modificationTime(projectFile));
     setProjectFileStatus(projectFile);
     setCommandRunner(std::make_unique<Recorder>(this));
-    Rehearsal::begin();
-}
-
-RehearsedBuild::~RehearsedBuild()
-{
-    Rehearsal::end();
 }
 
 bool RehearsedBuild::rehearse(Operation operation)

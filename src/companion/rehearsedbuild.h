@@ -14,15 +14,23 @@ struct RehearsedStep
     int command = -1;         ///< in RehearsedBuild::commands(); -1: no tool is run for it
 };
 
+/// A rehearsal for as long as the object lives.
+struct RehearsalScope
+{
+    RehearsalScope();
+    ~RehearsalScope();
+    RehearsalScope(const RehearsalScope &) = delete;
+    RehearsalScope &operator=(const RehearsalScope &) = delete;
+};
+
 /// A build that is only walked through: the decisions are those of a real one, the tools are not
 /// run, and the disk stays as it is. What it would do can be read afterwards.
-class RehearsedBuild final : public Project
+class RehearsedBuild final : private RehearsalScope, public Project
 {
 public:
     /// @param spec  must outlive this object
     /// @param projectFile  what the project file was like before it was read
     RehearsedBuild(const ProjectSpec &spec, const FileStatus &projectFile);
-    ~RehearsedBuild();
 
     /// Walks through a build. Until this object is gone, FileStatus shows files as they would be.
     /// @return false with the error text set where the build would stop

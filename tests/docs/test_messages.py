@@ -143,5 +143,23 @@ class CompanionMessages(unittest.TestCase):
                          {f"--{name}" for name in re.findall(r'add(?:Flag|Option)\("(\w+)"', source)})
 
 
+class Checks(unittest.TestCase):
+    """The names of the checks."""
+
+    def test_all_are_documented_and_tested(self):
+        names = set()
+        for file in (SOURCES / "src/companion").glob("*check*.cpp"):
+            text = file.read_text()
+            names |= set(re.findall(r'(?<![\wu])"([a-z]+(?:-[a-z]+)*)"(?!_)', text))
+            names |= set(re.findall(r'\.check = u"([\w-]+)"', text))
+        manual = (SOURCES / "docs/ztproject.1.md").read_text()
+        documented = set(re.findall(r"^`\[([\w-]+)\]`", manual, re.MULTILINE))
+        self.assertGreater(len(names), 20)
+        self.assertEqual(names, documented)
+        tests = (SOURCES / "tests/companion/test_check.py").read_text()
+        for name in names:
+            self.assertIn(f'"{name}"', tests)
+
+
 if __name__ == "__main__":
     unittest.main()
