@@ -86,6 +86,7 @@ int checkProject(const CheckOptions &options)
         printMessage(error);
         return 1;
     }
+    opened.spec.svnversion = Tristate{0}; // no check is about the version
     QList<Finding> findings = findingsOf(&opened, isRead, error);
     std::stable_sort(findings.begin(), findings.end(), [&](const Finding &a, const Finding &b) {
         const auto key = [&](const Finding &finding) {

@@ -27,6 +27,14 @@ class Traps(CheckWorld):
         self.findings()
         self.assertEqual(self.files(), before)
 
+    def test_no_program_is_run(self):
+        self.edit("<Project ", '<Project Svnversion="true" ')
+        self.write("bin/svnversion", "#!/bin/sh\ntouch called\necho 1\n").chmod(0o755)
+        environment = {**self.environment(), "PATH": f"{self.dir}/bin:{os.environ['PATH']}"}
+        self.environment = lambda: environment
+        self.assertEqual(self.findings(), [])
+        self.assertFalse((self.dir / "called").exists())
+
     def test_samples(self):
         for project in "thermostat", "hello-2009":
             with self.subTest(project):
