@@ -190,6 +190,24 @@ private slots:
         }
         SAME(texts.last(), texts.first());
     }
+
+    // Otherwise a file that a tool opens becomes one of them, and gets what the tool prints.
+    void toolsHaveStandardStreamsThatWereClosed_data() { closedStandardStreams_data(); }
+    void toolsHaveStandardStreamsThatWereClosed()
+    {
+        const auto [redirections] = fetch<QByteArray>();
+        World world(demo, minimal);
+        world.remove("sdk/bin/ztlink");
+        world.write("sdk/bin/ztlink", "#!/bin/sh\nfor stream in 0 1 2; do\n"
+                                      "test -e /proc/$$/fd/$stream || echo $stream >>closed\n"
+                                      "done\n: >linked\n");
+        world.setMode("sdk/bin/ztlink", 0755);
+        const Result result = world.run({"-c", "exec ../sdk/bin/ztmake -q " + redirections},
+                                        {.program = "/bin/sh"});
+        QCOMPARE(result.status, 0);
+        QVERIFY(world.exists("project/linked"));
+        QVERIFY(!world.exists("project/closed"));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestToolRunner)

@@ -97,7 +97,8 @@ class Tree:
         files = subprocess.run(["git", "ls-files", "-coz", "--exclude-standard"], cwd=ROOT,
                                check=True, capture_output=True, text=True).stdout.split("\0")
         for file in filter(None, files):
-            if (ROOT / file).is_file():
+            is_edited = operators.is_edited(file) and (self.source / file).exists()
+            if (ROOT / file).is_file() and not is_edited:
                 write(self.source / file, (ROOT / file).read_bytes(), ROOT / file)
         options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-O0 -g0",
                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
@@ -110,22 +111,26 @@ class Tree:
                          for entry in entries}
 
     def apply(self, edits):
-        """Writes the sources with all edits in them, and returns those that compile."""
+        """Writes the sources with edits in them, and returns those that compile. The edits are a
+        dictionary by their numbers."""
         known = set(self.invalid.read_text().split("\n")) if self.invalid.exists() else set()
-        numbered = {number: edit for number, edit in enumerate(edits)
-                    if json.dumps(edit.key()) not in known}
-        files = sorted({edit.file for edit in edits})
+        compiling = {number: edit for number, edit in edits.items()
+                     if json.dumps(edit.key()) not in known}
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             groups = pool.map(lambda file: self.apply_to(
-                file, {n: edit for n, edit in numbered.items() if edit.file == file}), files)
+                file, {n: edit for n, edit in compiling.items() if edit.file == file}),
+                operators.edited_files(ROOT))
             valid = {number: edit for group in groups for number, edit in group.items()}
-        bad = {json.dumps(edit.key()) for n, edit in enumerate(edits) if n not in valid}
+        bad = {json.dumps(edit.key()) for number, edit in edits.items() if number not in valid}
         self.invalid.write_text("\n".join(sorted(known | bad)))
         return valid
 
     def apply_to(self, file, edits):
         path = self.source / file
         original = (ROOT / file).read_bytes()
+        if not edits:
+            write(path, original)
+            return edits
         include = f'#include "{ROOT / "tests/mutation/mutant.h"}"\n'
         words = [word for word in shlex.split(self.commands[str(ROOT / file)])
                  if not word.startswith("-W") and word not in ("-c", "ccache")]
@@ -133,6 +138,8 @@ class Tree:
         draft = SCRATCH / "drafts" / file
         while True:
             text = include + operators.guarded(original, list(edits.items()))
+            if path.exists() and path.read_bytes() == text.encode():
+                return edits  # an earlier run has seen it compile
             write(draft, text.encode())
             check = subprocess.run([*words, "-w", "-fsyntax-only", "-fmax-errors=0", str(draft)],
                                    cwd=self.build, capture_output=True, text=True,
@@ -243,11 +250,11 @@ def main():
         print("\n".join(map(str, every)))
         return
 
-    valid = tree.apply(every)
-    edits = {number: edit for number, edit in valid.items() if not arguments.filter
-             or any(text in str(edit) for text in arguments.filter)}
-    print(f"{len(every)} edits, {len(every) - len(valid)} do not compile, {len(edits)} are to be"
-          " judged", flush=True)
+    chosen = {number: edit for number, edit in enumerate(every) if not arguments.filter
+              or any(text in str(edit) for text in arguments.filter)}
+    edits = tree.apply(chosen)
+    print(f"{len(chosen)} of {len(every)} edits, {len(chosen) - len(edits)} of them do not compile",
+          flush=True)
     tests = list(tree.tests())
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         failed = [test.name for test, ok in zip(tests, pool.map(Test.look, tests)) if not ok]

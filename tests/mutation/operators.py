@@ -198,7 +198,15 @@ def guarded(source, edits):
     return render(0, len(source))
 
 
+def is_edited(file):
+    return re.fullmatch(r"src/\w+/\w+\.cpp", file) is not None
+
+
+def edited_files(root):
+    return sorted(str(path.relative_to(root)) for path in (root / "src").glob("*/*.cpp"))
+
+
 def find_edits(root, commands):
     """The edits of all sources, file by file, in the order in which they are found."""
-    for path in sorted((root / "src").glob("*/*.cpp")):
-        yield from Finder(root, str(path.relative_to(root)), commands[str(path)]).edits.values()
+    for file in edited_files(root):
+        yield from Finder(root, file, commands[str(root / file)]).edits.values()

@@ -124,16 +124,28 @@ private slots:
                  QDir(world.path()).entryList({u"*.lua"_s}, QDir::Files, QDir::Unsorted));
     }
 
-    void namesThatAreNotUtf8AreLeftOut()
+    void namesThatAreNotUtf8AreLeftOutAndCounted()
     {
         const QTemporaryDir world;
-        const QByteArray name = QFile::encodeName(world.path()) + "/\xff.lua";
-        const int file = open(name.constData(), O_CREAT | O_WRONLY, 0600);
-        QVERIFY(file >= 0);
-        ::close(file);
-        const QStringList names = namesIn(world.path());
-        unlink(name.constData()); // QTemporaryDir cannot
-        QCOMPARE(names, QStringList());
+        const QByteArray top = QFile::encodeName(world.path()) + '/';
+        const QByteArrayList directories{"\xfe", "\xfe/deep", "\xfe/.hidden"};
+        const QByteArrayList files{"\xff.lua",    "\xff.txt",          ".\xff.lua",
+                                   "\xfe/a.lua",  "\xfe/deep/b.LUA",   "\xfe/c.txt",
+                                   "\xfe/.d.lua", "\xfe/.hidden/e.lua"};
+        for (const QByteArray &name : directories)
+            QVERIFY(mkdir((top + name).constData(), 0700) == 0);
+        for (const QByteArray &name : files) {
+            const int file = open((top + name).constData(), O_CREAT | O_WRONLY, 0600);
+            QVERIFY(file >= 0);
+            ::close(file);
+        }
+        const DirectoryListing listing = Directory(world.path()).luaFilesAndDirectories();
+        for (const QByteArray &name : files) // QTemporaryDir cannot
+            unlink((top + name).constData());
+        for (auto name = directories.rbegin(); name != directories.rend(); ++name)
+            rmdir((top + *name).constData());
+        QVERIFY(listing.entries.empty());
+        QCOMPARE(listing.undecodableFiles, 3);
     }
 
     void specialFilesAreLeftOut()
