@@ -78,7 +78,9 @@ void ResponseFile::removeLeftIn(const QString &directory)
         return;
     while (const dirent *entry = readdir(stream)) {
         const std::string_view name(entry->d_name);
-        if (entry->d_type == DT_REG && name.size() == nameLength && name.starts_with(namePrefix))
+        const bool isResponseFile = name.size() == nameLength && name.starts_with(namePrefix);
+        // A note is written under this name first.
+        if (entry->d_type == DT_REG && (isResponseFile || name == ".unfinished.new"))
             unlinkat(dirfd(stream), entry->d_name, 0);
     }
     closedir(stream);

@@ -63,6 +63,10 @@ private slots:
         world.write("project/obj/args.txt"); // somebody's own
         world.plan("ztlpp", "");
         QCOMPARE(world.run({"-q"}).status, 0);
+        // Nor is what a build leaves that is killed before its note has its name.
+        world.write("project/obj/.unfinished.new");
+        QCOMPARE(world.run({"-q"}).status, 0);
+        QVERIFY(!world.exists("project/obj/.unfinished.new"));
         QCOMPARE(world.tree("project/obj").count("args."), 1);
         QVERIFY(world.exists("project/obj/args.txt"));
     }
