@@ -114,7 +114,8 @@ bool copyFile(const QString &source, const QString &target)
 {
     if (Rehearsal::isOn()) {
         Rehearsal::make(target);
-        return access(QFile::encodeName(source).constData(), R_OK) == 0;
+        const std::optional<FileStatus> made = Rehearsal::status(source);
+        return made ? made->exists() : access(QFile::encodeName(source).constData(), R_OK) == 0;
     }
     const QByteArray from = QFile::encodeName(source);
     const QByteArray to = QFile::encodeName(target);

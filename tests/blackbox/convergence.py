@@ -89,11 +89,16 @@ class World(RandomProject):
 
     def start(self, directory, arguments=("-q",), extra=()):
         # In a session of its own: signals to the group reach the program and its tools alone.
-        # The pipe ends with the last of them, orphans included.
-        return subprocess.Popen([self.path("sdk/bin/ztmake"), *arguments, "box.ztp"], cwd=directory,
-                                env=self.environment(extra), stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                start_new_session=True)
+        # All of them inherit a pipe, which ends with the last one, orphans included.
+        end, inherited = os.pipe()
+        process = subprocess.Popen([self.path("sdk/bin/ztmake"), *arguments, "box.ztp"],
+                                   cwd=directory, env=self.environment(extra),
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.STDOUT, start_new_session=True,
+                                   pass_fds=(inherited,))
+        os.close(inherited)
+        process.last_one = end
+        return process
 
     def finish(self, process):
         try:
@@ -101,6 +106,9 @@ class World(RandomProject):
         except subprocess.TimeoutExpired:
             os.killpg(process.pid, signal.SIGKILL)
             raise Failure("a build does not end") from None
+        finally:
+            os.read(process.last_one, 1)
+            os.close(process.last_one)
         if -process.returncode in (signal.SIGSEGV, signal.SIGABRT, signal.SIGBUS, signal.SIGILL,
                                    signal.SIGPIPE):
             raise Failure(f"a build crashed: {process.returncode}\n{output.decode()}")

@@ -59,6 +59,13 @@ private slots:
         QVERIFY(!QFile::exists(path(u"copy.lua"_s)));
     }
 
+    void whatIsMadeCanBeCopied()
+    {
+        Rehearsal::make(path(u"new.lua"_s));
+        QVERIFY(copyFile(path(u"new.lua"_s), path(u"copy.lua"_s)));
+        QVERIFY(!copyFile(path(u"missing.lua"_s), path(u"other.lua"_s)));
+    }
+
     void listingShowsWhatWasMadeAndRemoved()
     {
         Rehearsal::make(path(u"new.lua"_s));
