@@ -25,9 +25,10 @@ void MakeProject::msg(const QString &text)
     m_statusLine.resume("\n");
 }
 
-void MakeProject::showOutput(OutputStream stream, QByteArrayView text)
+int MakeProject::showOutput(OutputStream stream, QByteArrayView text)
 {
     m_statusLine.hide();
-    Project::showOutput(stream, text);
+    const int error = Project::showOutput(stream, text);
     m_statusLine.resume(text);
+    return error;
 }

@@ -23,7 +23,7 @@ public:
     void enableStatusLine() { m_statusLine.enable(); }
 
     void msg(const QString &text) override;
-    void showOutput(OutputStream stream, QByteArrayView text) override;
+    int showOutput(OutputStream stream, QByteArrayView text) override;
     void showProgress(const QString &line) override { m_statusLine.show(line); }
 
 private:

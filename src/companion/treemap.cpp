@@ -97,7 +97,8 @@ private:
                         .arg(area.y(), 0, 'f', 1)
                         .arg(area.width(), 0, 'f', 1)
                         .arg(area.height(), 0, 'f', 1)
-                        .arg(isFile ? QString::fromLatin1(colours[depth % colours.size()])
+                        .arg(isFile ? QString::fromLatin1(
+                                     colours[static_cast<size_t>(depth) % colours.size()])
                                     : u"#eee"_s);
         const bool hasLabel =
                 area.height() >= labelHeight

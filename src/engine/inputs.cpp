@@ -2,6 +2,10 @@
 
 #include "model/projectspec.h"
 
+#include "tools/tools.h"
+
+#include <QFileInfo>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -20,6 +24,30 @@ bool Inputs::contains(const FileStatus &file) const
     // An input that was replaced meanwhile has left its number to be used again.
     m_files = find();
     return isFound();
+}
+
+bool Inputs::isLuaSource(const QString &path) const
+{
+    const auto realDirectory = [](const QString &directory) {
+        return Tools::ensureDirectorySeparator(QFileInfo(directory).canonicalFilePath());
+    };
+    const QString file = QFileInfo(path).canonicalFilePath();
+    if (!file.endsWith(".lua"_L1, Qt::CaseInsensitive))
+        return false;
+    if (m_spec.mtd16Enabled()
+        && QFileInfo(m_spec.mtd16Lua.effectiveValue()).canonicalFilePath() == file)
+        return false; // which a build makes
+    const QString objects = realDirectory(m_spec.objectFilePath({}));
+    for (const FilesystemSpec &filesystem : m_spec.filesystems) {
+        for (const MergeSpec &merge : filesystem.merges) {
+            const QString tree = realDirectory(m_spec.projectFilePath(merge.source));
+            const bool holdsObjects = objects.startsWith(tree) && objects != tree;
+            if (!tree.isEmpty() && file.startsWith(tree)
+                && !(holdsObjects && file.startsWith(objects)))
+                return true;
+        }
+    }
+    return false;
 }
 
 void Inputs::forget()

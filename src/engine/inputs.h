@@ -18,6 +18,10 @@ public:
     /// Looks at the inputs when it is first asked about a file that exists.
     bool contains(const FileStatus &file) const;
 
+    /// @return whether @p path leads to a Lua file in a merged source tree. The module that is made
+    /// of the definitions does not count, nor does what lies in an object directory in such a tree.
+    bool isLuaSource(const QString &path) const;
+
     /// To be called when inputs may have been replaced.
     void forget();
 

@@ -23,13 +23,22 @@ constexpr int otherDescriptors = 64; ///< of the walk through the sources, and o
 /// So that the memory does not grow with the project.
 constexpr size_t maximumWaiting = 10'000;
 
-struct Printed
+/// @return the path, or where it leads when it is a link to what does not exist yet
+QString withoutDanglingLinks(QString path)
+{
+    for (int links = 0; links < 40 && QFileInfo(path).isSymLink(); ++links)
+        path = QFileInfo(path).symLinkTarget();
+    return path;
+}
+
+} // namespace
+
+/// What a command has printed.
+struct JobQueue::Printed
 {
     OutputStream stream;
     QByteArray text;
 };
-
-} // namespace
 
 /// A job and what is to be shown of it.
 struct JobQueue::Entry final : CommandListener
@@ -96,7 +105,8 @@ bool JobQueue::add(std::unique_ptr<Job> job)
 void JobQueue::claimOutputs(Entry *entry)
 {
     const QStringList paths = entry->job->outputs();
-    for (const QString &path : paths) {
+    for (const QString &output : paths) {
+        const QString path = withoutDanglingLinks(output);
         const QFileInfo info(path);
         const FileId directory = FileStatus::of(info.path()).id();
         m_outputDirectories.insert(directory);
@@ -138,6 +148,9 @@ bool JobQueue::finish()
     m_outputs.clear();
     m_outputDirectories.clear();
     m_hasFailed = false;
+    const QString lossText = std::exchange(m_lossText, {});
+    if (!error && !lossText.isEmpty() && m_project->checkInterruption())
+        error = lossText;
     return !error || m_project->raiseError(*error);
 }
 
@@ -222,13 +235,24 @@ void JobQueue::show()
     }
 }
 
+void JobQueue::showOutput(const Printed &printed)
+{
+    const int error = m_project->showOutput(printed.stream, printed.text);
+    if (error == 0 || !m_lossText.isEmpty())
+        return;
+    m_lossText = (printed.stream == OutputStream::Output ? u"Error writing standard output: %1"_s
+                                                         : u"Error writing standard error: %1"_s)
+                         .arg(qt_error_string(error));
+    m_hasFailed = true;
+}
+
 void JobQueue::showPieces(Entry *entry)
 {
     for (const auto &piece : std::as_const(entry->pieces)) {
         if (const QString *message = std::get_if<QString>(&piece))
             m_project->msg(*message);
         else
-            m_project->showOutput(std::get<Printed>(piece).stream, std::get<Printed>(piece).text);
+            showOutput(std::get<Printed>(piece));
     }
     entry->pieces.clear();
 }

@@ -44,6 +44,7 @@ public:
 
 private:
     struct Entry;
+    struct Printed;
     /// A file by its directory and name, or one that exists by itself.
     struct Output
     {
@@ -65,6 +66,7 @@ private:
     void end(Entry *entry);
     void show();
     void showPieces(Entry *entry);
+    void showOutput(const Printed &printed);
 
     Project *m_project;
     int m_limit = 1;
@@ -76,4 +78,5 @@ private:
     int m_ended = 0;
     int m_added = 0;
     bool m_hasFailed = false;
+    QString m_lossText; ///< why something that was printed could not be shown
 };

@@ -179,11 +179,15 @@ void OutputGuard::finish(OutputChain *chain)
 
 void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
 {
-    const bool removes = chain->removesAfterFailure || Interruption::signal() != 0;
+    // What an interrupted tool has started may go on and write after its end. So the outputs stay
+    // in the note, and the next build, which waits for such programs, removes them again.
+    const bool isInterrupted = Interruption::signal() != 0;
+    const bool removes = chain->removesAfterFailure || isInterrupted;
     for (const QString &output : outputs) {
         chain->outputs.removeOne(output);
         QString ignored; // the build fails anyway
-        if ((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified()))
+        if (((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified()))
+            && !isInterrupted)
             forget(output, &ignored);
     }
 }

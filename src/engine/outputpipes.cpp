@@ -1,6 +1,7 @@
 #include "engine/outputpipes.h"
 
 #include <cerrno>
+#include <climits>
 #include <utility>
 
 #include <fcntl.h>
@@ -81,18 +82,25 @@ void OutputPipes::read(CommandListener *listener)
     }
 }
 
-void writeOutput(OutputStream stream, QByteArrayView text)
+int writeOutput(OutputStream stream, QByteArrayView text)
 {
     const int descriptor = stream == OutputStream::Output ? STDOUT_FILENO : STDERR_FILENO;
     while (!text.isEmpty()) {
-        const ssize_t count = write(descriptor, text.data(), static_cast<size_t>(text.size()));
-        if (count >= 0) {
+        // Not to be deaf to signals while a reader does not read: a write of so little does not
+        // block once there is room.
+        pollfd room{descriptor, POLLOUT, 0};
+        const bool isInterrupted = Interruption::signal() != 0;
+        const int ready = poll(&room, 1, isInterrupted ? 0 : -1);
+        if (ready == 0)
+            return EINTR;
+        if (ready < 0)
+            continue;
+        const auto size = std::min<qsizetype>(text.size(), PIPE_BUF);
+        const ssize_t count = write(descriptor, text.data(), static_cast<size_t>(size));
+        if (count >= 0)
             text = text.sliced(count);
-        } else if (errno == EAGAIN) { // somebody else has set the terminal to this
-            pollfd place{descriptor, POLLOUT, 0};
-            poll(&place, 1, -1);
-        } else if (errno != EINTR) {
-            return;
-        }
+        else if (errno != EAGAIN && errno != EINTR)
+            return errno;
     }
+    return 0;
 }

@@ -42,6 +42,7 @@ private:
     std::array<int, 2> m_writeEnds{-1, -1};
 };
 
-/// Writes to one of this process's own streams. What cannot be written (a full disk, a reader that
-/// is gone) is lost.
-void writeOutput(OutputStream stream, QByteArrayView text);
+/// Writes to one of this process's own streams. After an interruption, a reader that does not read is
+/// not waited for.
+/// @return 0, or the errno when something is lost
+int writeOutput(OutputStream stream, QByteArrayView text);

@@ -43,9 +43,9 @@ bool Project::raiseError(const QString &text)
     return false;
 }
 
-void Project::showOutput(OutputStream stream, QByteArrayView text)
+int Project::showOutput(OutputStream stream, QByteArrayView text)
 {
-    writeOutput(stream, text);
+    return writeOutput(stream, text);
 }
 
 bool Project::checkSdk()
@@ -151,7 +151,9 @@ Staleness Project::staleness(const FileStatus &input, const FileStatus &output,
 
 bool Project::checkNoInput(const QString &path, const FileStatus &output, const FileStatus &input)
 {
-    return (!output.isSameFileAs(input) && !m_inputs.contains(output))
+    return !output.isRegularFile()
+           || (!output.isSameFileAs(input) && !m_inputs.contains(output)
+               && !m_inputs.isLuaSource(path))
            || raiseError(u"Cannot write %1"_s.arg(path));
 }
 

@@ -62,7 +62,8 @@ public:
     virtual void msg(const QString &text) = 0;
 
     /// Puts out what a tool has printed to a stream that this process reads. Here: as it is.
-    virtual void showOutput(OutputStream stream, QByteArrayView text);
+    /// @return 0, or the errno when something is lost
+    virtual int showOutput(OutputStream stream, QByteArrayView text);
 
     /// Shows how far the jobs are. Here: not at all.
     /// @param line  empty: no job is running

@@ -172,6 +172,50 @@ class Jobs(unittest.TestCase):
         process.communicate(timeout=SECONDS_TO_GIVE_UP)
         self.assertEqual(process.returncode, -signal.SIGTERM)
 
+    def test_what_an_interrupted_tool_leaves_behind_is_not_trusted(self):
+        for jobs in ("1", "2"):
+            with self.subTest(jobs=jobs):
+                self.tree("a", "b")
+                self.tools(ztlpp='(trap "" TERM; : >began; until [ -e go ]; do sleep 0.01; done\n'
+                                 'echo stale >$output; : >written) & wait\n')
+                with open(self.path("log"), "wb") as log:
+                    process = self.start(jobs, stdout=log, stderr=log)
+                    self.appears("p/began")
+                    os.kill(process.pid, signal.SIGTERM)
+                    self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP), -signal.SIGTERM)
+                self.write("p/go")
+                self.appears("p/written")
+                self.tools()
+                self.assertEqual(self.run_build(jobs)[0], 0)
+                for name in ("a", "b"):
+                    with open(self.path(f"p/obj/root/{name}.lui"), encoding="utf-8") as file:
+                        self.assertEqual(file.read(), "ztlpp\n")
+                shutil.rmtree(self.path("p"))
+                os.makedirs(self.path("p/firmware"))
+
+    def test_reader_that_does_not_read(self):
+        self.tree("a", "b")
+        self.tools(ztlpp=": >begun; head -c 1000000 /dev/zero\n")
+        reader, writer = os.pipe()
+        process = self.start(stdout=writer)
+        self.appears("p/begun")
+        time.sleep(0.2)  # for it to fill the pipe; if it does not, the test passes the easy way
+        os.kill(process.pid, signal.SIGTERM)
+        self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP), -signal.SIGTERM)
+        process.stderr.close()
+        os.close(reader)
+        os.close(writer)
+
+    def test_reader_that_goes_away(self):
+        self.tree("a", "b")
+        self.tools(ztlpp="head -c 1000000 /dev/zero\n")
+        process = self.start()
+        process.stdout.close()
+        self.assertEqual(process.stderr.read(),
+                         b"[ztmake] Error writing standard output: Broken pipe\n")
+        process.stderr.close()
+        self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP), 1)
+
     # What is printed.
 
     def test_streams_stay_apart(self):

@@ -20,6 +20,30 @@ class TestKeptInputs : public QObject
     Q_OBJECT
 
 private slots:
+    void outputThatIsAnotherSource()
+    {
+        LuaWorld world({});
+        world.write("project/root/a.lua", "a\n");
+        world.write("project/root/b.lua", "b\n");
+        world.link("../../root/b.lua", "project/obj/root/a.luo");
+        const Result result = world.run({"-q", "-A"});
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] Cannot write obj/root/a.luo\n");
+        SAME(world.read("project/root/b.lua"), "b\n");
+    }
+
+    void copyThatIsTheSourceOfALaterEntry()
+    {
+        World world(demo + " ObjectDirectory=\".\"",
+                    tree("app") + tree("root") + process(noPreprocess + noCompile));
+        world.write("project/app/a.lua", "app\n", 2);
+        world.write("project/root/a.lua", "root\n", 1);
+        const Result result = world.run({"-q"});
+        QCOMPARE(result.status, 1);
+        SAME(result.err, "[ztmake] Cannot write ./root/a.lua\n");
+        SAME(world.read("project/root/a.lua"), "root\n");
+    }
+
     void copyThatIsItsSource_data()
     {
         Rows<QByteArray, QByteArray, QByteArray> row; // how, object directory, argument

@@ -1,6 +1,7 @@
 #include "engine/inputs.h"
 
 #include "model/projectspec.h"
+#include "rows.h"
 #include "testfiles.h"
 
 using namespace Qt::StringLiterals;
@@ -49,6 +50,34 @@ private slots:
         QVERIFY(QFile::remove(texts()) && QFile::rename(path(u"other"_s), texts()));
         inputs.forget();
         QVERIFY(inputs.contains(FileStatus::of(texts())));
+    }
+
+    void luaFilesOfMergedTrees_data()
+    {
+        const Rows<QString, QString, QString, bool> row; // source, object directory, file
+        row("source", u"root"_s, u"obj"_s, u"root/a.lua"_s, true);
+        row("through a link", u"root"_s, u"obj"_s, u"obj/link.luo"_s, true);
+        row("object directory above", u"root"_s, u"."_s, u"root/a.lua"_s, true);
+        row("object", u"root"_s, u"obj"_s, u"obj/root/a.lua"_s, false);
+        row("object inside the tree", u"."_s, u"obj"_s, u"obj/root/a.lua"_s, false);
+        row("source beside the objects", u"."_s, u"obj"_s, u"root/a.lua"_s, true);
+        row("no Lua file", u"root"_s, u"obj"_s, u"root/a.txt"_s, false);
+        row("tree that is missing", u"none"_s, u"obj"_s, u"root/a.lua"_s, false);
+        row("missing", u"root"_s, u"obj"_s, u"root/missing.lua"_s, false);
+    }
+    void luaFilesOfMergedTrees()
+    {
+        const auto [source, objects, file, isSource] = fetch<QString, QString, QString, bool>();
+        for (const QString &name : {u"root/a.lua"_s, u"root/a.txt"_s, u"obj/root/a.lua"_s})
+            QVERIFY(TestFiles::write(path(name)));
+        QVERIFY(QFile::link(u"../root/a.lua"_s, path(u"obj/link.luo"_s)));
+        MergeSpec merge;
+        merge.source = source;
+        FilesystemSpec filesystem;
+        filesystem.merges.append(merge);
+        m_spec.filesystems.append(filesystem);
+        m_spec.objectDirectory = objects;
+        QCOMPARE(Inputs(m_spec).isLuaSource(path(file)), isSource);
     }
 
 private:

@@ -71,13 +71,15 @@ public:
     using Project::Project;
 
     void msg(const QString &text) override { shown.append(text); }
-    void showOutput(OutputStream /*stream*/, QByteArrayView text) override
+    int showOutput(OutputStream /*stream*/, QByteArrayView text) override
     {
         shown.append(QString::fromUtf8(text));
+        return outputError;
     }
     void showProgress(const QString &line) override { progress.append(line); }
 
     QStringList shown;
+    int outputError = 0;
     QStringList progress;
 };
 
@@ -231,6 +233,8 @@ private slots:
         QTest::addColumn<QString>("second");
         QTest::newRow("by name") << u"obj/x.luo"_s << u"obj/x.luo"_s;
         QTest::newRow("through a link to the folder") << u"obj/x.luo"_s << u"link/x.luo"_s;
+        QTest::newRow("through a link that leads nowhere yet")
+                << u"obj/new.luo"_s << u"obj/dangling.luo"_s;
         QTest::newRow("through a link") << u"obj/old.luo"_s << u"obj/linked.luo"_s;
     }
     void jobsWithOneOutputDoNotRunAtOnce()
@@ -242,6 +246,7 @@ private slots:
         QVERIFY(TestFiles::write(path(u"obj/old.luo"_s)));
         QVERIFY(QFile::link(path(u"obj"_s), path(u"link"_s)));
         QVERIFY(QFile::link(path(u"obj/old.luo"_s), path(u"obj/linked.luo"_s)));
+        QVERIFY(QFile::link(u"new.luo"_s, path(u"obj/dangling.luo"_s)));
         QVERIFY(add({u"a1"_s}, {path(first)}));
         QVERIFY(add({u"b1"_s}, {path(second)}));
         QCOMPARE(m_runner->started, QStringList({u"a1"_s, u"b1"_s}));
@@ -258,6 +263,19 @@ private slots:
         QCOMPARE(m_runner->running.size(), 1);
         queue().awaitOutputsIn(world.path() + u"/."_s);
         QCOMPARE(m_runner->running.size(), 0);
+    }
+
+    void lostOutputIsAFailure()
+    {
+        m_project->outputError = ENOSPC;
+        QVERIFY(add({u"a1"_s}) && add({u"b1"_s}));
+        m_runner->print(u"a1"_s, "a");
+        QVERIFY(!add({u"c1"_s}));
+        QVERIFY(!queue().finish());
+        QCOMPARE(m_project->errorText(),
+                 u"Error writing standard error: No space left on device"_s);
+        m_project->outputError = 0;
+        QVERIFY(add({u"d1"_s}) && queue().finish());
     }
 
     void progressCountsJobs()
