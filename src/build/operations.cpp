@@ -23,6 +23,10 @@ bool Project::run(Operation operation)
     const bool ok = checkSdk() && runOperation(operation);
     m_outputGuard.close(ok);
     m_lock.release();
+    // Programs that a tool has left behind have inherited the claim.
+    if (BuildLock lock;
+        m_outputGuard.isWaryOfOrphans() && lock.tryAcquire(m_spec.objectFilePath({})))
+        m_outputGuard.forgetOrphans();
     return ok;
 }
 

@@ -89,3 +89,11 @@ void BuildLock::release()
         ::close(m_descriptor);
     m_descriptor = -1;
 }
+
+bool BuildLock::tryAcquire(const QString &directory)
+{
+    release();
+    const QByteArray path = QFile::encodeName(directory.isEmpty() ? u"."_s : directory);
+    m_descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return m_descriptor < 0 || flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}

@@ -36,6 +36,9 @@ public:
 
     void release();
 
+    /// Claims @p directory if nobody else has, as far as the file system can tell.
+    bool tryAcquire(const QString &directory);
+
     /// @return the open directory, or -1
     int descriptor() const { return m_descriptor; }
 

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -186,8 +187,11 @@ void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
     for (const QString &output : outputs) {
         chain->outputs.removeOne(output);
         QString ignored; // the build fails anyway
-        if (((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified()))
-            && !isInterrupted)
+        if (!(removes && remove(output)) && !makeOlder(output, chain->inputStatus.modified()))
+            continue;
+        if (isInterrupted)
+            m_interrupted.append(output);
+        else
             forget(output, &ignored);
     }
 }
@@ -246,6 +250,10 @@ void OutputGuard::close(bool operationSucceeded)
                 m_note->allSince()
                 && (Interruption::signal() != 0 || (m_isRestInherited && !operationSucceeded));
         const bool isOnDisk = m_isNoteLeft || m_note->isWritten();
+        QStringList others = m_unfinished;
+        for (const QString &output : std::as_const(m_interrupted))
+            others.removeOne(nameInNote(output));
+        m_isNoteOfOrphans = isOnDisk && !isRestLeft && others.isEmpty();
         if (isOnDisk && !isRestLeft && m_unfinished.isEmpty() && !Rehearsal::isOn()) {
             if (!m_directories.isEmpty())
                 DiskSync::fileSystemsOf(m_directories.values());
@@ -256,4 +264,17 @@ void OutputGuard::close(bool operationSucceeded)
     m_isNoteLeft = m_isRestInherited = false;
     m_unfinished.clear();
     m_directories.clear();
+}
+
+void OutputGuard::forgetOrphans()
+{
+    const QStringList outputs = std::exchange(m_interrupted, {});
+    for (const QString &output : outputs) {
+        QString ignored; // the build has failed anyway
+        if (nameInNote(output).startsWith(u'/'))
+            OutsideNote::end(output, &ignored);
+    }
+    if (std::exchange(m_isNoteOfOrphans, false))
+        note().remove();
+    m_note.reset();
 }
