@@ -86,6 +86,18 @@ class Traps(CheckWorld):
                 self.assertIn("error", {finding["kind"] for finding in found})
                 self.assertEqual(self.make(), 1)
 
+    def test_large_comment(self):
+        self.edit("</ZeltaProject>", f"<!--{'x' * 20_000_000}--></ZeltaProject>")
+        self.assertEqual(self.findings(), [])
+        self.assertEqual(self.make(), 0)
+
+    def test_value_that_the_schema_does_not_know(self):
+        self.edit('Label="root"', 'Label="data"')
+        found = self.findings()
+        self.assertEqual([finding["check"] for finding in found], ["build", "schema"])
+        self.assertIn("'data' is not an element of the set", found[1]["text"])
+        self.assertEqual(self.make(), 1)
+
     # What the project names
 
     def test_no_sdk(self):
@@ -373,6 +385,18 @@ class Traps(CheckWorld):
                                            .replace(">scripts<", ">skripts<"))
         found = {(finding["check"], finding["line"]) for finding in self.findings(cwd=project)}
         self.assertEqual(found, {("schema", "11"), ("source", "10")})
+
+    def test_entities(self):
+        project = self.home / "hello"
+        shutil.copytree(SOURCES / "examples/hello-2009", project)
+        text = (project / "hello.ztp").read_text()
+        (project / "hello.ztp").write_text(
+            text.replace("<ZeltaProject ", '<!DOCTYPE ZeltaProject [<!ENTITY m "ZT100">'
+                         '<!ENTITY s "root"><!ENTITY o SYSTEM "o">]>\n<ZeltaProject ')
+            .replace('"ZT100"/>', '"&m;"/>').replace(">root<", ">&s;&o;<"))
+        (project / "o").write_text("<Other/>")
+        self.assertEqual(self.findings(cwd=project), [])
+        self.assertEqual(self.make(cwd=project), 0)
 
 
 if __name__ == "__main__":
