@@ -131,6 +131,13 @@ QList<Command> scans(const RehearsedBuild &build)
     return found;
 }
 
+/// @return a path as the tool of @p command sees it; a build makes the directory it runs in
+QString seenBy(const Command &command, const QString &path)
+{
+    const QString seen = joined(command.workDir, path);
+    return exists(command.workDir) ? seen : QDir::cleanPath(seen);
+}
+
 /// The scan runs in the directory of the translations, one level below the project's.
 /// @return whether the scan finds the sources
 bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
@@ -140,7 +147,7 @@ bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
             "file, and keep Source and ObjectDirectory relative and inside."_s;
     const Place place = project->places.element(u"Project/Translation"_s);
     for (const Command &command : commands) {
-        const QString source = joined(command.workDir, command.arguments.last());
+        const QString source = seenBy(command, command.arguments.last());
         if (!exists(source)) {
             project->error(place, "translation-path",
                            u"The scan for texts would look for %1"_s.arg(QDir::cleanPath(source)),
@@ -149,8 +156,7 @@ bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
         }
     }
     for (const Command &command : commands) {
-        const QString report =
-                joined(command.workDir, optionValue(command.arguments, u"--xml-report"_s));
+        const QString report = seenBy(command, optionValue(command.arguments, u"--xml-report"_s));
         const QString meant = project->spec.translationReport();
         if (CheckedProject::realPath(QDir::cleanPath(QFileInfo(report).absolutePath()))
             != CheckedProject::realPath(QFileInfo(meant).absolutePath())) {
@@ -170,7 +176,7 @@ void checkBaseDirectory(CheckedProject *project, const QList<Command> &commands)
     if (commands.isEmpty() || project->spec.translationBaseDir.isEmpty())
         return;
     for (const Command &command : commands) {
-        const QDir base(joined(command.workDir, optionValue(command.arguments, u"-B"_s)));
+        const QDir base(seenBy(command, optionValue(command.arguments, u"-B"_s)));
         if (!base.isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot))
             return;
     }

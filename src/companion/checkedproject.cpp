@@ -1,5 +1,6 @@
 #include "companion/checkedproject.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -38,5 +39,5 @@ QString CheckedProject::realPath(const QString &path)
 {
     const QFileInfo info(path.isEmpty() ? u"."_s : path);
     const QString real = info.canonicalFilePath();
-    return real.isEmpty() ? info.absoluteFilePath() : real;
+    return real.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : real;
 }

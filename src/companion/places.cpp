@@ -12,13 +12,12 @@ Places::Places(const QByteArray &text) : m_text(QString::fromUtf8(text))
     QStringList path;
     QList<qsizetype> open; // the elements on the way from the root
     while (!reader.atEnd()) {
-        const qsizetype start = reader.characterOffset();
         reader.readNext();
         if (reader.isStartElement()) {
             if (!open.isEmpty())
                 path << reader.name().toString();
             open << m_elements.size();
-            m_elements.append({path.join(u'/'), start, reader.characterOffset(), {}});
+            m_elements.append({path.join(u'/'), reader.characterOffset(), {}});
         } else if (reader.isEndElement()) {
             open.removeLast();
             if (!path.isEmpty())
@@ -38,13 +37,13 @@ Place Places::placeAt(qsizetype offset) const
 
 Place Places::placeOf(const Element &element, const QString &attribute) const
 {
-    // Behind a text the reader has taken the "<" already.
-    const bool isTaken = element.start > 0 && m_text[element.start - 1] == u'<';
-    const qsizetype start = isTaken ? element.start - 1 : m_text.indexOf(u'<', element.start);
+    // A tag has no other "<"; the reader does not tell where it has begun.
+    const qsizetype end = std::min(element.end, m_text.size());
+    const qsizetype start = std::max(QStringView(m_text).first(end).lastIndexOf(u'<'), 0LL);
     if (attribute.isEmpty())
         return placeAt(start);
     const QRegularExpression pattern(u"\\s(%1)\\s*="_s.arg(QRegularExpression::escape(attribute)));
-    const QRegularExpressionMatch match = pattern.match(m_text.sliced(start, element.end - start));
+    const QRegularExpressionMatch match = pattern.match(m_text.sliced(start, end - start));
     return placeAt(match.hasMatch() ? start + match.capturedStart(1) : start);
 }
 

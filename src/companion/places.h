@@ -34,8 +34,7 @@ private:
     struct Element
     {
         QString path;
-        qsizetype start; ///< of the tag
-        qsizetype end;
+        qsizetype end; ///< of the tag
         QString text;
     };
 

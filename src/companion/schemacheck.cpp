@@ -10,6 +10,7 @@
 #include <numeric>
 
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/xmlschemas.h>
 
 using namespace Qt::StringLiterals;
@@ -47,15 +48,24 @@ void takeSyntaxError(void *context, xmlErrorPtr error)
                               "from here upwards."_s});
 }
 
+/// Loads no other file, as the readers of ztmake do not.
+xmlParserInputPtr loadNothing(const char *, const char *, xmlParserCtxtPtr context)
+{
+    return xmlNewStringInputStream(context, BAD_CAST "");
+}
+
 /// @return the document; null with the mistake in @p findings
 Document parse(const QByteArray &text, QList<Finding> *findings)
 {
+    xmlSetExternalEntityLoader(loadNothing);
+    // The library bounds what entities expand to, but only together with the size of all else.
+    const int bound = text.contains("<!ENTITY") ? XML_PARSE_NOENT : XML_PARSE_HUGE;
     const ParserContext context(xmlNewParserCtxt());
     context->_private = findings;
     context->sax->serror = takeSyntaxError;
     return Document(xmlCtxtReadMemory(context.get(), text.constData(),
                                       static_cast<int>(text.size()), nullptr, nullptr,
-                                      XML_PARSE_NONET));
+                                      XML_PARSE_NONET | bound));
 }
 
 /// @return the number of an element in document order
@@ -83,6 +93,7 @@ struct Validation
     const Places &places;
     QStringList names; ///< that the schema knows
     QList<Finding> *findings;
+    bool isDetail = false; ///< the last finding tells what a part of a value may be like
 };
 
 QString cureFor(const QString &text, const QStringList &names)
@@ -99,19 +110,20 @@ QString cureFor(const QString &text, const QStringList &names)
                    : u"Write %1: ztmake ignores %2."_s.arg(nearest, word);
 }
 
+bool isSame(const Place &a, const Place &b)
+{
+    return a.line == b.line && a.column == b.column;
+}
+
 void takeError(void *data, xmlErrorPtr error)
 {
-    const auto *validation = static_cast<const Validation *>(data);
+    auto *validation = static_cast<Validation *>(data);
     static const QRegularExpression nameSpace(u"\\{[^}]*\\}"_s);
     static const QRegularExpression attribute(u"attribute '(\\w+)'"_s);
     const QString text = QString::fromUtf8(error->message)
                                  .remove(nameSpace)
                                  .section(u" Expected is"_s, 0, 0)
                                  .simplified();
-    // What a value may be is said twice: what its parts are like, and that it is none of them.
-    if (error->code == XML_SCHEMAV_CVC_PATTERN_VALID
-        || error->code == XML_SCHEMAV_CVC_ENUMERATION_VALID)
-        return;
     const auto *node = static_cast<const xmlNode *>(error->node);
     while (node && node->type != XML_ELEMENT_NODE)
         node = node->parent;
@@ -119,6 +131,14 @@ void takeError(void *data, xmlErrorPtr error)
     if (node)
         place = validation->places.inDocumentOrder(numberOf(node),
                                                    attribute.match(text).captured(1));
+    if (text.contains("No precomputed value"_L1))
+        return; // about the library's own work, behind an error
+    // What a value may be can be said twice: what its parts are like, and that it is none of them.
+    const bool isDetail = error->code == XML_SCHEMAV_CVC_PATTERN_VALID
+                          || error->code == XML_SCHEMAV_CVC_ENUMERATION_VALID;
+    if (validation->isDetail && isSame(validation->findings->last().place, place))
+        validation->findings->removeLast();
+    validation->isDetail = isDetail;
     validation->findings->append({.severity = Finding::Severity::Warning,
                                   .file = {},
                                   .place = place,

@@ -90,7 +90,7 @@ private:
 
     void lookAtFile(const fs::path &path, const std::string &name, bool isHidden)
     {
-        if (isLuaFile(name) && !QByteArrayView(name).isValidUtf8())
+        if (isLuaFile(name) && !QByteArrayView(path.native()).isValidUtf8())
             m_tree->undecodable.add(path);
         else if (isLuaFile(name) && isHidden)
             m_tree->hidden.add(path);

@@ -75,6 +75,29 @@ class Traps(CheckWorld):
         self.assertEqual(result.returncode, 1)
         self.assertIn("This is not a ZeltaManager project file. [project-file]", result.stdout)
 
+    def test_empty_root(self):
+        for generation in "2009", "2009/42":
+            with self.subTest(generation):
+                self.write("box.ztp", '<ZeltaProject xmlns="http://zelta.example/Zelta/Project/'
+                                      f'{generation}"/>')
+                found = self.findings()
+                self.assertIn(("1", "1"),
+                              [(finding["line"], finding["column"]) for finding in found])
+                self.assertIn("error", {finding["kind"] for finding in found})
+                self.assertEqual(self.make(), 1)
+
+    def test_large_comment(self):
+        self.edit("</ZeltaProject>", f"<!--{'x' * 20_000_000}--></ZeltaProject>")
+        self.assertEqual(self.findings(), [])
+        self.assertEqual(self.make(), 0)
+
+    def test_value_that_the_schema_does_not_know(self):
+        self.edit('Label="root"', 'Label="data"')
+        found = self.findings()
+        self.assertEqual([finding["check"] for finding in found], ["build", "schema"])
+        self.assertIn("'data' is not an element of the set", found[1]["text"])
+        self.assertEqual(self.make(), 1)
+
     # What the project names
 
     def test_no_sdk(self):
@@ -158,6 +181,11 @@ class Traps(CheckWorld):
         self.expect("language", "There is no translations/ed.ts", "<Language>ed")
         self.assertEqual(self.make(), 0)
 
+    def test_translations_that_were_never_there(self):
+        shutil.rmtree(self.dir / "translations")
+        self.expect("language", "There is no translations/de.ts", "<Language>de")
+        self.assertEqual(self.make(), 0)
+
     def test_translations_that_are_not_enabled(self):
         self.edit('Translation Enabled="true"', "Translation")
         self.expect("language", "not enabled", "<Translation")
@@ -223,6 +251,12 @@ class Traps(CheckWorld):
                     "warning", "box.ztp", "box.ztp")
         self.assertEqual(self.make("release.ztp"), 0)
 
+    def test_object_directory_of_another_spelling(self):
+        self.write("release.ztp", self.read("box.ztp").replace(
+            "<Project ", '<Project ObjectDirectory="obj/" '))
+        self.expect("shared-objects", "release.ztp has the same object directory", "<Project",
+                    "warning", "box.ztp", "box.ztp")
+
     def test_merge_that_holds_the_objects(self):
         self.edit("<Source>root<", "<Source>.<")
         self.edit("/usr/bin/box.lua", "/root/usr/bin/box.lua")
@@ -260,6 +294,14 @@ class Traps(CheckWorld):
 
     def test_source_with_an_undecodable_name(self):
         with open(os.fsencode(self.dir / "root") + b"/\xff.lua", "wb") as file:
+            file.write(b"print(1)\n")
+        self.expect("hidden", "not UTF-8")
+        self.assertEqual(self.make(), 0)
+
+    def test_source_in_a_directory_with_an_undecodable_name(self):
+        directory = os.fsencode(self.dir / "root") + b"/\xff"
+        os.mkdir(directory)
+        with open(directory + b"/a.lua", "wb") as file:
             file.write(b"print(1)\n")
         self.expect("hidden", "not UTF-8")
         self.assertEqual(self.make(), 0)
@@ -343,6 +385,18 @@ class Traps(CheckWorld):
                                            .replace(">scripts<", ">skripts<"))
         found = {(finding["check"], finding["line"]) for finding in self.findings(cwd=project)}
         self.assertEqual(found, {("schema", "11"), ("source", "10")})
+
+    def test_entities(self):
+        project = self.home / "hello"
+        shutil.copytree(SOURCES / "examples/hello-2009", project)
+        text = (project / "hello.ztp").read_text()
+        (project / "hello.ztp").write_text(
+            text.replace("<ZeltaProject ", '<!DOCTYPE ZeltaProject [<!ENTITY m "ZT100">'
+                         '<!ENTITY s "root"><!ENTITY o SYSTEM "o">]>\n<ZeltaProject ')
+            .replace('"ZT100"/>', '"&m;"/>').replace(">root<", ">&s;&o;<"))
+        (project / "o").write_text("<Other/>")
+        self.assertEqual(self.findings(cwd=project), [])
+        self.assertEqual(self.make(cwd=project), 0)
 
 
 if __name__ == "__main__":
