@@ -35,7 +35,9 @@ private slots:
     void copyThatIsTheSourceOfALaterEntry()
     {
         World world(demo + " ObjectDirectory=\".\"",
-                    tree("app") + tree("root") + process(noPreprocess + noCompile));
+                    "<Filesystem><Merge Type=\"Directory\"><Source>app</Source></Merge>"
+                    "<Merge Type=\"Directory\"><Source>root</Source></Merge></Filesystem>"
+                            + process(noPreprocess + noCompile));
         world.write("project/app/a.lua", "app\n", 2);
         world.write("project/root/a.lua", "root\n", 1);
         const Result result = world.run({"-q"});
