@@ -14,4 +14,4 @@ struct InitOptions
 
 /// Makes a project that builds at once. Nothing that is there already is changed.
 /// @return the exit status
-int startProject(const InitOptions &options);
+int startProject(const InitOptions &wanted);
