@@ -73,14 +73,14 @@ private:
 
     bool readObject(qsizetype offset, const QString &path, int depth)
     {
-        constexpr int directory = 1;
-        constexpr int regularFile = 2;
+        constexpr quint32 directory = 1;
+        constexpr quint32 regularFile = 2;
         const qsizetype nameStart = offset + headerSize;
         const QByteArray name(m_image.sliced(nameStart).data());
         if (name == "." || name == "..")
             return true;
         const QString whole = path + QFile::decodeName(name);
-        const int kind = number(offset) & 7;
+        const quint32 kind = number(offset) & 7;
         if (kind == directory)
             return readDirectory(number(offset + 4) & ~quint32(headerSize - 1), whole + u'/',
                                  depth + 1);
