@@ -84,7 +84,9 @@ public:
             if (difference != 0)
                 note = u"  %1%2"_s.arg(difference > 0 ? u"+"_s : QString()).arg(difference);
             print(child->size,
-                  QString(depth * 2, u' ') + child.key() + (isFile ? QString() : u"/"_s), note);
+                  QString(static_cast<qsizetype>(depth) * 2, u' ') + child.key()
+                          + (isFile ? QString() : u"/"_s),
+                  note);
             printTree(*child, whole, depth + 1);
         }
     }
