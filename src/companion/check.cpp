@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 maximumSize = 64 * 1024 * 1024; // no project file is near that
+constexpr qint64 maximumSize = qint64(64) * 1024 * 1024; // no project file is near that
 
 /// @return the place that a reader's message names
 Place placeIn(const QString &message)

@@ -32,8 +32,7 @@ SdkAtHand ownSdk(const QString &projectFile)
     if (modelsOf(directory.path()).isEmpty())
         return {};
     if (directory.dirName().startsWith(directoryPrefix)) {
-        const SdkAtHand found =
-                lookUp(directory.dirName().sliced(directoryPrefix.size()), projectFile);
+        SdkAtHand found = lookUp(directory.dirName().sliced(directoryPrefix.size()), projectFile);
         if (QFileInfo(found.directory).canonicalFilePath() == directory.canonicalPath())
             return found;
     }

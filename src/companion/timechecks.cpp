@@ -59,7 +59,7 @@ private:
     static QString find(const QString &name, const QStringList &directories)
     {
         for (const QString &directory : directories) {
-            const QString path = QDir::cleanPath(directory + u'/' + name);
+            QString path = QDir::cleanPath(directory + u'/' + name);
             if (FileStatus::of(path).isRegularFile())
                 return path;
         }
