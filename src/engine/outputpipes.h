@@ -42,7 +42,7 @@ private:
     std::array<int, 2> m_writeEnds{-1, -1};
 };
 
-/// Writes to one of this process's own streams. After an interruption, a reader that does not read is
-/// not waited for.
+/// Writes to one of this process's own streams. After an interruption, a reader that does not read
+/// is not waited for.
 /// @return 0, or the errno when something is lost
 int writeOutput(OutputStream stream, QByteArrayView text);

@@ -59,16 +59,16 @@ class Packing(World):
                                  (self.dir / "expected").read_bytes())
 
     def test_links_to_directories_are_followed_within_a_directory(self):
-        self.write("shared/lib/x.lua", "source")
-        self.write("shared/y", "Y")
+        self.write("common/lib/x.lua", "source")
+        self.write("common/y", "Y")
         self.write("obj/x.luo", "object")
         self.write("root/a", "A")
-        (self.dir / "root/lib").symlink_to("../shared/lib")
-        (self.dir / "root/again").symlink_to("../shared")
+        (self.dir / "root/lib").symlink_to("../common/lib")
+        (self.dir / "root/again").symlink_to("../common")
         (self.dir / "root/file").symlink_to("a")
         (self.dir / "root/none").symlink_to("nothing")
         (self.dir / "root/self").symlink_to(".")
-        (self.dir / "shared/lib/up").symlink_to("..")
+        (self.dir / "common/lib/up").symlink_to("..")
         self.assertEqual(self.pack("-i", "root", "-D", "lib/x.lua", "-i", "obj/x.luo"), {
             "a": "A", "file": "-> a", "none": "-> nothing", "self": "-> .",
             "lib/x.lua": "object", "lib/up/y": "Y",

@@ -106,11 +106,11 @@ class Thermostat(ProjectWorld):
         self.assertEqual(self.read("small/NOTICE"), (SDK / "share/NOTICE").read_text())
 
     def test_linked_directory_is_compiled_and_packed(self):
-        self.write("shared/deep/a.lua", "return 'A'\n")
-        (self.dir / "root/usr/lib/lua/shared").symlink_to("../../../../shared")
+        self.write("common/deep/a.lua", "return 'A'\n")
+        (self.dir / "root/usr/lib/lua/common").symlink_to("../../../../common")
         self.make()
         self.unpack(SMALL, "small")
-        code = (self.dir / "small/usr/lib/lua/shared/deep/a.lua").read_bytes()
+        code = (self.dir / "small/usr/lib/lua/common/deep/a.lua").read_bytes()
         self.assertEqual(code[:4], b"\x1bLua")
 
     def test_image_holds_byte_code_that_loads(self):

@@ -27,7 +27,7 @@ class World(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory(prefix="ztmaketest")
         self.addCleanup(temporary.cleanup)
         self.home = Path(temporary.name) / "home"
-        self.dir = Path(temporary.name) / "work"
+        self.dir = Path(temporary.name) / "project"
         self.home.mkdir()
         self.dir.mkdir()
 

@@ -1,0 +1,164 @@
+#!/usr/bin/env python3
+"""ztproject check: what it says to traps in directories, names and times of files."""
+
+import os
+import re
+import shutil
+import time
+import unittest
+
+from checkworld import MODULE, CheckWorld
+
+
+class FileTraps(CheckWorld):
+    """One mistake each, made in a good project. What a build says is its exit status."""
+
+    def two_files(self):
+        self.write("one/a.lua", "print(1)\n")
+        self.write("one/b.lua", "print(2)\n")
+        self.merge("one/a.lua", "/opt/a.lua", "File")
+        self.merge("one/b.lua", "/opt/b.lua", "File")
+
+    def test_files_that_share_an_object(self):
+        self.two_files()
+        self.assertEqual(self.findings(), [])
+        self.edit("<Project ", '<Project ObjectDirectory="obj.v1/x" ')
+        self.assertEqual({finding["check"] for finding in self.findings()},
+                         {"same-object", "object-path"})
+
+    def test_dot_in_the_path_of_the_object_directory(self):
+        self.two_files()
+        deep = self.home / "my.project" / "box"
+        shutil.copytree(self.dir, deep)
+        text = (deep / "box.ztp").read_text()
+        (deep / "box.ztp").write_text(text.replace(
+            "<Project ", f'<Project ProjectDirectory="{deep}" ').replace(
+            re.search(r"\n *<Translation.*</Translation>", text, re.DOTALL)[0], ""))
+        found = self.findings(cwd=deep)
+        self.assertEqual({finding["check"] for finding in found}, {"same-object", "object-path"})
+        self.assertRegex(found[0]["text"] + found[-1]["text"], "one/[ab].lua and .*one/[ab].lua")
+        self.assertEqual(self.make(cwd=deep), 0)
+
+    def test_project_of_another_directory(self):
+        self.expect("translation-path", "would look for", "<Translation", "error",
+                    "project/box.ztp", "project/box.ztp", cwd=self.dir.parent)
+        self.assertEqual(self.make("project/box.ztp", cwd=self.dir.parent), 1)
+
+    def test_absolute_object_directory(self):
+        self.edit("<Project ", f'<Project ObjectDirectory="{self.home}/o" ')
+        self.expect("translation-path", "translation report would be written to",
+                    "ObjectDirectory=")
+        self.assertEqual(self.make("--report"), 0)
+        self.assertFalse((self.home / "o/translations/report.xml").exists())
+
+    def test_two_projects_share_their_objects(self):
+        self.write("release.ztp", self.read("box.ztp"))
+        self.expect("shared-objects", "release.ztp has the same object directory", "<Project",
+                    "warning", "box.ztp", "box.ztp")
+        self.assertEqual(self.make("release.ztp"), 0)
+
+    def test_object_directory_of_another_spelling(self):
+        self.write("release.ztp", self.read("box.ztp").replace(
+            "<Project ", '<Project ObjectDirectory="obj/" '))
+        self.expect("shared-objects", "release.ztp has the same object directory", "<Project",
+                    "warning", "box.ztp", "box.ztp")
+
+    def test_merge_that_holds_the_objects(self):
+        self.edit("<Source>root<", "<Source>.<")
+        self.edit("/usr/bin/box.lua", "/root/usr/bin/box.lua")
+        checks = [(finding["check"], finding["text"][:22]) for finding in self.findings()
+                  if finding["check"] == "merge"]
+        self.assertEqual(checks, [("merge", "The merge holds obj: e"),
+                                  ("merge", "The merge holds firmwa")])
+        self.assertEqual(self.make(), 0)
+
+    def test_merge_that_holds_a_repository_and_a_project(self):
+        self.write("root/lib/.git/HEAD", "x")
+        self.write("root/lib/other.ztp", "x")
+        texts = [finding["text"] for finding in self.findings()]
+        self.assertEqual(texts, ["The merge holds a repository: root/lib/.git",
+                                 "The merge holds another project: root/lib/other.ztp"])
+        self.assertEqual(self.make(), 0)
+
+    # Sources
+
+    def test_links(self):
+        self.write("elsewhere/x.lua", "print(1)\n")
+        (self.dir / "root/link").symlink_to("../elsewhere")
+        self.expect("link", "root/link$", "<Merge")
+        (self.dir / "root/link").unlink()
+        (self.dir / "root/usr/loop").symlink_to("..")
+        self.expect("link", "leads back .* root/usr/loop$", "<Merge")
+        self.assertEqual(self.make(), 0)
+
+    def test_hidden_source(self):
+        self.write("root/.hooks/a.lua", "print(1)\n")
+        self.write("root/.b.lua", "print(1)\n")
+        self.expect("hidden", "shipped as source: root/.* and 1 more")
+        self.assertEqual(self.make(), 0)
+        self.assertFalse((self.dir / "obj/root/.hooks/a.luo").exists())
+
+    def test_source_with_an_undecodable_name(self):
+        with open(os.fsencode(self.dir / "root") + b"/\xff.lua", "wb") as file:
+            file.write(b"print(1)\n")
+        self.expect("hidden", "not UTF-8")
+        self.assertEqual(self.make(), 0)
+
+    def test_source_in_a_directory_with_an_undecodable_name(self):
+        directory = os.fsencode(self.dir / "root") + b"/\xff"
+        os.mkdir(directory)
+        with open(directory + b"/a.lua", "wb") as file:
+            file.write(b"print(1)\n")
+        self.expect("hidden", "not UTF-8")
+        self.assertEqual(self.make(), 0)
+
+    # Times
+
+    def header(self):
+        """A header, taken in by way of another, and a build with it."""
+        self.write("include/a.lh", '#include "b.lh"\n')
+        self.write("include/b.lh", "#define LIMIT 1\n")
+        self.write(MODULE, '#include "a.lh"\nreturn { text = function() return LIMIT end }\n')
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
+        self.assertEqual(self.make(), 0)
+
+    def test_header_that_is_newer(self):
+        self.header()
+        self.assertEqual(self.findings(), [])
+        self.time("include/b.lh", 100)
+        self.expect("header", "include/b.lh is newer .* sources: 1$", "#include", "warning", MODULE)
+        before = (self.dir / "obj/root/usr/lib/lua/box/greeting.luo").stat().st_mtime_ns
+        self.assertEqual(self.make(), 0)
+        self.assertEqual((self.dir / "obj/root/usr/lib/lua/box/greeting.luo").stat().st_mtime_ns,
+                         before, "the build has noticed")
+        self.time(MODULE, 200) # then the build notices by itself
+        self.assertEqual(self.findings(), [])
+
+    def test_definition_that_is_newer(self):
+        self.write("box.mtdef", "0x0100 LIMIT u8\n")
+        self.write(MODULE, '#include "mtd16.lh"\nreturn { text = function() return '
+                           'MTD16_LIMIT end }\n')
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
+        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.findings(), [])
+        self.time("box.mtdef", 100)
+        self.expect("header", "include/mtd16.lh is newer", "#include", "warning", MODULE)
+        self.assertEqual(self.make(), 0)
+
+    def test_source_replaced_by_an_older_one(self):
+        self.assertEqual(self.make(), 0)
+        old = (self.dir / MODULE).stat()
+        time.sleep(0.02) # changes are told apart by the file system's own clock
+        self.write(MODULE, self.read(MODULE).replace("Hello", "Goodbye"))
+        os.utime(self.dir / MODULE, ns=(old.st_atime_ns, old.st_mtime_ns)) # as cp -p does
+        self.expect("replaced-source", "sources: 1$", "-- What", "warning", MODULE)
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.make("--all"), 0)
+        self.assertEqual(self.findings(), [])
+
+
+if __name__ == "__main__":
+    unittest.main()
