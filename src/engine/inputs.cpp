@@ -1,61 +1,99 @@
 #include "engine/inputs.h"
 
 #include "model/projectspec.h"
-
 #include "tools/tools.h"
 
+#include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
 
-bool Inputs::contains(const FileStatus &file) const
+bool Inputs::contains(const QString &path, const FileStatus &file) const
 {
-    if (!file.isRegularFile())
-        return false;
-    const auto isFound = [&] {
-        return std::binary_search(m_files->begin(), m_files->end(), file.id());
-    };
-    if (!m_files)
-        m_files = find();
-    if (!isFound())
+    if (!file.isRegularFile() || !isFound(path, file))
         return false;
     // An input that was replaced meanwhile has left its number to be used again.
-    m_files = find();
-    return isFound();
+    m_found = {};
+    return isFound(path, file);
 }
 
-bool Inputs::isLuaSource(const QString &path) const
+bool Inputs::isFound(const QString &path, const FileStatus &file) const
+{
+    const auto isAmong = [&file](const std::vector<FileId> &files) {
+        return std::binary_search(files.begin(), files.end(), file.id());
+    };
+    if (!m_found.named)
+        m_found.named = findNamed();
+    if (isAmong(*m_found.named))
+        return true;
+
+    const QFileInfo info(path);
+    const QString realPath = info.canonicalFilePath();
+    const bool isLua = realPath.endsWith(".lua"_L1, Qt::CaseInsensitive);
+    if (!isLua && !file.hasOtherNames())
+        return false;
+    if (!m_found.trees)
+        findTrees();
+    const auto isSourceIn = [&](const QString &tree) {
+        return realPath.startsWith(tree) && isSource(realPath, tree);
+    };
+    if (isLua && std::any_of(m_found.trees->begin(), m_found.trees->end(), isSourceIn))
+        return true;
+    if (!file.hasOtherNames() && realPath == QDir::cleanPath(info.absoluteFilePath()))
+        return false;
+    // A tree may hold links to files and directories elsewhere, too.
+    if (!m_found.luaSources)
+        m_found.luaSources = findLuaSources();
+    return isAmong(*m_found.luaSources);
+}
+
+/// @return whether a Lua file that @p tree leads to is a source: the module that is made of the
+/// definitions is none, nor is what lies in an object directory inside the tree
+bool Inputs::isSource(const QString &realPath, const QString &tree) const
+{
+    return realPath != m_found.generatedModule
+           && (!realPath.startsWith(m_found.objectDirectory)
+               || tree.startsWith(m_found.objectDirectory));
+}
+
+void Inputs::findTrees() const
 {
     const auto realDirectory = [](const QString &directory) {
         return Tools::ensureDirectorySeparator(QFileInfo(directory).canonicalFilePath());
     };
-    const QString file = QFileInfo(path).canonicalFilePath();
-    if (!file.endsWith(".lua"_L1, Qt::CaseInsensitive))
-        return false;
-    if (m_spec.mtd16Enabled()
-        && QFileInfo(m_spec.mtd16Lua.effectiveValue()).canonicalFilePath() == file)
-        return false; // which a build makes
-    const QString objects = realDirectory(m_spec.objectFilePath({}));
+    m_found.trees.emplace();
+    m_found.objectDirectory = realDirectory(m_spec.objectFilePath({}));
+    if (m_spec.mtd16Enabled())
+        m_found.generatedModule = QFileInfo(m_spec.mtd16Lua.effectiveValue()).canonicalFilePath();
     for (const FilesystemSpec &filesystem : m_spec.filesystems) {
         for (const MergeSpec &merge : filesystem.merges) {
             const QString tree = realDirectory(m_spec.projectFilePath(merge.source));
-            const bool holdsObjects = objects.startsWith(tree) && objects != tree;
-            if (!tree.isEmpty() && file.startsWith(tree)
-                && !(holdsObjects && file.startsWith(objects)))
-                return true;
+            if (!tree.isEmpty())
+                m_found.trees->append(tree);
         }
     }
-    return false;
 }
 
-void Inputs::forget()
+std::vector<FileId> Inputs::findLuaSources() const
 {
-    m_files.reset();
+    std::vector<FileId> files;
+    for (const QString &tree : std::as_const(*m_found.trees)) {
+        QDirIterator entries(tree, {u"*.lua"_s}, QDir::Files | QDir::Hidden,
+                             QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
+        while (entries.hasNext()) {
+            const QString path = entries.next();
+            if (isSource(QFileInfo(path).canonicalFilePath(), tree))
+                files.push_back(FileStatus::of(path).id());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
-std::vector<FileId> Inputs::find() const
+std::vector<FileId> Inputs::findNamed() const
 {
     QStringList paths{m_spec.projectFile, m_spec.sdkPath(u"kernel/base.romfs"_s),
                       m_spec.sdkPath(u"kernel/install.romfs"_s)};

@@ -2,32 +2,45 @@
 
 #include "files/filestatus.h"
 
+#include <QStringList>
+
 #include <optional>
 #include <vector>
 
 struct ProjectSpec;
 
-/// The files that a project names as inputs, which no step may remove or write to, whatever name an
-/// output has for them.
+/// The files that a project has as inputs, which no step may remove or write to, whatever name an
+/// output has for them: those that it names, and the Lua files in its merged source trees.
 class Inputs
 {
 public:
     /// @param spec  must outlive this object
     explicit Inputs(const ProjectSpec &spec) : m_spec(spec) {}
 
-    /// Looks at the inputs when it is first asked about a file that exists.
-    bool contains(const FileStatus &file) const;
-
-    /// @return whether @p path leads to a Lua file in a merged source tree. The module that is made
-    /// of the definitions does not count, nor does what lies in an object directory in such a tree.
-    bool isLuaSource(const QString &path) const;
+    /// Looks at the inputs when it is first asked about a file that exists; at the whole merged
+    /// trees only when @p path is a link, hard or symbolic, that may lead into one of them.
+    /// @param file  the status of @p path
+    bool contains(const QString &path, const FileStatus &file) const;
 
     /// To be called when inputs may have been replaced.
-    void forget();
+    void forget() { m_found = {}; }
 
 private:
-    std::vector<FileId> find() const;
+    struct Found
+    {
+        std::optional<std::vector<FileId>> named;      ///< sorted
+        std::optional<std::vector<FileId>> luaSources; ///< sorted
+        std::optional<QStringList> trees; ///< real paths, with a separator at the end of each
+        QString objectDirectory;          ///< likewise
+        QString generatedModule;          ///< real path
+    };
+
+    bool isFound(const QString &path, const FileStatus &file) const;
+    bool isSource(const QString &realPath, const QString &tree) const;
+    void findTrees() const;
+    std::vector<FileId> findNamed() const;
+    std::vector<FileId> findLuaSources() const;
 
     const ProjectSpec &m_spec;
-    mutable std::optional<std::vector<FileId>> m_files; ///< sorted
+    mutable Found m_found;
 };

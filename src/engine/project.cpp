@@ -152,8 +152,7 @@ Staleness Project::staleness(const FileStatus &input, const FileStatus &output,
 bool Project::checkNoInput(const QString &path, const FileStatus &output, const FileStatus &input)
 {
     return !output.isRegularFile()
-           || (!output.isSameFileAs(input) && !m_inputs.contains(output)
-               && !m_inputs.isLuaSource(path))
+           || (!output.isSameFileAs(input) && !m_inputs.contains(path, output))
            || raiseError(u"Cannot write %1"_s.arg(path));
 }
 

@@ -30,6 +30,7 @@ FileStatus FileStatus::of(int directory, const char *name)
         status.m_kind = Kind::RegularFile;
     else
         status.m_kind = Kind::Other;
+    status.m_hasOtherNames = data.st_nlink > 1;
     status.m_modified = {data.st_mtim.tv_sec, data.st_mtim.tv_nsec};
     status.m_id = {data.st_dev, data.st_ino};
     return status;

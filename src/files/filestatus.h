@@ -74,6 +74,9 @@ public:
     /// @return what the file is known by; meaningless unless exists()
     FileId id() const { return m_id; }
 
+    /// @return whether the file has more hard links than this one
+    bool hasOtherNames() const { return m_hasOtherNames; }
+
     /// @return whether both paths lead to one file
     bool isSameFileAs(const FileStatus &other) const
     {
@@ -89,6 +92,7 @@ private:
     enum class Kind { Missing, Unknown, Directory, RegularFile, Other };
 
     Kind m_kind = Kind::Missing;
+    bool m_hasOtherNames = false;
     FileTime m_modified;
     FileId m_id;
 };

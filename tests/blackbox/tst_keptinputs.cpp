@@ -20,12 +20,23 @@ class TestKeptInputs : public QObject
     Q_OBJECT
 
 private slots:
+    void outputThatIsAnotherSource_data()
+    {
+        Rows<bool> row; // hard
+        row("symbolic link", false);
+        row("hard link", true);
+    }
     void outputThatIsAnotherSource()
     {
+        const auto [hard] = fetch<bool>();
         LuaWorld world({});
         world.write("project/root/a.lua", "a\n");
         world.write("project/root/b.lua", "b\n");
-        world.link("../../root/b.lua", "project/obj/root/a.luo");
+        world.makeDirectory("project/obj/root");
+        if (hard)
+            linkHard(world, "project/root/b.lua", "project/obj/root/a.luo");
+        else
+            world.link("../../root/b.lua", "project/obj/root/a.luo");
         const Result result = world.run({"-q", "-A"});
         QCOMPARE(result.status, 1);
         SAME(result.err, "[ztmake] Cannot write obj/root/a.luo\n");

@@ -4,6 +4,8 @@
 #include "rows.h"
 #include "testfiles.h"
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 class TestInputs : public QObject
@@ -27,29 +29,29 @@ private slots:
     {
         QVERIFY(QFile::link(texts(), path(u"link"_s)));
         const Inputs inputs(m_spec);
-        QVERIFY(inputs.contains(FileStatus::of(path(u"link"_s))));
-        QVERIFY(inputs.contains(FileStatus::of(m_spec.projectFile)));
-        QVERIFY(!inputs.contains(FileStatus::of(path(u"other"_s))));
-        QVERIFY(!inputs.contains(FileStatus::of(path(u"missing"_s))));
+        QVERIFY(contains(inputs, path(u"link"_s)));
+        QVERIFY(contains(inputs, m_spec.projectFile));
+        QVERIFY(!contains(inputs, path(u"other"_s)));
+        QVERIFY(!contains(inputs, path(u"missing"_s)));
     }
 
     // What was an input when the inputs were looked at may have become something else.
     void fileThatIsNoLongerAnInput()
     {
         const Inputs inputs(m_spec);
-        QVERIFY(inputs.contains(FileStatus::of(texts())));
+        QVERIFY(contains(inputs, texts()));
         QVERIFY(QFile::rename(texts(), path(u"output"_s)));
         QVERIFY(TestFiles::write(texts()));
-        QVERIFY(!inputs.contains(FileStatus::of(path(u"output"_s))));
+        QVERIFY(!contains(inputs, path(u"output"_s)));
     }
 
     void fileThatHasBecomeAnInput()
     {
         Inputs inputs(m_spec);
-        QVERIFY(inputs.contains(FileStatus::of(texts())));
+        QVERIFY(contains(inputs, texts()));
         QVERIFY(QFile::remove(texts()) && QFile::rename(path(u"other"_s), texts()));
         inputs.forget();
-        QVERIFY(inputs.contains(FileStatus::of(texts())));
+        QVERIFY(contains(inputs, texts()));
     }
 
     void luaFilesOfMergedTrees_data()
@@ -64,23 +66,41 @@ private slots:
         row("no Lua file", u"root"_s, u"obj"_s, u"root/a.txt"_s, false);
         row("tree that is missing", u"none"_s, u"obj"_s, u"root/a.lua"_s, false);
         row("missing", u"root"_s, u"obj"_s, u"root/missing.lua"_s, false);
+        row("hard link", u"root"_s, u"obj"_s, u"obj/hard.luo"_s, true);
+        row("hard link of an object", u"."_s, u"obj"_s, u"obj/copy.luo"_s, false);
+        row("through a link in the tree", u"root"_s, u"obj"_s, u"obj/far.luo"_s, true);
+        row("the same file by its own name", u"root"_s, u"obj"_s, u"far/b.lua"_s, false);
     }
     void luaFilesOfMergedTrees()
     {
         const auto [source, objects, file, isSource] = fetch<QString, QString, QString, bool>();
-        for (const QString &name : {u"root/a.lua"_s, u"root/a.txt"_s, u"obj/root/a.lua"_s})
+        for (const QString &name : {u"root/a.lua"_s, u"root/a.txt"_s, u"obj/root/a.lua"_s,
+                                    u"root/hard.lua"_s, u"obj/root/copy.lua"_s, u"far/b.lua"_s})
             QVERIFY(TestFiles::write(path(name)));
         QVERIFY(QFile::link(u"../root/a.lua"_s, path(u"obj/link.luo"_s)));
+        QVERIFY(QFile::link(u"../far"_s, path(u"root/far"_s)));
+        QVERIFY(QFile::link(u"../far/b.lua"_s, path(u"obj/far.luo"_s)));
+        QVERIFY(linkHard(u"root/hard.lua"_s, u"obj/hard.luo"_s));
+        QVERIFY(linkHard(u"obj/root/copy.lua"_s, u"obj/copy.luo"_s));
         MergeSpec merge;
         merge.source = source;
         FilesystemSpec filesystem;
         filesystem.merges.append(merge);
         m_spec.filesystems.append(filesystem);
         m_spec.objectDirectory = objects;
-        QCOMPARE(Inputs(m_spec).isLuaSource(path(file)), isSource);
+        QCOMPARE(contains(Inputs(m_spec), path(file)), isSource);
     }
 
 private:
+    static bool contains(const Inputs &inputs, const QString &file)
+    {
+        return inputs.contains(file, FileStatus::of(file));
+    }
+    bool linkHard(const QString &file, const QString &name) const
+    {
+        return ::link(path(file).toLocal8Bit().constData(), path(name).toLocal8Bit().constData())
+               == 0;
+    }
     QString path(const QString &name) const { return m_world->filePath(name); }
     QString texts() const { return m_spec.tsFilePath(u"de.ts"_s); }
 
