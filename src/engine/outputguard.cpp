@@ -180,19 +180,13 @@ void OutputGuard::finish(OutputChain *chain)
 
 void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
 {
-    // What an interrupted tool has started may go on and write after its end. So the outputs stay
-    // in the note, and the next build, which waits for such programs, removes them again.
-    const bool isInterrupted = Interruption::signal() != 0;
-    const bool removes = chain->removesAfterFailure || isInterrupted;
+    // What the tool has started may go on and write after its end. So the outputs stay in the note,
+    // and the next build, which waits for such programs, removes them again.
+    const bool removes = chain->removesAfterFailure || Interruption::signal() != 0;
     for (const QString &output : outputs) {
         chain->outputs.removeOne(output);
-        QString ignored; // the build fails anyway
-        if (!(removes && remove(output)) && !makeOlder(output, chain->inputStatus.modified()))
-            continue;
-        if (isInterrupted)
-            m_interrupted.append(output);
-        else
-            forget(output, &ignored);
+        if ((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified()))
+            m_failed.append(output);
     }
 }
 
@@ -251,13 +245,14 @@ void OutputGuard::close(bool operationSucceeded)
                 && (Interruption::signal() != 0 || (m_isRestInherited && !operationSucceeded));
         const bool isOnDisk = m_isNoteLeft || m_note->isWritten();
         QStringList others = m_unfinished;
-        for (const QString &output : std::as_const(m_interrupted))
+        for (const QString &output : std::as_const(m_failed))
             others.removeOne(nameInNote(output));
-        m_isNoteOfOrphans = isOnDisk && !isRestLeft && others.isEmpty();
-        if (isOnDisk && !isRestLeft && m_unfinished.isEmpty() && !Rehearsal::isOn()) {
+        if (isOnDisk && !isRestLeft && others.isEmpty() && !Rehearsal::isOn()) {
             if (!m_directories.isEmpty())
                 DiskSync::fileSystemsOf(m_directories.values());
-            m_note->remove();
+            m_isNoteOfOrphans = !m_unfinished.isEmpty();
+            if (!m_isNoteOfOrphans)
+                m_note->remove();
         }
         m_note.reset();
     }
@@ -268,7 +263,7 @@ void OutputGuard::close(bool operationSucceeded)
 
 void OutputGuard::forgetOrphans()
 {
-    const QStringList outputs = std::exchange(m_interrupted, {});
+    const QStringList outputs = std::exchange(m_failed, {});
     for (const QString &output : outputs) {
         QString ignored; // the build has failed anyway
         if (nameInNote(output).startsWith(u'/'))

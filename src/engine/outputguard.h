@@ -69,8 +69,9 @@ public:
     /// To be called at the end of an operation.
     void close(bool operationSucceeded);
 
-    /// @return whether notes are left for what an interrupted tool may have left behind
-    bool isWaryOfOrphans() const { return !m_interrupted.isEmpty(); }
+    /// @return whether notes are left for what a failed tool may have left behind, which may still
+    /// write
+    bool isWaryOfOrphans() const { return !m_failed.isEmpty(); }
     /// Removes those, when it has left nothing behind.
     void forgetOrphans();
 
@@ -89,7 +90,7 @@ private:
     bool m_isNoteLeft = false;      ///< by an earlier build, and still there
     bool m_isRestInherited = false; ///< an earlier build was to make everything
     QStringList m_unfinished;       ///< as seen from the object directory
-    QStringList m_interrupted;      ///< outputs that were removed, but may be written to again
+    QStringList m_failed;           ///< outputs that may be written to again
     bool m_isNoteOfOrphans = false; ///< there is nothing else in it
     QSet<QString> m_directories;    ///< that outputs were written to
 };

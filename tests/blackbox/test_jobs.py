@@ -172,17 +172,20 @@ class Jobs(unittest.TestCase):
         process.communicate(timeout=SECONDS_TO_GIVE_UP)
         self.assertEqual(process.returncode, -signal.SIGTERM)
 
-    def test_what_an_interrupted_tool_leaves_behind_is_not_trusted(self):
-        for jobs in ("1", "2"):
-            with self.subTest(jobs=jobs):
+    def test_what_a_tool_leaves_behind_is_not_trusted(self):
+        left = ('(trap "" TERM; : >began; until [ -e go ]; do sleep 0.01; done\n'
+                'echo stale >$output; : >written) & ')
+        for jobs, is_interrupted in (("1", True), ("2", True), ("1", False), ("2", False)):
+            with self.subTest(jobs=jobs, is_interrupted=is_interrupted):
                 self.tree("a", "b")
-                self.tools(ztlpp='(trap "" TERM; : >began; until [ -e go ]; do sleep 0.01; done\n'
-                                 'echo stale >$output; : >written) & wait\n')
+                self.tools(ztlpp=left + ("wait\n" if is_interrupted else "exit 1\n"))
                 with open(self.path("log"), "wb") as log:
                     process = self.start(jobs, stdout=log, stderr=log)
                     self.appears("p/began")
-                    os.kill(process.pid, signal.SIGTERM)
-                    self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP), -signal.SIGTERM)
+                    if is_interrupted:
+                        os.kill(process.pid, signal.SIGTERM)
+                    self.assertEqual(process.wait(timeout=SECONDS_TO_GIVE_UP),
+                                     -signal.SIGTERM if is_interrupted else 1)
                 self.write("p/go")
                 self.appears("p/written")
                 self.tools()
@@ -192,6 +195,12 @@ class Jobs(unittest.TestCase):
                         self.assertEqual(file.read(), "ztlpp\n")
                 shutil.rmtree(self.path("p"))
                 os.makedirs(self.path("p/firmware"))
+
+    def test_failure_leaves_no_note(self):
+        self.tree("a", "b")
+        self.tools(ztlpp="exit 1\n")
+        self.assertEqual(self.run_build()[0], 1)
+        self.assertEqual(os.listdir(self.path("p/obj")), ["root"])
 
     def test_reader_that_does_not_read(self):
         self.tree("a", "b")

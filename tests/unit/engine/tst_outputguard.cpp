@@ -51,7 +51,8 @@ private slots:
         }));
         QCOMPARE(m_project->errorText(), u"its own reason"_s);
         QCOMPARE(objects(), (QStringList{u"c"_s, u"sub"_s}));
-        QVERIFY(TestFiles::read(marker()).contains(" - -\n\n"));
+        // What the tool has left behind may write to them yet.
+        QVERIFY(TestFiles::read(marker()).endsWith(" - -\na\0b\0missing\0\n"_ba));
     }
 
     void outputsOfAFailingToolAreRemoved()
@@ -93,7 +94,6 @@ private slots:
     {
         QVERIFY(!make(step({u"obj/sub"_s}), [] { return false; }));
         QVERIFY(QFileInfo(path(u"obj/sub"_s)).isDir());
-        QVERIFY(TestFiles::read(marker()).contains(" - -\n\n"));
     }
 
     void inputThatChangesMeanwhile_data()
@@ -186,7 +186,7 @@ private slots:
         QVERIFY(write(u"obj/a"_s, 2'000));
         makeAsOrdinaryUser(failed);
         QVERIFY(!QFile::exists(path(u"obj/a"_s)));
-        QVERIFY(!QFile::exists(marker()));
+        QCOMPARE(QFile::exists(marker()), failed);
     }
 
     void outputThatCannotBeDatedOrDeletedStaysNoted_data()
