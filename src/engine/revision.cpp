@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int timeout = 30'000;         // milliseconds
+constexpr int answerTimeout = 30'000;   // milliseconds
 constexpr int terminationGrace = 1'000; // milliseconds
 
 } // namespace
@@ -27,7 +27,7 @@ QString workingCopyRevision(const QString &directory)
     Interruption::Target target;
     process.start(u"svnversion"_s, {QDir::toNativeSeparators(directory)});
     target.set(static_cast<pid_t>(process.processId()));
-    if (process.waitForFinished(timeout))
+    if (process.waitForFinished(answerTimeout))
         return QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
     process.terminate();
     if (!process.waitForFinished(terminationGrace)) {

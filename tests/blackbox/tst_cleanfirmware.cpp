@@ -1,5 +1,7 @@
 #include "projects.h"
 
+#include <QtTest>
+
 namespace {
 
 void writeProject(World &world, const QByteArray &attributes = {})

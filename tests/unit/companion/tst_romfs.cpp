@@ -89,9 +89,9 @@ private slots:
     void directoryThatLeadsBackIsDamage()
     {
         QByteArray bytes = image();
-        const quint32 change = 80 - 112;
+        constexpr quint32 back = 112 - 80;
         putNumber(&bytes, 84, 80); // the directory holds itself
-        putNumber(&bytes, 12, qFromBigEndian<quint32>(bytes.constData() + 12) - change);
+        putNumber(&bytes, 12, qFromBigEndian<quint32>(bytes.constData() + 12) + back);
         QVERIFY(!filesOfRomfs(bytes));
     }
 

@@ -56,9 +56,9 @@ private slots:
     void programEndsByTheSignal()
     {
         const auto [number, name] = fetch<int, QByteArray>();
-        QCOMPARE(endOf([number] {
+        QCOMPARE(endOf([signal = number] {
                      Interruption::watch();
-                     raise(number);
+                     raise(signal);
                      Interruption::finish();
                  }),
                  -number);
