@@ -2,6 +2,7 @@
 
 #include "app/makeproject.h"
 #include "companion/checkedproject.h"
+#include "companion/output.h"
 #include "companion/schemacheck.h"
 #include "tools/tools.h"
 #include "xml/boundedfile.h"
@@ -71,8 +72,10 @@ void print(const QList<Finding> &findings, bool json)
         std::fputs(QJsonDocument(jsonOf(findings)).toJson().constData(), stdout);
         return;
     }
-    for (const Finding &finding : findings)
-        std::fputs(textOf(finding).toLocal8Bit().constData(), stdout);
+    for (const Finding &finding : findings) {
+        for (const QString &line : linesOf(finding))
+            printLine(line);
+    }
 }
 
 } // namespace

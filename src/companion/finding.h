@@ -21,7 +21,7 @@ struct Finding
 };
 
 /// @return the lines for a terminal, an editor or a log: the finding and its cure
-QString textOf(const Finding &finding);
+QStringList linesOf(const Finding &finding);
 
 /// @return all findings for programs
 QJsonArray jsonOf(const QList<Finding> &findings);

@@ -1,6 +1,7 @@
 #include "companion/init.h"
 
 #include "app/makeproject.h"
+#include "companion/output.h"
 #include "companion/sdkathand.h"
 #include "xml/projectnamespaces.h"
 
@@ -11,7 +12,6 @@
 #include <QRegularExpression>
 
 #include <array>
-#include <cstdio>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -245,7 +245,7 @@ int startProject(const InitOptions &wanted)
     for (const NewFile &file : files) {
         if (!writeNew(directory + u'/' + file.path, file))
             return 1;
-        std::printf("%s/%s\n", qPrintable(directory), qPrintable(file.path));
+        printLine(directory + u'/' + file.path);
     }
     return 0;
 }
