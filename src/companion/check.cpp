@@ -101,7 +101,8 @@ int checkProject(const CheckOptions &options)
     print(findings, options.json);
     const bool fails =
             std::any_of(findings.begin(), findings.end(), [&options](const Finding &finding) {
-                return options.strict || finding.severity == Finding::Severity::Error;
+                return finding.severity == Finding::Severity::Error
+                       || (options.strict && finding.severity == Finding::Severity::Warning);
             });
     return fails ? 1 : 0;
 }

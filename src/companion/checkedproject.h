@@ -16,7 +16,9 @@ struct CheckedProject
     void error(const Place &place, const char *check, const QString &text, const QString &cure);
     /// Reports what a build makes wrong firmware of.
     void warn(const Place &place, const char *check, const QString &text, const QString &cure);
-    /// The same in another file than the project's.
+    /// Reports something in another file than the project's.
+    void report(Finding::Severity severity, const QString &file, const Place &place,
+                const char *check, const QString &text, const QString &cure);
     void warnIn(const QString &file, const Place &place, const char *check, const QString &text,
                 const QString &cure);
 

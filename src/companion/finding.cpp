@@ -8,7 +8,15 @@ namespace {
 
 QString nameOf(Finding::Severity severity)
 {
-    return severity == Finding::Severity::Error ? u"error"_s : u"warning"_s;
+    switch (severity) {
+    case Finding::Severity::Error:
+        return u"error"_s;
+    case Finding::Severity::Warning:
+        return u"warning"_s;
+    case Finding::Severity::Note:
+        break;
+    }
+    return u"note"_s;
 }
 
 } // namespace

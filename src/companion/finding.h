@@ -10,6 +10,7 @@ struct Finding
     enum class Severity {
         Error,   ///< a build fails
         Warning, ///< a build succeeds, with something that is hardly meant
+        Note,    ///< perhaps, which cannot be told
     };
 
     Severity severity = Severity::Warning;
