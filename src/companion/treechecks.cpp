@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 
 using namespace Qt::StringLiterals;
@@ -31,6 +32,15 @@ struct Occurrence
         return count == 1 ? first : u"%1 and %2 more"_s.arg(first).arg(count - 1);
     }
 };
+
+/// @return whether that is where a revision control keeps what it knows: a directory, or a file, as
+/// in a submodule
+bool isRepository(const std::string &name)
+{
+    static constexpr std::array<std::string_view, 9> names{
+            ".git", ".hg", ".bzr", ".jj", ".pijul", "_darcs", ".fossil", ".fslckout", "_FOSSIL_"};
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
 
 /// What a merged directory holds that is worth a warning.
 struct Tree
@@ -74,7 +84,7 @@ private:
         }
         if (name == ".svn")
             return; // left out of images
-        if (name == ".git") {
+        if (isRepository(name)) {
             m_tree->repositories.add(entry.path());
             return;
         }
@@ -94,8 +104,8 @@ private:
             m_tree->undecodable.add(path);
         else if (isLuaFile(name) && isHidden)
             m_tree->hidden.add(path);
-        if (name == ".git")
-            m_tree->repositories.add(path); // of a submodule
+        if (isRepository(name))
+            m_tree->repositories.add(path);
         const bool isProject = fs::path(name).extension() == ".ztp";
         if (isProject && CheckedProject::realPath(QFile::decodeName(path.c_str())) != m_projectFile)
             m_tree->projects.add(path);
