@@ -39,6 +39,11 @@ Place CheckedProject::mergePlace(qsizetype number) const
     return places.element(u"Project/Filesystem/Merge"_s, number);
 }
 
+Place CheckedProject::sourcePlace(qsizetype number) const
+{
+    return places.child(u"Project/Filesystem/Merge"_s, number, u"Source"_s);
+}
+
 QString CheckedProject::realPath(const QString &path)
 {
     const QFileInfo info(path.isEmpty() ? u"."_s : path);

@@ -24,8 +24,9 @@ struct CheckedProject
 
     /// @return the merges of the image
     QList<MergeSpec> merges() const;
-    /// @return where the source of a merge stands
+    /// @return where a merge, or its source, stands
     Place mergePlace(qsizetype number) const;
+    Place sourcePlace(qsizetype number) const;
     /// @return the source of a merge, or another path, without links and relative parts; as it is
     /// when it does not exist
     static QString realPath(const QString &path);

@@ -77,8 +77,7 @@ void checkMergedSources(CheckedProject *project)
         const bool isUnknown =
                 merges[i].source.startsWith(u"$SDK"_s) && project->spec.sdkCache.isEmpty();
         if (!isUnknown && !exists(source)) {
-            project->error(project->places.element(u"Project/Filesystem/Merge/Source"_s, i),
-                           "source", u"There is no %1"_s.arg(source),
+            project->error(project->sourcePlace(i), "source", u"There is no %1"_s.arg(source),
                            u"Correct the Source, which is seen from the project directory."_s);
         }
     }
