@@ -6,9 +6,11 @@
 #include "companion/schemacheck.h"
 #include "tools/tools.h"
 #include "xml/boundedfile.h"
+#include "xml/projectnamespaces.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QXmlStreamReader>
 
 #include <algorithm>
 #include <cstdio>
@@ -34,6 +36,27 @@ QString withoutPlace(const QString &message)
     return (lineEnd < 0 ? message : message.sliced(lineEnd)).simplified();
 }
 
+/// @return whether the root element is the one of a project file, of whatever generation
+bool isProjectFile(const QByteArray &text)
+{
+    QXmlStreamReader reader(text);
+    return reader.readNextStartElement() && reader.name() == "ZeltaProject"_L1
+           && (reader.namespaceUri() == QLatin1StringView(ProjectNamespaces::current)
+               || reader.namespaceUri() == QLatin1StringView(ProjectNamespaces::first));
+}
+
+/// Reports what the readers have said.
+void reportRefusal(CheckedProject *project, const QByteArray &text, const QString &reason)
+{
+    QString cure = u"Correct it, and what the schema finds, as project-file.md has it."_s;
+    if (text.isEmpty())
+        cure = u"Name the project file, or start ztproject where it is."_s;
+    else if (!isProjectFile(text))
+        cure = u"Begin it with <ZeltaProject xmlns=\"%1\">, as ztproject init does."_s.arg(
+                QLatin1StringView(ProjectNamespaces::current));
+    project->error(placeIn(reason), "project-file", withoutPlace(reason), cure);
+}
+
 QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &error)
 {
     BoundedFile file(opened->file);
@@ -45,13 +68,12 @@ QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &err
     const bool isXml =
             std::none_of(project.findings.begin(), project.findings.end(),
                          [](const Finding &finding) { return finding.check == "xml"_L1; });
-    if (!isRead && isXml) {
-        project.error(placeIn(error), "project-file", withoutPlace(error),
-                      u"See DIAGNOSTICS in ztmake(1)."_s);
-    }
+    if (!isRead && isXml)
+        reportRefusal(&project, text, error);
     if (isRead) {
         const bool hasSdk = checkSdk(&project);
         checkDescription(&project);
+        checkInputs(&project);
         checkTrees(&project);
         checkNeighbours(&project);
         if (hasSdk) {

@@ -38,6 +38,8 @@ struct CheckedProject
 bool checkSdk(CheckedProject *project);
 /// Targets, the filesystem, the languages, and the files that they name.
 void checkDescription(CheckedProject *project);
+/// The files that a build reads, as they are.
+void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.
 void checkTrees(CheckedProject *project);
 /// What a build of everything would do.

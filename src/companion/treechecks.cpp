@@ -9,6 +9,8 @@
 #include <array>
 #include <filesystem>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -51,6 +53,8 @@ struct Tree
     Occurrence undecodable;
     Occurrence repositories;
     Occurrence projects;
+    Occurrence unreadable;
+    Occurrence special;
 };
 
 class TreeWalk
@@ -69,6 +73,8 @@ public:
         m_open.push_back(real);
         for (const fs::directory_entry &entry : fs::directory_iterator(directory, error))
             look(entry, isHidden);
+        if (error && m_open.size() > 1)
+            m_tree->unreadable.add(directory);
         m_open.pop_back();
     }
 
@@ -78,12 +84,13 @@ private:
         std::error_code error;
         const std::string name = entry.path().filename().native();
         const bool isHere = isHidden || name.starts_with('.');
+        if (name == ".svn")
+            return; // left out of images
         if (!entry.is_directory(error)) {
+            lookAtKind(entry);
             lookAtFile(entry.path(), name, isHere);
             return;
         }
-        if (name == ".svn")
-            return; // left out of images
         if (isRepository(name)) {
             m_tree->repositories.add(entry.path());
             return;
@@ -96,6 +103,18 @@ private:
                 return;
         }
         walk(entry.path(), isHere);
+    }
+
+    /// Links are packed as such.
+    void lookAtKind(const fs::directory_entry &entry)
+    {
+        std::error_code error;
+        if (entry.is_symlink(error))
+            return;
+        if (!entry.is_regular_file(error))
+            m_tree->special.add(entry.path());
+        else if (access(entry.path().c_str(), R_OK) != 0)
+            m_tree->unreadable.add(entry.path());
     }
 
     void lookAtFile(const fs::path &path, const std::string &name, bool isHidden)
@@ -134,6 +153,13 @@ void reportTree(CheckedProject *project, const Place &place, const MergeSpec &me
          u"Remove the link; how the tools take it differs."_s);
     warn(tree.links, "link", u"Links to directories are followed, and packed like these: %1"_s,
          u"Make it a Merge of its own, if that is what is meant."_s);
+    const auto refuse = [&](const Occurrence &found, const QString &text) {
+        if (found.count > 0)
+            project->error(place, "source", text.arg(found.text()),
+                           u"Remove it from the merge, or correct its owner and rights."_s);
+    };
+    refuse(tree.unreadable, u"The merge holds what cannot be read: %1"_s);
+    refuse(tree.special, u"The merge holds what is neither file, directory nor link: %1"_s);
     if (!isCompiled)
         return;
     warn(tree.hidden, "hidden", u"Hidden Lua files are not compiled, and shipped as source: %1"_s,
@@ -172,15 +198,13 @@ void checkTrees(CheckedProject *project)
     const QList<MergeSpec> merges = project->merges();
     for (qsizetype i = 0; i < merges.size(); ++i) {
         const QString source = project->spec.projectFilePath(merges[i].source);
-        if (merges[i].type != MergeSpec::Type::Directory
-            || !QFileInfo(source.isEmpty() ? u"."_s : source).isDir())
-            continue;
+        if (merges[i].type == MergeSpec::Type::Archive || !QFileInfo(source).isDir())
+            continue; // a File may be a directory, too
         const Place place = project->mergePlace(i);
         checkOwnOutputs(project, place, source);
         Tree tree;
         TreeWalk walk(&tree, CheckedProject::realPath(project->opened.file));
-        const QByteArray root = QFile::encodeName(source.isEmpty() ? u"."_s : source);
-        walk.walk(fs::path(root.toStdString()), false);
+        walk.walk(fs::path(QFile::encodeName(source).toStdString()), false);
         reportTree(project, place, merges[i], tree);
     }
 }

@@ -1,6 +1,7 @@
 #include "companion/why.h"
 
 #include "app/makeproject.h"
+#include "companion/imagefiles.h"
 #include "companion/openedproject.h"
 #include "companion/output.h"
 #include "companion/rehearsedbuild.h"
@@ -139,7 +140,16 @@ int tellWhy(const WhyOptions &options)
     for (const QString &message : build.messages())
         printMessage(message);
     printSteps(build, options);
-    if (!ok)
+    if (!ok) {
         printMessage(u"Here the build would stop: %1"_s.arg(build.errorText()));
-    return ok ? 0 : 1;
+        return 1;
+    }
+    const QList<qsizetype> copies = mergesOfLoneCopies(project.spec);
+    if (!copies.isEmpty()) {
+        const QString source = project.spec.filesystems.first().merges[copies.first()].source;
+        printMessage(
+                u"The build would stop at the image: %1 cannot be copied by itself."_s.arg(source));
+        return 1;
+    }
+    return 0;
 }

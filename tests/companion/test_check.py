@@ -72,7 +72,7 @@ class Traps(CheckWorld):
     def test_no_project_file(self):
         result = self.ask("check", "none.ztp")
         self.assertEqual(result.returncode, 1)
-        self.assertIn("This is not a ZeltaManager project file. [project-file]", result.stdout)
+        self.assertIn("No such file or directory [project-file]", result.stdout)
 
     def test_empty_root(self):
         for generation in "2009", "2009/42":

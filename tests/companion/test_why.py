@@ -128,8 +128,7 @@ class Why(BoxWorld):
         (self.dir / "box.ztp").unlink()
         self.why(status=1, complaint="[ztproject] Cannot find a unique profile in current "
                  "directory.\n")
-        self.why("x.ztp", status=1, complaint="[ztproject] x.ztp: This is not a ZeltaManager "
-                 "project file.\n")
+        self.why("x.ztp", status=1, complaint="[ztproject] x.ztp: No such file or directory\n")
 
     def test_nothing_is_written_where_nothing_can_be(self):
         # Whatever it would write, and wherever: the system says no.
