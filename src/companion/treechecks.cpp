@@ -25,8 +25,9 @@ struct Occurrence
 
     void add(const fs::path &path)
     {
-        if (count++ == 0)
-            first = QFile::decodeName(path.c_str());
+        const QString name = QFile::decodeName(path.c_str());
+        if (count++ == 0 || name < first)
+            first = name;
     }
     /// @return the first, and how many more there are
     QString text() const
