@@ -1,10 +1,7 @@
 #include "companion/timechecks.h"
 
 #include "companion/headersearch.h"
-#include "tools/tools.h"
-
 #include <QDir>
-#include <QFileInfo>
 #include <QHash>
 #include <QSet>
 
@@ -133,25 +130,4 @@ void checkTimes(CheckedProject *project)
         made.insert(step.output);
     checkHeaders(project, all, made);
     checkReplaced(project, keptFiles(all, made));
-}
-
-void checkNeighbours(CheckedProject *project)
-{
-    const QFileInfo own(project->opened.file);
-    const QString objects = CheckedProject::realPath(project->spec.objectFilePath({}));
-    const QStringList names =
-            own.dir().entryList({u"*.ztp"_s}, QDir::Files | QDir::Readable, QDir::Name);
-    for (const QString &name : names) {
-        OpenedProject other;
-        QString error;
-        const QString path = own.path() == "."_L1 ? name : own.path() + u'/' + name;
-        if (name == own.fileName() || !other.open(path, &error)
-            || CheckedProject::realPath(other.spec.objectFilePath({})) != objects)
-            continue;
-        project->warn(
-                project->places.attribute(u"Project"_s, u"ObjectDirectory"_s), "shared-objects",
-                u"%1 has the same object directory: each takes the other's objects for its own"_s
-                        .arg(path),
-                u"Give each an ObjectDirectory of its own."_s);
-    }
 }

@@ -167,6 +167,23 @@ class OtherFirmware(CheckWorld):
         self.assertEqual(self.make(cwd=project), 0)
         self.assertFalse(other.exists())
 
+    def test_names_that_begin_alike(self):
+        self.write("release.ztp", self.read("box.ztp").replace('"box"', '"box-release"').replace(
+            "<Project ", '<Project ObjectDirectory="obj-release" '))
+        super().make(project=["release.ztp"])
+        self.expect("shared-firmware", "removes the firmware of release.ztp: "
+                    "firmware/ZT100-box-release-0.1-firmware.ztf", "Name=", "warning", "box.ztp",
+                    "box.ztp")
+        # Not the other way round.
+        self.assertEqual(self.findings("release.ztp"), [])
+        self.assertEqual(self.make(project=["box.ztp"]), 0)
+        self.assertEqual(self.files("firmware"), ["ZT100-box-0.1-firmware.ztf"])
+
+    def test_one_name_and_two_output_directories(self):
+        self.write("release.ztp", self.read("box.ztp").replace(
+            "<Project ", '<Project ObjectDirectory="obj-release" OutputDirectory="out" '))
+        self.assertEqual(self.findings("box.ztp"), [])
+
     def test_name_without_a_letter(self):
         self.edit('Name="box"', 'Name="???"')
         self.expect("name", "no name for its files", 'Name="?')
