@@ -4,6 +4,8 @@
 #include "engine/project.h"
 #include "tools/tools.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <utility>
 
@@ -42,6 +44,16 @@ private:
 };
 
 } // namespace
+
+QStringList firmwareWildcards(const ProjectSpec &spec)
+{
+    const QString safeName = Tools::safeFileName(spec.name);
+    const QString prefix = safeName.isEmpty() ? QString() : u"*-"_s + safeName;
+    // A name that makes no valid wildcard ("D[") matches nothing; Qt would complain for each file.
+    if (!QRegularExpression::fromWildcard(prefix).isValid())
+        return {};
+    return {prefix + u"*-firmware.ztf"_s, prefix + u"*-install.ztf"_s};
+}
 
 FirmwareLinker::FirmwareLinker(Project *project)
     : m_project(project), m_versionText(project->generateVersion())

@@ -4,6 +4,11 @@
 #include "model/targetspec.h"
 
 class Project;
+struct ProjectSpec;
+
+/// @return the wildcards for the firmware and installer files of a project, whatever its version;
+/// empty when its name makes no valid one. They may match the files of other projects.
+QStringList firmwareWildcards(const ProjectSpec &spec);
 
 /// What is linked into one firmware file.
 struct FirmwareLink

@@ -1,12 +1,11 @@
 #include "build/build.h"
+#include "build/firmwarelinker.h"
 #include "engine/arguments.h"
 #include "engine/project.h"
 #include "files/changes.h"
-#include "tools/tools.h"
 
 #include <QDir>
 #include <QFile>
-#include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
 
@@ -70,15 +69,11 @@ bool Project::clearObsolete()
 bool Project::cleanFirmwareFolder()
 {
     const int verbosity = m_spec.level(defaultLevel);
-    const QString safeName = Tools::safeFileName(m_spec.name);
-    const QString prefix = safeName.isEmpty() ? QString() : u"*-"_s + safeName;
-    // A name that makes no valid wildcard ("D[") matches nothing; Qt would complain for each file.
-    if (!QRegularExpression::fromWildcard(prefix).isValid())
+    const QStringList wildcards = firmwareWildcards(m_spec);
+    if (wildcards.isEmpty())
         return true;
     const QDir folder(m_spec.outputFilePath({}));
-    const QStringList files =
-            folder.entryList({prefix + u"*-firmware.ztf"_s, prefix + u"*-install.ztf"_s},
-                             QDir::Files, QDir::Unsorted);
+    const QStringList files = folder.entryList(wildcards, QDir::Files, QDir::Unsorted);
     for (const QString &file : files) {
         if (verbosity > 1)
             msg(u"Removing "_s + file);

@@ -8,6 +8,8 @@
 #include <QHash>
 #include <QSet>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -42,6 +44,33 @@ void checkKernels(CheckedProject *project, const RehearsedBuild &build)
                     u"Take a model that the SDK knows: %1."_s.arg(knownModels(project->spec)));
         }
         ++target; // the installers come behind all firmware
+    }
+}
+
+/// The build's tools are those beside its program: in the directory of this one, if any of them is
+/// there, or else in the SDK's.
+void checkTools(CheckedProject *project, const RehearsedBuild &build)
+{
+    QStringList names;
+    for (const Command &command : build.commands())
+        names << command.displayName;
+    names.removeDuplicates();
+    for (const QString &directory : {project->spec.toolPath({}), project->spec.sdkPath(u"bin"_s)}) {
+        const auto isMissing = [&directory](const QString &name) {
+            const QFileInfo info(joined(directory, name));
+            return !info.isFile() || !info.isExecutable();
+        };
+        if (std::all_of(names.begin(), names.end(), isMissing))
+            continue;
+        for (const QString &name : std::as_const(names)) {
+            if (isMissing(name)) {
+                project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "tool",
+                               u"There is no program %1, which a build would start"_s.arg(
+                                       joined(directory, name)),
+                               u"Put it there, executable, or take an SDK that has it."_s);
+            }
+        }
+        return;
     }
 }
 
@@ -192,11 +221,15 @@ void checkBaseDirectory(CheckedProject *project, const QList<Command> &commands)
 void checkBuild(CheckedProject *project)
 {
     RehearsedBuild build(project->spec, project->opened.status);
-    if (!build.rehearse(Project::Operation::BuildAll)) {
+    const bool isExplained =
+            std::any_of(project->findings.begin(), project->findings.end(),
+                        [](const Finding &finding) { return finding.check == "lone-copy"_L1; });
+    if (!build.rehearse(Project::Operation::BuildAll) && !isExplained) {
         project->error(project->places.element(u"Project"_s), "build",
                        u"A build would stop: %1"_s.arg(build.errorText()),
-                       u"See DIAGNOSTICS in ztmake(1)."_s);
+                       u"ztmake(1) explains the message under DIAGNOSTICS."_s);
     }
+    checkTools(project, build);
     checkKernels(project, build);
     checkArchives(project, build);
     checkIncludes(project, build);

@@ -2,12 +2,15 @@
 
 #include "app/makeproject.h"
 #include "companion/checkedproject.h"
+#include "companion/output.h"
 #include "companion/schemacheck.h"
 #include "tools/tools.h"
 #include "xml/boundedfile.h"
+#include "xml/projectnamespaces.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QXmlStreamReader>
 
 #include <algorithm>
 #include <cstdio>
@@ -33,6 +36,27 @@ QString withoutPlace(const QString &message)
     return (lineEnd < 0 ? message : message.sliced(lineEnd)).simplified();
 }
 
+/// @return whether the root element is the one of a project file, of whatever generation
+bool isProjectFile(const QByteArray &text)
+{
+    QXmlStreamReader reader(text);
+    return reader.readNextStartElement() && reader.name() == "ZeltaProject"_L1
+           && (reader.namespaceUri() == QLatin1StringView(ProjectNamespaces::current)
+               || reader.namespaceUri() == QLatin1StringView(ProjectNamespaces::first));
+}
+
+/// Reports what the readers have said.
+void reportRefusal(CheckedProject *project, const QByteArray &text, const QString &reason)
+{
+    QString cure = u"Correct it, and what the schema finds, as project-file.md has it."_s;
+    if (text.isEmpty())
+        cure = u"Name the project file, or start ztproject where it is."_s;
+    else if (!isProjectFile(text))
+        cure = u"Begin it with <ZeltaProject xmlns=\"%1\">, as ztproject init does."_s.arg(
+                QLatin1StringView(ProjectNamespaces::current));
+    project->error(placeIn(reason), "project-file", withoutPlace(reason), cure);
+}
+
 QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &error)
 {
     BoundedFile file(opened->file);
@@ -44,13 +68,12 @@ QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &err
     const bool isXml =
             std::none_of(project.findings.begin(), project.findings.end(),
                          [](const Finding &finding) { return finding.check == "xml"_L1; });
-    if (!isRead && isXml) {
-        project.error(placeIn(error), "project-file", withoutPlace(error),
-                      u"See DIAGNOSTICS in ztmake(1)."_s);
-    }
+    if (!isRead && isXml)
+        reportRefusal(&project, text, error);
     if (isRead) {
         const bool hasSdk = checkSdk(&project);
         checkDescription(&project);
+        checkInputs(&project);
         checkTrees(&project);
         checkNeighbours(&project);
         if (hasSdk) {
@@ -71,8 +94,10 @@ void print(const QList<Finding> &findings, bool json)
         std::fputs(QJsonDocument(jsonOf(findings)).toJson().constData(), stdout);
         return;
     }
-    for (const Finding &finding : findings)
-        std::fputs(textOf(finding).toLocal8Bit().constData(), stdout);
+    for (const Finding &finding : findings) {
+        for (const QString &line : linesOf(finding))
+            printLine(line);
+    }
 }
 
 } // namespace
@@ -98,7 +123,8 @@ int checkProject(const CheckOptions &options)
     print(findings, options.json);
     const bool fails =
             std::any_of(findings.begin(), findings.end(), [&options](const Finding &finding) {
-                return options.strict || finding.severity == Finding::Severity::Error;
+                return finding.severity == Finding::Severity::Error
+                       || (options.strict && finding.severity == Finding::Severity::Warning);
             });
     return fails ? 1 : 0;
 }

@@ -8,8 +8,7 @@ using namespace Qt::StringLiterals;
 void CheckedProject::error(const Place &place, const char *check, const QString &text,
                            const QString &cure)
 {
-    findings.append(
-            {Finding::Severity::Error, opened.file, place, QString::fromLatin1(check), text, cure});
+    report(Finding::Severity::Error, opened.file, place, check, text, cure);
 }
 
 void CheckedProject::warn(const Place &place, const char *check, const QString &text,
@@ -21,8 +20,13 @@ void CheckedProject::warn(const Place &place, const char *check, const QString &
 void CheckedProject::warnIn(const QString &file, const Place &place, const char *check,
                             const QString &text, const QString &cure)
 {
-    findings.append(
-            {Finding::Severity::Warning, file, place, QString::fromLatin1(check), text, cure});
+    report(Finding::Severity::Warning, file, place, check, text, cure);
+}
+
+void CheckedProject::report(Finding::Severity severity, const QString &file, const Place &place,
+                            const char *check, const QString &text, const QString &cure)
+{
+    findings.append({severity, file, place, QString::fromLatin1(check), text, cure});
 }
 
 QList<MergeSpec> CheckedProject::merges() const
@@ -33,6 +37,11 @@ QList<MergeSpec> CheckedProject::merges() const
 Place CheckedProject::mergePlace(qsizetype number) const
 {
     return places.element(u"Project/Filesystem/Merge"_s, number);
+}
+
+Place CheckedProject::sourcePlace(qsizetype number) const
+{
+    return places.child(u"Project/Filesystem/Merge"_s, number, u"Source"_s);
 }
 
 QString CheckedProject::realPath(const QString &path)

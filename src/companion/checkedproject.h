@@ -16,14 +16,17 @@ struct CheckedProject
     void error(const Place &place, const char *check, const QString &text, const QString &cure);
     /// Reports what a build makes wrong firmware of.
     void warn(const Place &place, const char *check, const QString &text, const QString &cure);
-    /// The same in another file than the project's.
+    /// Reports something in another file than the project's.
+    void report(Finding::Severity severity, const QString &file, const Place &place,
+                const char *check, const QString &text, const QString &cure);
     void warnIn(const QString &file, const Place &place, const char *check, const QString &text,
                 const QString &cure);
 
     /// @return the merges of the image
     QList<MergeSpec> merges() const;
-    /// @return where the source of a merge stands
+    /// @return where a merge, or its source, stands
     Place mergePlace(qsizetype number) const;
+    Place sourcePlace(qsizetype number) const;
     /// @return the source of a merge, or another path, without links and relative parts; as it is
     /// when it does not exist
     static QString realPath(const QString &path);
@@ -35,6 +38,8 @@ struct CheckedProject
 bool checkSdk(CheckedProject *project);
 /// Targets, the filesystem, the languages, and the files that they name.
 void checkDescription(CheckedProject *project);
+/// The files that a build reads, as they are.
+void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.
 void checkTrees(CheckedProject *project);
 /// What a build of everything would do.

@@ -69,28 +69,15 @@ void checkBootRecords(CheckedProject *project)
     }
 }
 
-void checkMergedSources(CheckedProject *project)
+/// A build removes the earlier firmware of the project, which it knows by the name.
+void checkName(CheckedProject *project)
 {
-    const QList<MergeSpec> merges = project->merges();
-    for (qsizetype i = 0; i < merges.size(); ++i) {
-        const QString source = project->spec.projectFilePath(merges[i].source);
-        const bool isUnknown =
-                merges[i].source.startsWith(u"$SDK"_s) && project->spec.sdkCache.isEmpty();
-        if (!isUnknown && !exists(source)) {
-            project->error(project->places.element(u"Project/Filesystem/Merge/Source"_s, i),
-                           "source", u"There is no %1"_s.arg(source),
-                           u"Correct the Source, which is seen from the project directory."_s);
-        }
-    }
-}
-
-void checkKey(CheckedProject *project)
-{
-    const QString &key = project->spec.keyFile;
-    if (!key.isEmpty() && !exists(project->spec.projectFilePath(key))) {
-        project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
-                       u"There is no key file %1"_s.arg(project->spec.projectFilePath(key)),
-                       u"Put the key there, or correct KeyFile."_s);
+    const ProjectSpec &spec = project->spec;
+    if (Tools::safeFileName(spec.name).isEmpty()) {
+        project->warn(project->places.attribute(u"Project"_s, u"Name"_s), "name",
+                      u"The project has no name for its files: each build removes the firmware of "
+                      "all projects from %1"_s.arg(spec.outputFilePath({})),
+                      u"Give the Project a Name of its own."_s);
     }
 }
 
@@ -152,10 +139,15 @@ bool checkSdk(CheckedProject *project)
     if (!directory.isEmpty() && QFileInfo(directory).isDir())
         return true;
     const QString looked = directory.isEmpty() ? placesOfSdk(spec) : directory;
+    QString cure = u"Install it there, correct SDK, or name the directory that holds the SDKs in "
+                   "the environment variable ZELTASDK."_s;
+    if (spec.sdk.isEmpty())
+        cure = u"Name the version of an SDK, as in SDK=\"2.1\", or let the environment variable "
+               "ZELTADIR name the directory that holds src/sdk."_s;
+    else if (!directory.isEmpty())
+        cure = u"Install it there, or correct SDK; a version is looked for in ZELTASDK, too."_s;
     project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "sdk",
-                   u"The SDK is not found; looked at: %1"_s.arg(looked),
-                   u"Install it there, correct SDK, or name the directory that holds the SDKs in "
-                   "the environment variable ZELTASDK."_s);
+                   u"The SDK is not found; looked at: %1"_s.arg(looked), cure);
     return false;
 }
 
@@ -167,8 +159,7 @@ void checkDescription(CheckedProject *project)
                       u"There is no Filesystem: nothing is packed and linked"_s,
                       u"Add a <Filesystem> with what is to be merged into the image."_s);
     }
-    checkKey(project);
-    checkMergedSources(project);
+    checkName(project);
     checkBootRecords(project);
     checkStartup(project);
     checkLanguages(project);

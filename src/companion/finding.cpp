@@ -8,19 +8,28 @@ namespace {
 
 QString nameOf(Finding::Severity severity)
 {
-    return severity == Finding::Severity::Error ? u"error"_s : u"warning"_s;
+    switch (severity) {
+    case Finding::Severity::Error:
+        return u"error"_s;
+    case Finding::Severity::Warning:
+        return u"warning"_s;
+    case Finding::Severity::Note:
+        break;
+    }
+    return u"note"_s;
 }
 
 } // namespace
 
-QString textOf(const Finding &finding)
+QStringList linesOf(const Finding &finding)
 {
     const QString place = u"%1:%2:%3"_s.arg(finding.file)
                                   .arg(std::max(finding.place.line, 1))
                                   .arg(std::max(finding.place.column, 1));
     // Each part by itself: a text may hold what looks like a place for the next.
-    return place + u": "_s + nameOf(finding.severity) + u": "_s + finding.text + u" ["_s
-           + finding.check + u"]\n"_s + place + u": note: "_s + finding.cure + u'\n';
+    return {place + u": "_s + nameOf(finding.severity) + u": "_s + finding.text + u" ["_s
+                    + finding.check + u']',
+            place + u": note: "_s + finding.cure};
 }
 
 QJsonArray jsonOf(const QList<Finding> &findings)

@@ -10,6 +10,7 @@ struct Finding
     enum class Severity {
         Error,   ///< a build fails
         Warning, ///< a build succeeds, with something that is hardly meant
+        Note,    ///< perhaps, which cannot be told
     };
 
     Severity severity = Severity::Warning;
@@ -21,7 +22,7 @@ struct Finding
 };
 
 /// @return the lines for a terminal, an editor or a log: the finding and its cure
-QString textOf(const Finding &finding);
+QStringList linesOf(const Finding &finding);
 
 /// @return all findings for programs
 QJsonArray jsonOf(const QList<Finding> &findings);

@@ -1,6 +1,7 @@
 #include "companion/imagefiles.h"
 
 #include "companion/romfs.h"
+#include "files/directory.h"
 #include "model/projectspec.h"
 
 #include <QDir>
@@ -52,6 +53,28 @@ Held mergeHolds(const MergeSpec &merge, const QString &source, const QString &de
 }
 
 } // namespace
+
+QList<qsizetype> mergesOfLoneCopies(const ProjectSpec &spec)
+{
+    QList<qsizetype> numbers;
+    const FilesystemSpec filesystem = spec.filesystems.value(0);
+    for (qsizetype i = 0; i < filesystem.merges.size(); ++i) {
+        const MergeSpec &merge = filesystem.merges[i];
+        const ProcessSpec process = spec.processOf(filesystem, merge);
+        const QString source = spec.projectFilePath(merge.source);
+        if (merge.type != MergeSpec::Type::Archive && QFileInfo(source).isFile()
+            && isLuaFile(QFile::encodeName(source).toStdString()) && !process.preprocess()
+            && !process.compileLua())
+            numbers.append(i);
+    }
+    return numbers;
+}
+
+bool isArchive(const QString &file)
+{
+    QFile archive(file);
+    return archive.open(QIODevice::ReadOnly) && filesOfRomfs(archive.readAll());
+}
 
 Held imageHolds(const ProjectSpec &spec, const QString &path)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 
 struct ProjectSpec;
@@ -9,6 +10,14 @@ enum class Held {
     Yes,
     Unknown, ///< an archive cannot be looked into
 };
+
+/// @return the numbers of the merges of a single Lua source that is neither preprocessed nor
+/// compiled. No build can make these: the copy would have the name of the directory of the merge's
+/// outputs.
+QList<qsizetype> mergesOfLoneCopies(const ProjectSpec &spec);
+
+/// @return false when the file cannot be merged as an Archive
+bool isArchive(const QString &file);
 
 /// @return whether the image of a project will hold the file @p path, a path on the device
 Held imageHolds(const ProjectSpec &spec, const QString &path);

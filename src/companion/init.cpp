@@ -1,6 +1,7 @@
 #include "companion/init.h"
 
 #include "app/makeproject.h"
+#include "companion/output.h"
 #include "companion/sdkathand.h"
 #include "xml/projectnamespaces.h"
 
@@ -11,7 +12,6 @@
 #include <QRegularExpression>
 
 #include <array>
-#include <cstdio>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -179,6 +179,25 @@ bool isGoodName(const QString &name)
     return pattern.match(name).hasMatch();
 }
 
+bool isThere(const QFileInfo &info)
+{
+    return info.exists() || info.isSymLink();
+}
+
+/// @return what stands where the new file @p path, or a directory for it in @p top, is to be; empty
+/// when nothing does
+QString obstacleTo(const QString &path, const QString &top)
+{
+    if (isThere(QFileInfo(path)))
+        return path;
+    for (QFileInfo above(QFileInfo(path).path());; above.setFile(above.path())) {
+        if (isThere(above) && !above.isDir())
+            return above.filePath();
+        if (above.filePath() == top)
+            return {};
+    }
+}
+
 /// @return what is wrong with the options; empty when nothing is
 QString mistakeIn(const InitOptions &options, const QString &name, const SdkAtHand &sdk)
 {
@@ -205,6 +224,8 @@ QString mistakeIn(const InitOptions &options, const QString &name, const SdkAtHa
 int startProject(const InitOptions &wanted)
 {
     InitOptions options = wanted;
+    options.models.removeDuplicates();
+    options.languages.removeDuplicates();
     const QString directory = QDir::cleanPath(options.path);
     const QString name = QFileInfo(directory).fileName();
     const SdkAtHand sdk = findSdk(options.sdk, u"%1/%2.ztp"_s.arg(directory, name));
@@ -212,10 +233,10 @@ int startProject(const InitOptions &wanted)
     if (options.models.isEmpty())
         options.models = modelsOf(sdk.directory).mid(0, 1);
     const QList<NewFile> files = filesFor(name, sdk.name, options);
-    for (const NewFile &file : files) {
-        const QString path = directory + u'/' + file.path;
-        if (mistake.isEmpty() && (QFileInfo::exists(path) || QFileInfo(path).isSymLink()))
-            mistake = u"%1 is there already; nothing was written."_s.arg(path);
+    for (auto file = files.begin(); mistake.isEmpty() && file != files.end(); ++file) {
+        const QString obstacle = obstacleTo(directory + u'/' + file->path, directory);
+        if (!obstacle.isEmpty())
+            mistake = u"%1 is there already; nothing was written."_s.arg(obstacle);
     }
     if (!mistake.isEmpty()) {
         printMessage(mistake);
@@ -224,7 +245,7 @@ int startProject(const InitOptions &wanted)
     for (const NewFile &file : files) {
         if (!writeNew(directory + u'/' + file.path, file))
             return 1;
-        std::printf("%s/%s\n", qPrintable(directory), qPrintable(file.path));
+        printLine(directory + u'/' + file.path);
     }
     return 0;
 }

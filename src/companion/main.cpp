@@ -1,5 +1,6 @@
 #include "app/makeproject.h"
 #include "companion/commandline.h"
+#include "companion/output.h"
 
 #include <QCoreApplication>
 
@@ -12,5 +13,6 @@ int main(int argc, char *argv[])
 
     QCoreApplication::setApplicationVersion(QStringLiteral(ZTMAKE_VERSION));
     setProgramName(argv[0]);
-    return runCompanion(QCoreApplication::arguments());
+    const int status = runCompanion(QCoreApplication::arguments());
+    return finishOutput() ? status : 1;
 }

@@ -3,6 +3,12 @@
 #include "app/projectloader.h"
 #include "tools/tools.h"
 
+#include <QFile>
+
+#include <cerrno>
+
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 bool OpenedProject::open(const QString &path, QString *error)
@@ -16,6 +22,11 @@ bool OpenedProject::open(const QString &path, QString *error)
     if (file.startsWith(u':'))
         file.prepend(u"./"_s);
     status = FileStatus::of(file);
+    const QByteArray name = QFile::encodeName(file);
+    if (access(name.constData(), R_OK) != 0 || status.isDirectory()) {
+        *error = qt_error_string(status.isDirectory() ? EISDIR : errno);
+        return false;
+    }
     if (!loadProject(file, &spec, error))
         return false;
     spec.verbose = 1; // as without options

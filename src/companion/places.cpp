@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <QXmlStreamReader>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 Places::Places(const QByteArray &text) : m_text(QString::fromUtf8(text))
@@ -49,11 +51,15 @@ Place Places::placeOf(const Element &element, const QString &attribute) const
 
 const Places::Element *Places::find(const QString &path, qsizetype number) const
 {
-    for (const Element &element : m_elements) {
-        if (element.path == path && number-- == 0)
-            return &element;
+    const auto isIt = [&](const Element &element) {
+        return element.path == path && (number == last || number-- == 0);
+    };
+    if (number == last) {
+        const auto found = std::find_if(m_elements.rbegin(), m_elements.rend(), isIt);
+        return found == m_elements.rend() ? nullptr : &*found;
     }
-    return nullptr;
+    const auto found = std::find_if(m_elements.begin(), m_elements.end(), isIt);
+    return found == m_elements.end() ? nullptr : &*found;
 }
 
 Place Places::element(const QString &path, qsizetype number) const
@@ -67,8 +73,24 @@ Place Places::attribute(const QString &path, const QString &name, qsizetype numb
         return placeOf(*element, name);
     const qsizetype slash = path.lastIndexOf(u'/');
     if (slash > 0)
-        return element(path.first(slash), find(path.first(slash), number) ? number : 0);
+        return element(path.first(slash), find(path.first(slash), number) ? number : last);
     return m_elements.isEmpty() ? Place{1, 1} : placeOf(m_elements.first(), {});
+}
+
+Place Places::child(const QString &path, qsizetype number, const QString &name) const
+{
+    const Element *const parent = find(path, number);
+    const Element *found = parent;
+    if (parent) {
+        const QString childPath = path + u'/' + name;
+        const Element *const end = m_elements.constData() + m_elements.size();
+        for (const Element *element = parent + 1; element != end && element->path != path;
+             ++element) {
+            if (element->path == childPath)
+                found = element;
+        }
+    }
+    return found ? placeOf(*found, {}) : element(path);
 }
 
 std::optional<Place> Places::elementWithText(const QString &name, const QString &text) const

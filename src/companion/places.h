@@ -20,10 +20,16 @@ public:
     /// @param text  what of it is no XML is left out
     explicit Places(const QByteArray &text);
 
+    /// Where an element is repeated that is no list, the last one holds.
+    static constexpr qsizetype last = -1;
+
     /// @return the @p number th element of that path, from 0; when there is none the one above it
-    Place element(const QString &path, qsizetype number = 0) const;
+    Place element(const QString &path, qsizetype number = last) const;
     /// @return the attribute of that element; when there is none the element
-    Place attribute(const QString &path, const QString &name, qsizetype number = 0) const;
+    Place attribute(const QString &path, const QString &name, qsizetype number = last) const;
+    /// @return the last element @p name in the @p number th element of that path; when there is
+    /// none that one
+    Place child(const QString &path, qsizetype number, const QString &name) const;
     /// @return the element of that name whose text is @p text; nothing when there is none
     std::optional<Place> elementWithText(const QString &name, const QString &text) const;
 

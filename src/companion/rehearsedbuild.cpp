@@ -1,5 +1,6 @@
 #include "companion/rehearsedbuild.h"
 
+#include "engine/responsefile.h"
 #include "files/rehearsal.h"
 #include "tools/tools.h"
 
@@ -50,6 +51,11 @@ public:
     CommandResult run(const Command &command) override
     {
         m_build->record(command);
+        if (ResponseFile::isNeededFor(command.arguments)) {
+            const QString obstacle = ResponseFile::obstacleIn(command.arguments);
+            if (!obstacle.isEmpty())
+                return {.outcome = CommandResult::Outcome::NotPrepared, .reason = obstacle};
+        }
         return {.outcome = CommandResult::Outcome::Succeeded, .isFinished = true};
     }
 

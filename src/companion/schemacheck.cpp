@@ -105,7 +105,11 @@ QString cureFor(const QString &text, const QStringList &names)
         return u"Correct it as project-file.md has it; ztmake takes it another way, or ignores it."_s;
     const QString word = match.captured(match.captured(1).isEmpty() ? 2 : 1);
     const QString nearest = nearestWord(word, names);
-    return nearest.isEmpty() || nearest == word
+    if (nearest == word) {
+        return u"Remove it, or put it where project-file.md has it: ztmake takes the last of "
+               "several, or ignores it."_s;
+    }
+    return nearest.isEmpty()
                    ? u"Remove it, or put it where project-file.md has it: ztmake ignores it."_s
                    : u"Write %1: ztmake ignores %2."_s.arg(nearest, word);
 }

@@ -25,6 +25,19 @@ SdkAtHand lookUp(const QString &name, const QString &projectFile)
     return {name, QFileInfo(spec.sdkCache).isDir() ? spec.sdkCache : QString()};
 }
 
+/// @return the SDK that is named on the command line; a project would see a relative directory from
+/// its own
+SdkAtHand namedSdk(const QString &name, const QString &projectFile)
+{
+    const SdkAtHand found = lookUp(name, projectFile);
+    const QFileInfo directory(name);
+    const bool isPath = name.contains(u'/') || name.startsWith(u'.');
+    if (!directory.isDir() || (!found.directory.isEmpty() && !isPath))
+        return found;
+    const QString path = QDir::cleanPath(directory.absoluteFilePath());
+    return {path, path};
+}
+
 /// @return the SDK in whose directory "bin" this program lies
 SdkAtHand ownSdk(const QString &projectFile)
 {
@@ -66,7 +79,7 @@ QStringList modelsOf(const QString &sdkDirectory)
 SdkAtHand findSdk(const QString &wanted, const QString &projectFile)
 {
     if (!wanted.isEmpty())
-        return lookUp(wanted, projectFile);
+        return namedSdk(wanted, projectFile);
     for (const SdkAtHand &found : {ownSdk(projectFile), newestSdk(projectFile)}) {
         if (!found.directory.isEmpty())
             return found;

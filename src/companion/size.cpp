@@ -1,16 +1,15 @@
 #include "companion/size.h"
 
 #include "app/makeproject.h"
+#include "build/generatedfiles.h"
 #include "companion/openedproject.h"
+#include "companion/output.h"
 #include "companion/rehearsedbuild.h"
 #include "companion/sizehistory.h"
 #include "companion/treemap.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
-
-#include <cstdio>
 
 using namespace Qt::StringLiterals;
 
@@ -114,8 +113,7 @@ private:
 
     static void print(qint64 size, const QString &name, const QString &note)
     {
-        std::printf("%10lld  %s%s\n", static_cast<long long>(size), name.toLocal8Bit().constData(),
-                    qPrintable(note));
+        printLine(u"%1  "_s.arg(size, 10) + name + note);
     }
 
     std::optional<Sizes> m_before;
@@ -130,12 +128,13 @@ QString stampOf(const QList<Firmware> &firmware)
     return QString::number(youngest);
 }
 
-bool writeTreemap(const QString &path, const SizeTree &tree, const QString &title)
+/// @return whether a drawing may be written to @p path: nothing but an earlier one is written over
+bool isFreeForTreemap(const QString &path)
 {
-    QSaveFile file(path);
-    return (file.open(QIODevice::WriteOnly) && file.write(treemapOf(tree, title)) > 0
-            && file.commit())
-           || fail(u"Error writing %1: %2"_s.arg(path, file.errorString())) == 0;
+    constexpr QByteArrayView beginning("<svg");
+    QFile file(path);
+    return !QFileInfo(path).isFile() || file.size() == 0
+           || (file.open(QIODevice::ReadOnly) && file.read(beginning.size()) == beginning);
 }
 
 } // namespace
@@ -146,6 +145,8 @@ int showSizes(const SizeOptions &options)
     QString error;
     if (!project.open(options.projectFile, &error))
         return fail(project.file.isEmpty() ? error : u"%1: %2"_s.arg(project.file, error));
+    if (!isFreeForTreemap(options.svg))
+        return fail(u"%1 is no drawing, and stays as it is."_s.arg(options.svg));
     const QList<Firmware> firmware = firmwareOf(project, &error);
     if (firmware.isEmpty())
         return fail(error.isEmpty() ? u"There is no firmware yet; build the project first."_s
@@ -171,11 +172,14 @@ int showSizes(const SizeOptions &options)
     printer.print(u"files in the image"_s, tree.size);
     printer.printTree(tree, {}, 1);
     printer.printRemoved(sizes);
-    if (!history.isKept())
-        printMessage(u"The sizes cannot be kept in %1."_s.arg(project.spec.objectFilePath({})));
+    const QString objects = project.spec.objectFilePath({});
+    if (!history.isKept() && QFileInfo(objects).isDir())
+        printMessage(u"The sizes cannot be kept in %1."_s.arg(objects));
     const QString title =
             u"%1 %2: %3 bytes in %4 files"_s.arg(project.spec.name, project.spec.version)
                     .arg(tree.size)
                     .arg(files->size());
-    return options.svg.isEmpty() || writeTreemap(options.svg, tree, title) ? 0 : 1;
+    const bool ok = options.svg.isEmpty()
+                    || writeGeneratedFile(options.svg, treemapOf(tree, title), &error);
+    return ok ? 0 : fail(error);
 }

@@ -1,9 +1,10 @@
 #include "companion/sizehistory.h"
 
+#include "build/generatedfiles.h"
+
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
@@ -37,10 +38,10 @@ std::optional<Sizes> SizeHistory::replace(const QString &build, const Sizes &siz
     QJsonObject before = kept.value(u"last"_s).toObject();
     if (before.value(u"build"_s).toString() == build)
         before = kept.value(u"before"_s).toObject();
-    QSaveFile written(m_file);
     const QJsonObject now{{u"last"_s, toJson(build, sizes)}, {u"before"_s, before}};
-    m_isKept = written.open(QIODevice::WriteOnly)
-               && written.write(QJsonDocument(now).toJson(QJsonDocument::Compact)) > 0
-               && written.commit();
+    // A copy that is cut short by a full disk counts as none.
+    QString error;
+    m_isKept =
+            writeGeneratedFile(m_file, QJsonDocument(now).toJson(QJsonDocument::Compact), &error);
     return before.isEmpty() ? std::optional<Sizes>() : sizesIn(before);
 }

@@ -1,24 +1,13 @@
-#include "companion/checkedproject.h"
+#include "companion/timechecks.h"
 
-#include "tools/tools.h"
-
+#include "companion/headersearch.h"
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QHash>
-#include <QRegularExpression>
 #include <QSet>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// A header that a source takes in, itself or by way of others.
-struct Inclusion
-{
-    QString header;
-    int line; ///< in the source
-};
 
 /// One call of the preprocessor.
 struct Preprocessing
@@ -26,112 +15,85 @@ struct Preprocessing
     QString source;
     QString output;
     QStringList directories;
+    Headers headers;
 };
 
-/// Finds the headers of sources. Lines that only look like inclusions, in a long comment say,
-/// count.
-class HeaderSearch
-{
-public:
-    QList<Inclusion> headersOf(const Preprocessing &run)
-    {
-        QList<Inclusion> found;
-        for (const Inclusion &direct : inclusionsIn(run.source)) {
-            QSet<QString> seen;
-            collect(direct.header, run.directories, &seen);
-            for (const QString &header : std::as_const(seen))
-                found.append({header, direct.line});
-        }
-        return found;
-    }
-
-private:
-    void collect(const QString &name, const QStringList &directories, QSet<QString> *seen)
-    {
-        const QString path = find(name, directories);
-        if (path.isEmpty() || seen->contains(path))
-            return;
-        seen->insert(path);
-        for (const Inclusion &inner : inclusionsIn(path))
-            collect(inner.header, directories, seen);
-    }
-
-    static QString find(const QString &name, const QStringList &directories)
-    {
-        for (const QString &directory : directories) {
-            QString path = QDir::cleanPath(directory + u'/' + name);
-            if (FileStatus::of(path).isRegularFile())
-                return path;
-        }
-        return {};
-    }
-
-    QList<Inclusion> inclusionsIn(const QString &path)
-    {
-        const auto known = m_inclusions.constFind(path);
-        if (known != m_inclusions.constEnd())
-            return *known;
-        static const QRegularExpression directive(u"^\\s*#\\s*include\\s*\"([^\"]+)\""_s);
-        QList<Inclusion> &found = m_inclusions[path];
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            return found;
-        for (int line = 1; !file.atEnd(); ++line) {
-            const QByteArray text = file.readLine();
-            if (!text.contains("include"))
-                continue;
-            const auto match = directive.match(QString::fromUtf8(text));
-            if (match.hasMatch())
-                found.append({match.captured(1), line});
-        }
-        return found;
-    }
-
-    QHash<QString, QList<Inclusion>> m_inclusions;
-};
-
-/// What a build of everything would make of which source.
+/// What a build of everything would make of what.
 struct AllOutputs
 {
     QList<Preprocessing> preprocessings;
-    QHash<QString, QString> firstOutputs; ///< by sources
+    QList<MadeFile> files; ///< those that are made of sources
 };
 
-AllOutputs allOutputs(const CheckedProject &project)
+MadeFile::Way wayOf(const RehearsedBuild &build, const RehearsedStep &step)
+{
+    if (step.command < 0)
+        return MadeFile::Way::Copied;
+    const QString &tool = build.commands()[step.command].displayName;
+    if (tool == "ztlpp"_L1)
+        return MadeFile::Way::Preprocessed;
+    return tool == "lrelease"_L1 ? MadeFile::Way::Translated : MadeFile::Way::Other;
+}
+
+AllOutputs allOutputs(const CheckedProject &project, HeaderSearch *search)
 {
     RehearsedBuild build(project.spec, project.opened.status);
     build.rehearse(Project::Operation::BuildAll);
     AllOutputs all;
     for (const RehearsedStep &step : build.steps()) {
-        if (!step.input.endsWith(u".lua"_s, Qt::CaseInsensitive))
+        const bool isLua = step.input.endsWith(u".lua"_s, Qt::CaseInsensitive);
+        if (step.input.isEmpty() || (step.isInputMade && !isLua))
             continue;
-        all.firstOutputs.insert(step.input, step.output);
-        if (step.command < 0 || build.commands()[step.command].displayName != "ztlpp"_L1)
-            continue;
-        const QStringList &arguments = build.commands()[step.command].arguments;
-        all.preprocessings.append({step.input, step.output, optionValues(arguments, u"-I"_s)});
+        MadeFile file{step.input, step.output, wayOf(build, step), {}};
+        if (file.way == MadeFile::Way::Preprocessed) {
+            const QStringList &arguments = build.commands()[step.command].arguments;
+            const QStringList directories = optionValues(arguments, u"-I"_s);
+            const Headers headers = search->headersOf(step.input, directories);
+            file.macros = search->macrosOf(step.input);
+            for (const Header &header : headers.found)
+                file.macros.unite(search->macrosOf(header.path));
+            all.preprocessings.append({step.input, step.output, directories, headers});
+        }
+        all.files.append(file);
     }
     return all;
 }
 
+void checkMissingHeaders(CheckedProject *project, const AllOutputs &all)
+{
+    QSet<QString> seen;
+    for (const Preprocessing &run : all.preprocessings) {
+        for (const MissingHeader &missing : run.headers.missing) {
+            const QString place = u"%1:%2"_s.arg(missing.file).arg(missing.line);
+            if (seen.contains(place))
+                continue;
+            seen.insert(place);
+            project->report(
+                    Finding::Severity::Error, missing.file, {missing.line, 1}, "include",
+                    u"There is no header %1 in %2"_s.arg(missing.name,
+                                                         run.directories.join(u", "_s)),
+                    u"Correct the name, or add an Include for the directory of the header."_s);
+        }
+    }
+}
+
 void checkHeaders(CheckedProject *project, const AllOutputs &all, const QSet<QString> &made)
 {
-    HeaderSearch search;
     QHash<QString, int> counts;
-    QHash<QString, Inclusion> firsts; // by headers, with the source instead of the header
+    QHash<QString, Header> firsts; // by headers, with the source instead of the header
     for (const Preprocessing &run : all.preprocessings) {
         const FileStatus output = FileStatus::of(run.output);
         if (made.contains(run.output) || !output.exists())
             continue;
-        for (const Inclusion &inclusion : search.headersOf(run)) {
-            if (!output.isOutOfDate(FileStatus::of(inclusion.header)))
+        for (const Header &header : run.headers.found) {
+            if (!output.isOutOfDate(FileStatus::of(header.path)))
                 continue;
-            if (counts[inclusion.header]++ == 0)
-                firsts.insert(inclusion.header, {run.source, inclusion.line});
+            if (counts[header.path]++ == 0)
+                firsts.insert(header.path, {run.source, header.line});
         }
     }
     for (auto first = firsts.constBegin(); first != firsts.constEnd(); ++first) {
-        project->warnIn(first->header, {first->line, 1}, "header",
+        project->warnIn(first->path, {first->line, 1}, "header",
                         u"%1 is newer than what was made with it, and a build does not notice; "
                         "sources: %2"_s.arg(first.key())
                                 .arg(counts.value(first.key())),
@@ -139,69 +101,33 @@ void checkHeaders(CheckedProject *project, const AllOutputs &all, const QSet<QSt
     }
 }
 
-QDateTime changeTime(const QString &path)
+/// @return what was made of sources and headers, and would stay as it is
+QList<MadeFile> keptFiles(const AllOutputs &all, const QSet<QString> &made)
 {
-    return QFileInfo(path).metadataChangeTime();
-}
-
-/// Sources that came to where they are after their objects were made, with older times.
-void checkReplacedSources(CheckedProject *project, const AllOutputs &all, const QSet<QString> &made)
-{
-    constexpr qint64 slack = 100; // milliseconds; a tool may rename what it has written
-    int count = 0;
-    QString example;
-    for (auto pair = all.firstOutputs.constBegin(); pair != all.firstOutputs.constEnd(); ++pair) {
-        const QString &output = *pair;
-        if (made.contains(output) || !FileStatus::of(output).exists())
-            continue;
-        // Objects that were themselves copied tell nothing.
-        const QDateTime madeAt = changeTime(output);
-        if (QFileInfo(output).lastModified().msecsTo(madeAt) > slack
-            || changeTime(pair.key()) <= madeAt)
-            continue;
-        if (count++ == 0 || pair.key() < example)
-            example = pair.key();
+    QList<MadeFile> files = all.files;
+    for (const Preprocessing &run : all.preprocessings) {
+        for (const Header &header : run.headers.found)
+            files.append({header.path, run.output, MadeFile::Way::Other, {}});
     }
-    if (count == 0)
-        return;
-    project->warnIn(example, {1, 1}, "replaced-source",
-                    u"Replaced after its object was made, by a file that is older than that: a "
-                    "build does not notice; sources: %1"_s.arg(count),
-                    u"Build with --all, or touch the sources."_s);
+    files.removeIf([&made](const MadeFile &file) {
+        return made.contains(file.output) || needRebuild(file.input, file.output);
+    });
+    return files;
 }
 
 } // namespace
 
 void checkTimes(CheckedProject *project)
 {
-    const AllOutputs all = allOutputs(*project);
+    HeaderSearch search;
+    const AllOutputs all = allOutputs(*project, &search);
     RehearsedBuild build(project->spec, project->opened.status);
+    checkMissingHeaders(project, all);
     if (!build.rehearse(Project::Operation::Build))
         return;
     QSet<QString> made;
     for (const RehearsedStep &step : build.steps())
         made.insert(step.output);
     checkHeaders(project, all, made);
-    checkReplacedSources(project, all, made);
-}
-
-void checkNeighbours(CheckedProject *project)
-{
-    const QFileInfo own(project->opened.file);
-    const QString objects = CheckedProject::realPath(project->spec.objectFilePath({}));
-    const QStringList names =
-            own.dir().entryList({u"*.ztp"_s}, QDir::Files | QDir::Readable, QDir::Name);
-    for (const QString &name : names) {
-        OpenedProject other;
-        QString error;
-        const QString path = own.path() == "."_L1 ? name : own.path() + u'/' + name;
-        if (name == own.fileName() || !other.open(path, &error)
-            || CheckedProject::realPath(other.spec.objectFilePath({})) != objects)
-            continue;
-        project->warn(
-                project->places.attribute(u"Project"_s, u"ObjectDirectory"_s), "shared-objects",
-                u"%1 has the same object directory: each takes the other's objects for its own"_s
-                        .arg(path),
-                u"Give each an ObjectDirectory of its own."_s);
-    }
+    checkReplaced(project, keptFiles(all, made));
 }

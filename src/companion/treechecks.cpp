@@ -6,7 +6,10 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -22,8 +25,9 @@ struct Occurrence
 
     void add(const fs::path &path)
     {
-        if (count++ == 0)
-            first = QFile::decodeName(path.c_str());
+        const QString name = QFile::decodeName(path.c_str());
+        if (count++ == 0 || name < first)
+            first = name;
     }
     /// @return the first, and how many more there are
     QString text() const
@@ -31,6 +35,15 @@ struct Occurrence
         return count == 1 ? first : u"%1 and %2 more"_s.arg(first).arg(count - 1);
     }
 };
+
+/// @return whether that is where a revision control keeps what it knows: a directory, or a file, as
+/// in a submodule
+bool isRepository(const std::string &name)
+{
+    static constexpr std::array<std::string_view, 9> names{
+            ".git", ".hg", ".bzr", ".jj", ".pijul", "_darcs", ".fossil", ".fslckout", "_FOSSIL_"};
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
 
 /// What a merged directory holds that is worth a warning.
 struct Tree
@@ -41,6 +54,8 @@ struct Tree
     Occurrence undecodable;
     Occurrence repositories;
     Occurrence projects;
+    Occurrence unreadable;
+    Occurrence special;
 };
 
 class TreeWalk
@@ -59,6 +74,8 @@ public:
         m_open.push_back(real);
         for (const fs::directory_entry &entry : fs::directory_iterator(directory, error))
             look(entry, isHidden);
+        if (error && m_open.size() > 1)
+            m_tree->unreadable.add(directory);
         m_open.pop_back();
     }
 
@@ -68,13 +85,14 @@ private:
         std::error_code error;
         const std::string name = entry.path().filename().native();
         const bool isHere = isHidden || name.starts_with('.');
+        if (name == ".svn")
+            return; // left out of images
         if (!entry.is_directory(error)) {
+            lookAtKind(entry);
             lookAtFile(entry.path(), name, isHere);
             return;
         }
-        if (name == ".svn")
-            return; // left out of images
-        if (name == ".git") {
+        if (isRepository(name)) {
             m_tree->repositories.add(entry.path());
             return;
         }
@@ -88,14 +106,26 @@ private:
         walk(entry.path(), isHere);
     }
 
+    /// Links are packed as such.
+    void lookAtKind(const fs::directory_entry &entry)
+    {
+        std::error_code error;
+        if (entry.is_symlink(error))
+            return;
+        if (!entry.is_regular_file(error))
+            m_tree->special.add(entry.path());
+        else if (access(entry.path().c_str(), R_OK) != 0)
+            m_tree->unreadable.add(entry.path());
+    }
+
     void lookAtFile(const fs::path &path, const std::string &name, bool isHidden)
     {
         if (isLuaFile(name) && !QByteArrayView(path.native()).isValidUtf8())
             m_tree->undecodable.add(path);
         else if (isLuaFile(name) && isHidden)
             m_tree->hidden.add(path);
-        if (name == ".git")
-            m_tree->repositories.add(path); // of a submodule
+        if (isRepository(name))
+            m_tree->repositories.add(path);
         const bool isProject = fs::path(name).extension() == ".ztp";
         if (isProject && CheckedProject::realPath(QFile::decodeName(path.c_str())) != m_projectFile)
             m_tree->projects.add(path);
@@ -124,6 +154,13 @@ void reportTree(CheckedProject *project, const Place &place, const MergeSpec &me
          u"Remove the link; how the tools take it differs."_s);
     warn(tree.links, "link", u"Links to directories are followed, and packed like these: %1"_s,
          u"Make it a Merge of its own, if that is what is meant."_s);
+    const auto refuse = [&](const Occurrence &found, const QString &text) {
+        if (found.count > 0)
+            project->error(place, "source", text.arg(found.text()),
+                           u"Remove it from the merge, or correct its owner and rights."_s);
+    };
+    refuse(tree.unreadable, u"The merge holds what cannot be read: %1"_s);
+    refuse(tree.special, u"The merge holds what is neither file, directory nor link: %1"_s);
     if (!isCompiled)
         return;
     warn(tree.hidden, "hidden", u"Hidden Lua files are not compiled, and shipped as source: %1"_s,
@@ -162,15 +199,13 @@ void checkTrees(CheckedProject *project)
     const QList<MergeSpec> merges = project->merges();
     for (qsizetype i = 0; i < merges.size(); ++i) {
         const QString source = project->spec.projectFilePath(merges[i].source);
-        if (merges[i].type != MergeSpec::Type::Directory
-            || !QFileInfo(source.isEmpty() ? u"."_s : source).isDir())
-            continue;
+        if (merges[i].type == MergeSpec::Type::Archive || !QFileInfo(source).isDir())
+            continue; // a File may be a directory, too
         const Place place = project->mergePlace(i);
         checkOwnOutputs(project, place, source);
         Tree tree;
         TreeWalk walk(&tree, CheckedProject::realPath(project->opened.file));
-        const QByteArray root = QFile::encodeName(source.isEmpty() ? u"."_s : source);
-        walk.walk(fs::path(root.toStdString()), false);
+        walk.walk(fs::path(QFile::encodeName(source).toStdString()), false);
         reportTree(project, place, merges[i], tree);
     }
 }

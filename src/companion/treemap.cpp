@@ -1,5 +1,7 @@
 #include "companion/treemap.h"
 
+#include "companion/output.h"
+
 #include <QRectF>
 
 #include <algorithm>
@@ -47,7 +49,7 @@ public:
                 "<rect width=\"%1\" height=\"%2\" fill=\"#fff\"/>\n"
                 "<text x=\"8\" y=\"19\" font-size=\"14\">%3</text>\n"_s.arg(width)
                         .arg(height)
-                        .arg(title.toHtmlEscaped());
+                        .arg(printable(title).toHtmlEscaped());
         addParts(partsOf(tree), QRectF(0, titleHeight, width, height - titleHeight), {}, 0);
         m_svg += u"</svg>\n"_s;
         return m_svg.toUtf8();
@@ -91,7 +93,7 @@ private:
         m_svg +=
                 u"<g><title>%1: %2 bytes</title>"
                 "<rect x=\"%3\" y=\"%4\" width=\"%5\" height=\"%6\" fill=\"%7\" stroke=\"#fff\"/>"_s
-                        .arg(whole.toHtmlEscaped())
+                        .arg(printable(whole).toHtmlEscaped())
                         .arg(part.tree->size)
                         .arg(area.x(), 0, 'f', 1)
                         .arg(area.y(), 0, 'f', 1)
@@ -106,7 +108,7 @@ private:
         if (hasLabel) {
             m_svg += u"<text x=\"%1\" y=\"%2\">%3</text>"_s.arg(area.x() + 3, 0, 'f', 1)
                              .arg(area.y() + labelHeight - 3, 0, 'f', 1)
-                             .arg(part.name.toHtmlEscaped());
+                             .arg(printable(part.name).toHtmlEscaped());
         }
         m_svg += u"</g>\n"_s;
         const double top = hasLabel ? labelHeight : 0;

@@ -1,35 +1,47 @@
 #include "companion/why.h"
 
 #include "app/makeproject.h"
+#include "companion/imagefiles.h"
 #include "companion/openedproject.h"
+#include "companion/output.h"
 #include "companion/rehearsedbuild.h"
 #include "files/rehearsal.h"
 
-#include <cstdio>
+#include <QSet>
+
+#include <algorithm>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-void print(const QString &line)
+struct Unit
 {
-    std::fprintf(stdout, "%s\n", line.toLocal8Bit().constData());
-}
+    const char *name;
+    double length; ///< in seconds
+    double upTo;   ///< where a larger one says it better; in seconds
+};
 
 QString lengthOf(double seconds)
 {
     constexpr double minute = 60;
     constexpr double hour = 60 * minute;
     constexpr double day = 24 * hour;
-    if (seconds < 1)
-        return u"%1 ms"_s.arg(seconds * 1000, 0, 'g', 3);
-    if (seconds < 2 * minute)
-        return u"%1 s"_s.arg(seconds, 0, 'g', 3);
-    if (seconds < 2 * hour)
-        return u"%1 min"_s.arg(seconds / minute, 0, 'f', 0);
-    if (seconds < 2 * day)
-        return u"%1 h"_s.arg(seconds / hour, 0, 'f', 0);
-    return u"%1 days"_s.arg(seconds / day, 0, 'f', 0);
+    static constexpr std::array<Unit, 7> units{{{"ns", 1e-9, 999.5e-9},
+                                                {"µs", 1e-6, 999.5e-6},
+                                                {"ms", 1e-3, 999.5e-3},
+                                                {"s", 1, 2 * minute},
+                                                {"min", minute, 2 * hour},
+                                                {"h", hour, 2 * day},
+                                                {"days", day, 0}}};
+    const auto *const unit =
+            std::find_if(units.begin(), units.end() - 1,
+                         [seconds](const Unit &candidate) { return seconds < candidate.upTo; });
+    const double count = seconds / unit->length;
+    const QString number =
+            unit->length > 1 ? QString::number(count, 'f', 0) : QString::number(count, 'g', 3);
+    return number + u' ' + QString::fromUtf8(unit->name);
 }
 
 QString ageBetween(const FileTime &older, const FileTime &younger)
@@ -89,20 +101,25 @@ void printPossible(const RehearsedBuild &build)
     for (const QString &language : spec.languages) {
         const QString catalogue = spec.qmFilePath(language + u".qm"_s);
         if (!Rehearsal::status(catalogue))
-            print(u"%1: only if ztlupdate changes %2"_s.arg(catalogue,
-                                                            spec.tsFilePath(language + u".ts"_s)));
+            printLine(u"%1: only if ztlupdate changes %2"_s.arg(
+                    catalogue, spec.tsFilePath(language + u".ts"_s)));
     }
 }
 
 void printSteps(const RehearsedBuild &build, const WhyOptions &options)
 {
     int shown = -1;
+    QSet<QString> tools; // that run several times have one line
     for (const RehearsedStep &step : build.steps()) {
         if (options.commands && step.command > shown) {
             shown = step.command;
-            print(u"$ "_s + echoLine(build.commands()[shown]));
+            printLine(u"$ "_s + echoLine(build.commands()[shown]));
         }
-        print(lineFor(build, step, options.rebuildAll));
+        const QString line = lineFor(build, step, options.rebuildAll);
+        if (!step.output.isEmpty() || options.commands || !tools.contains(line))
+            printLine(line);
+        if (step.output.isEmpty())
+            tools.insert(line);
     }
     printPossible(build);
 }
@@ -123,7 +140,16 @@ int tellWhy(const WhyOptions &options)
     for (const QString &message : build.messages())
         printMessage(message);
     printSteps(build, options);
-    if (!ok)
+    if (!ok) {
         printMessage(u"Here the build would stop: %1"_s.arg(build.errorText()));
-    return ok ? 0 : 1;
+        return 1;
+    }
+    const QList<qsizetype> copies = mergesOfLoneCopies(project.spec);
+    if (!copies.isEmpty()) {
+        const QString source = project.spec.filesystems.first().merges[copies.first()].source;
+        printMessage(
+                u"The build would stop at the image: %1 cannot be copied by itself."_s.arg(source));
+        return 1;
+    }
+    return 0;
 }

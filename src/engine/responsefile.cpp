@@ -108,12 +108,18 @@ bool ResponseFile::write(const QStringList &arguments, QString *error)
         return false;
     }
     if (lines != arguments.size()) { // the program would read one argument as two
-        const auto found = std::find_if(arguments.begin(), arguments.end(),
-                                        [](const QString &text) { return text.contains(u'\n'); });
-        *error = u"Argument with a line break: %1"_s.arg(escaped(*found));
+        *error = obstacleIn(arguments);
         return false;
     }
     return true;
+}
+
+QString ResponseFile::obstacleIn(const QStringList &arguments)
+{
+    const auto found = std::find_if(arguments.begin(), arguments.end(),
+                                    [](const QString &text) { return text.contains(u'\n'); });
+    return found == arguments.end() ? QString()
+                                    : u"Argument with a line break: %1"_s.arg(escaped(*found));
 }
 
 ResponseFile::~ResponseFile()

@@ -10,6 +10,9 @@ public:
     /// @return whether so many arguments travel in a file instead of on the command line
     static bool isNeededFor(const QStringList &arguments);
 
+    /// @return why the arguments cannot be told apart in a file; empty when they can
+    static QString obstacleIn(const QStringList &arguments);
+
     /// Removes the files that killed builds have left in an object directory.
     static void removeLeftIn(const QString &directory);
 

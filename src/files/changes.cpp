@@ -21,15 +21,21 @@ bool hasPlaceFor(const QString &path)
 
 bool Changes::makeDirectory(const QString &path)
 {
-    return Rehearsal::isOn() ? hasPlaceFor(path) : QDir().mkpath(path);
+    if (!Rehearsal::isOn())
+        return QDir().mkpath(path);
+    if (!hasPlaceFor(path))
+        return false;
+    Rehearsal::makeDirectory(path);
+    return true;
 }
 
 bool Changes::removeFile(const QString &path)
 {
     if (!Rehearsal::isOn())
         return QFile::remove(path);
-    const bool exists = FileStatus::of(path).exists();
-    if (exists)
-        Rehearsal::remove(path);
-    return exists;
+    const FileStatus status = FileStatus::of(path);
+    if (!status.exists() || status.isDirectory())
+        return false;
+    Rehearsal::remove(path);
+    return true;
 }

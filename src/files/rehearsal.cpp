@@ -1,5 +1,6 @@
 #include "files/rehearsal.h"
 
+#include <QDir>
 #include <QFile>
 #include <QString>
 
@@ -55,6 +56,13 @@ FileTime now()
     return {time.tv_sec, time.tv_nsec};
 }
 
+/// Remembers a folder and those above it, as far as they are missing.
+void makeFolders(fs::path folder)
+{
+    for (; !onDisk(folder.native()).exists(); folder = folder.parent_path())
+        state->files.try_emplace(folder.native(), FileStatus::madeDirectory(newId(), now()));
+}
+
 } // namespace
 
 void Rehearsal::begin()
@@ -77,9 +85,13 @@ void Rehearsal::make(const QString &path)
     const std::string file = resolve(path);
     const FileStatus before = onDisk(file);
     state->files[file] = FileStatus::madeFile(before.exists() ? before.id() : newId(), now());
-    for (fs::path folder = fs::path(file).parent_path(); !onDisk(folder.native()).exists();
-         folder = folder.parent_path())
-        state->files.try_emplace(folder.native(), FileStatus::madeDirectory(newId(), now()));
+    makeFolders(fs::path(file).parent_path());
+}
+
+void Rehearsal::makeDirectory(const QString &path)
+{
+    // A slash at the end would be a name of its own.
+    makeFolders(resolve(QDir::cleanPath(path)));
 }
 
 void Rehearsal::remove(const QString &path)

@@ -16,6 +16,8 @@ bool isOn();
 
 /// Remembers that the file is made now, and so is every folder on the way to it that is missing.
 void make(const QString &path);
+/// The same for a directory, unless it is there.
+void makeDirectory(const QString &path);
 void remove(const QString &path);
 
 /// @return nothing when the rehearsal has not touched the file

@@ -72,7 +72,7 @@ class Traps(CheckWorld):
     def test_no_project_file(self):
         result = self.ask("check", "none.ztp")
         self.assertEqual(result.returncode, 1)
-        self.assertIn("This is not a ZeltaManager project file. [project-file]", result.stdout)
+        self.assertIn("No such file or directory [project-file]", result.stdout)
 
     def test_empty_root(self):
         for generation in "2009", "2009/42":
@@ -96,6 +96,26 @@ class Traps(CheckWorld):
         self.assertEqual([finding["check"] for finding in found], ["build", "schema"])
         self.assertIn("'data' is not an element of the set", found[1]["text"])
         self.assertEqual(self.make(), 1)
+
+    def test_repeated_element(self):
+        """The last one holds."""
+        self.edit("<Startup ", '<Startup File="/usr/bin/box.lua"/>\n<Startup ')
+        self.edit("/usr/bin/box.lua\" I", "/usr/bin/bix.lua\" I")
+        self.expect("startup", "/usr/bin/bix.lua", 'File="/usr/bin/bix.lua"')
+        self.edit("bix.lua", "box.lua")
+        self.edit("<Filesystem ", '<Translation Enabled="true"/><Filesystem ')
+        self.edit('BaseDir="/usr/lib/lua"', 'BaseDir="/usr/lib/luna"')
+        self.expect("base-directory", "/usr/lib/luna", 'BaseDir="/usr/lib/luna"')
+        self.edit("luna", "lua")
+        self.merge("root</Source><Source>more")
+        found = {(finding["check"], finding["text"]): finding["column"]
+                 for finding in self.findings()}
+        place = str(self.read("box.ztp").splitlines()[
+            int(self.findings()[0]["line"]) - 1].index("<Source>more") + 1)
+        self.assertEqual(found, {
+            ("schema", "Element 'Source': This element is not expected."): place,
+            ("source", "There is no more"): place})
+        self.assertIn("ztmake takes the last of several", self.ask("check").stdout)
 
     # What the project names
 

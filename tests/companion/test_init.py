@@ -83,6 +83,22 @@ class Init(World):
         os.symlink("nowhere", self.dir / "box/box.ztp")
         self.assertIn("is there already", self.start("box"))
 
+    def test_file_in_place_of_a_directory(self):
+        for file in "box/root/usr/lib", "box/translations", "box":
+            with self.subTest(file):
+                self.write(file, "mine")
+                self.assertEqual(self.start("box", "--language", "de"),
+                                 f"[ztproject] {file} is there already; nothing was written.\n")
+                self.assertEqual(self.files(), [file])
+                (self.dir / file).unlink()
+                shutil.rmtree(self.dir / "box", ignore_errors=True)
+
+    def test_repeated_options(self):
+        self.assertEqual(self.start("box", "--language", "de", "--language", "de",
+                                    "--model", "ZT100", "--model", "ZT100"), "")
+        self.build("box")
+        self.assertEqual(len(self.firmware), 1)
+
     def test_project_beside_other_files(self):
         self.write("box/notes.txt", "mine")
         self.assertEqual(self.start("box"), "")
@@ -118,6 +134,8 @@ class Init(World):
     def test_sdk_at_hand(self):
         self.assertEqual(self.sdk_of(), "1.0")
         self.assertEqual(self.sdk_of("--sdk", str(SDK)), str(SDK))
+        (self.dir / "sdks").symlink_to(SDK.parent)
+        self.assertEqual(self.sdk_of("--sdk", "sdks/sdk-1.0"), f"{self.dir}/sdks/sdk-1.0")
         alone = self.home / "ztproject"
         shutil.copy(PROGRAM, alone)
         self.assertEqual(self.sdk_of(program=alone), "1.0")

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """ztproject size: sizes, changes and the treemap."""
 
+import os
 import re
+import shutil
 import unittest
 import xml.etree.ElementTree as xml
 
@@ -93,6 +95,44 @@ class Size(BoxWorld):
                                                             "version"))
                                / sum(files[name] for name in ("box.lua", "greeting.lua", "log.lua",
                                                               "de.qm")), delta=0.02)
+
+    def test_control_characters(self):
+        self.write("root/a\x1b[31m\x7f\nb", "12345")
+        self.make()
+        result = self.ask("size", "--svg", "sizes.svg")
+        self.assertIn(" a\ufffd[31m\ufffd\ufffdb\n", result.stdout)
+        root = xml.fromstring(self.read("sizes.svg"))
+        self.assertIn("/a\ufffd[31m\ufffd\ufffdb: 5 bytes",
+                      [title.text for title in root.iter(f"{SVG}title")])
+
+    def test_treemap_replaces_nothing_but_a_treemap(self):
+        self.make()
+        before = self.read("box.ztp")
+        result = self.ask("size", "--svg", "box.ztp")
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (1, "", "[ztproject] box.ztp is no drawing, and stays as it is.\n"))
+        self.assertEqual(self.read("box.ztp"), before)
+        self.size("--svg", "sizes.svg")
+        drawn = self.read("sizes.svg")
+        self.write("root/new.txt", "12345")
+        self.make()
+        self.size("--svg", "sizes.svg")
+        self.assertNotEqual(self.read("sizes.svg"), drawn)
+
+    def test_directory_with_an_undecodable_name(self):
+        self.make()
+        directory = os.fsencode(self.home) + b"/\xff"
+        shutil.copytree(os.fsencode(self.dir), directory)
+        result = self.ask("size", "--svg", "sizes.svg", cwd=directory)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertTrue(os.path.getsize(directory + b"/obj/ztproject-sizes.json"))
+        self.assertTrue(os.path.getsize(directory + b"/sizes.svg"))
+
+    def test_no_object_directory(self):
+        self.make()
+        shutil.rmtree(self.dir / "obj")
+        self.size()
+        self.assertFalse((self.dir / "obj").exists())
 
     def test_treemap_that_cannot_be_written(self):
         self.make()

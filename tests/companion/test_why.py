@@ -54,6 +54,32 @@ class Why(BoxWorld):
             f"obj/{MODULE}.luo: missing",
             "obj/translations/de.qm: older than translations/de.ts by 3 min"})
 
+    def test_short_and_long_times(self):
+        self.make()
+        output = self.dir / f"obj/{MAIN}.lui"
+        second = 10 ** 9
+        for age, text in ((1, "1 ns"), (999, "999 ns"), (1500, "1.5 µs"), (999_999, "1 ms"),
+                          (999_999_999, "1 s"), (90 * second, "90 s"), (160 * second, "3 min"),
+                          (119 * 60 * second, "119 min"), (47 * 3600 * second, "47 h"),
+                          (72 * 3600 * second, "3 days")):
+            with self.subTest(text):
+                time = output.stat().st_mtime_ns
+                os.utime(self.dir / f"{MAIN}.lua", ns=(time + age, time + age))
+                self.assertIn(f"obj/{MAIN}.lui: older than {MAIN}.lua by {text}", self.why())
+
+    def test_control_characters(self):
+        self.write("root/a\x1b[31m.lua", "print(1)\n")
+        self.assertIn("obj/root/a\ufffd[31m.lui: missing", self.why())
+
+    def test_tool_that_runs_several_times(self):
+        self.write("more/m.lua", "print(1)\n")
+        self.edit("<Merge Type", '<Merge Type="Directory"><Source>more</Source></Merge>\n'
+                  "<Merge Type")
+        lines = self.ask("why").stdout.splitlines()
+        self.assertEqual(lines.count("ztlupdate: always"), 1)
+        lines = self.ask("why", "--commands").stdout.splitlines()
+        self.assertEqual(lines.count("ztlupdate: always"), 2)
+
     def test_project_file(self):
         self.make()
         for path in self.files("obj"):
@@ -102,8 +128,7 @@ class Why(BoxWorld):
         (self.dir / "box.ztp").unlink()
         self.why(status=1, complaint="[ztproject] Cannot find a unique profile in current "
                  "directory.\n")
-        self.why("x.ztp", status=1, complaint="[ztproject] x.ztp: This is not a ZeltaManager "
-                 "project file.\n")
+        self.why("x.ztp", status=1, complaint="[ztproject] x.ztp: No such file or directory\n")
 
     def test_nothing_is_written_where_nothing_can_be(self):
         # Whatever it would write, and wherever: the system says no.
@@ -137,6 +162,16 @@ class Usage(BoxWorld):
                          "[ztproject] Unknown option 'what'.\n")
         self.assertEqual(self.ask("why", "a", "b").stderr,
                          "[ztproject] Only one can be named: a b\n")
+
+    def test_full_disk(self):
+        self.make()
+        for arguments in (["check", "--format=json"], ["why"], ["size"], ["init", "new"],
+                          ["--help"], ["--version"]):
+            with self.subTest(arguments), open("/dev/full", "w") as full:
+                result = subprocess.run([PROGRAM, *arguments], cwd=self.dir, stdout=full,
+                                        env=self.environment(), stderr=subprocess.PIPE, text=True)
+                self.assertEqual((result.returncode, result.stderr),
+                                 (1, "[ztproject] Standard output cannot be written.\n"))
 
     def test_version(self):
         self.assertEqual(self.ask("--version").stdout,

@@ -100,7 +100,17 @@ private slots:
     {
         QVERIFY(Changes::makeDirectory(path(u"a/b"_s)));
         QVERIFY(!QFile::exists(path(u"a"_s)));
+        QVERIFY(FileStatus::of(path(u"a/b"_s)).isDirectory());
+        QVERIFY(Changes::makeDirectory(path(u"c/"_s)));
+        QCOMPARE(listed(path({})), QStringList({u"a/"_s, u"c/"_s, u"old.lua"_s}));
         QVERIFY(!Changes::makeDirectory(path(u"old.lua/b"_s)));
+    }
+
+    void directoryCannotBeRemovedAsAFile()
+    {
+        QVERIFY(Changes::makeDirectory(path(u"a"_s)));
+        QVERIFY(!Changes::removeFile(path(u"a"_s)));
+        QVERIFY(FileStatus::of(path(u"a"_s)).isDirectory());
     }
 
     void nothingIsLeftAtItsEnd()

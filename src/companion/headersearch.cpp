@@ -1,0 +1,73 @@
+#include "companion/headersearch.h"
+
+#include "files/filestatus.h"
+
+#include <QDir>
+#include <QFile>
+
+namespace {
+
+QString find(const QString &name, const QStringList &directories)
+{
+    for (const QString &directory : directories) {
+        QString path = QDir::cleanPath(QDir::isAbsolutePath(name) ? name : directory + u'/' + name);
+        if (FileStatus::of(path).isRegularFile())
+            return path;
+    }
+    return {};
+}
+
+} // namespace
+
+Headers HeaderSearch::headersOf(const QString &source, const QStringList &directories)
+{
+    Headers headers;
+    const Lines lines = linesOf(source);
+    for (const LuaSource::Inclusion &inclusion : lines.inclusions) {
+        const QString header = find(inclusion.header, directories);
+        if (header.isEmpty()) {
+            if (!lines.isConditional)
+                headers.missing.append({inclusion.header, source, inclusion.line});
+            continue;
+        }
+        QSet<QString> seen{header};
+        collect(header, directories, &seen, &headers);
+        for (const QString &path : std::as_const(seen))
+            headers.found.append({path, inclusion.line});
+    }
+    return headers;
+}
+
+void HeaderSearch::collect(const QString &file, const QStringList &directories, QSet<QString> *seen,
+                           Headers *headers)
+{
+    const Lines lines = linesOf(file);
+    for (const LuaSource::Inclusion &inclusion : lines.inclusions) {
+        const QString header = find(inclusion.header, directories);
+        if (header.isEmpty()) {
+            if (!lines.isConditional)
+                headers->missing.append({inclusion.header, file, inclusion.line});
+        } else if (!seen->contains(header)) {
+            seen->insert(header);
+            collect(header, directories, seen, headers);
+        }
+    }
+}
+
+const HeaderSearch::Lines &HeaderSearch::linesOf(const QString &path)
+{
+    const auto known = m_lines.constFind(path);
+    if (known != m_lines.constEnd())
+        return *known;
+    Lines &lines = m_lines[path];
+    QFile file(path);
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    if (!text.contains('#')) // neither headers nor macros, as most
+        return lines;
+    const LuaSource source = LuaSource::of(text);
+    for (const QByteArrayView macro : source.macros)
+        lines.macros.insert(macro.toByteArray());
+    lines.inclusions = source.inclusions;
+    lines.isConditional = source.isConditional;
+    return lines;
+}

@@ -1,0 +1,81 @@
+#include "companion/checkedproject.h"
+
+#include "companion/imagefiles.h"
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// @return what is wrong with the source of a merge; empty when nothing is
+QString faultOf(const MergeSpec &merge, const QString &source)
+{
+    const QFileInfo info(source);
+    if (source.isEmpty())
+        return u"The Source is empty"_s;
+    if (!info.exists())
+        return u"There is no %1"_s.arg(source);
+    if (!info.isFile() && !info.isDir())
+        return u"%1 is neither a file nor a directory"_s.arg(source);
+    if (!info.isReadable() || (info.isDir() && !info.isExecutable()))
+        return u"%1 cannot be read"_s.arg(source);
+    if (merge.type == MergeSpec::Type::Archive && !isArchive(source))
+        return u"%1 is no romfs image, as an Archive must be"_s.arg(source);
+    return {};
+}
+
+void checkSources(CheckedProject *project)
+{
+    const QList<MergeSpec> merges = project->merges();
+    for (qsizetype i = 0; i < merges.size(); ++i) {
+        const bool isOfSdk = merges[i].source.startsWith(u"$SDK"_s);
+        if (isOfSdk && project->spec.sdkCache.isEmpty())
+            continue; // which is said elsewhere
+        const QString fault = faultOf(merges[i], project->spec.projectFilePath(merges[i].source));
+        if (!fault.isEmpty()) {
+            project->error(
+                    project->sourcePlace(i), "source", fault,
+                    isOfSdk ? u"Take an SDK that has it, or correct the Source."_s
+                            : u"Correct the Source, which is seen from the project directory."_s);
+        }
+    }
+}
+
+void checkLoneCopies(CheckedProject *project)
+{
+    const QList<MergeSpec> merges = project->merges();
+    for (const qsizetype number : mergesOfLoneCopies(project->spec)) {
+        project->error(project->mergePlace(number), "lone-copy",
+                       u"%1 is neither preprocessed nor compiled: a build cannot merge such a Lua "
+                       "source by itself"_s.arg(merges[number].source),
+                       u"Merge its directory, or have it preprocessed or compiled."_s);
+    }
+}
+
+void checkKey(CheckedProject *project)
+{
+    if (project->spec.keyFile.isEmpty())
+        return;
+    const QFileInfo info(project->spec.projectFilePath(project->spec.keyFile));
+    QString fault;
+    if (!info.exists())
+        fault = u"There is no key file %1"_s;
+    else if (info.isDir())
+        fault = u"The key file %1 is a directory"_s;
+    else if (!info.isReadable())
+        fault = u"The key file %1 cannot be read"_s;
+    if (!fault.isEmpty()) {
+        project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
+                       fault.arg(info.filePath()), u"Put the key there, or correct KeyFile."_s);
+    }
+}
+
+} // namespace
+
+void checkInputs(CheckedProject *project)
+{
+    checkKey(project);
+    checkSources(project);
+    checkLoneCopies(project);
+}

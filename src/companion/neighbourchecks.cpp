@@ -1,0 +1,64 @@
+#include "companion/checkedproject.h"
+
+#include "build/firmwarelinker.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool haveOnePath(const QString &a, const QString &b)
+{
+    return CheckedProject::realPath(a) == CheckedProject::realPath(b);
+}
+
+void checkObjectsOf(CheckedProject *project, const OpenedProject &other)
+{
+    if (!haveOnePath(project->spec.objectFilePath({}), other.spec.objectFilePath({})))
+        return;
+    project->warn(
+            project->places.attribute(u"Project"_s, u"ObjectDirectory"_s), "shared-objects",
+            u"%1 has the same object directory: each takes the other's objects for its own"_s.arg(
+                    other.file),
+            u"Give each an ObjectDirectory of its own."_s);
+}
+
+/// A build removes the earlier firmware of the project before it writes the new one.
+void checkFirmwareOf(CheckedProject *project, const OpenedProject &other)
+{
+    if (!haveOnePath(project->spec.outputFilePath({}), other.spec.outputFilePath({})))
+        return;
+    RehearsedBuild build(other.spec, other.status);
+    const FirmwareLinker linker(&build);
+    for (const TargetSpec &target : other.spec.targets) {
+        const QString file = linker.firmwareFile(target);
+        if (QDir::match(firmwareWildcards(project->spec), QFileInfo(file).fileName())) {
+            project->warn(project->places.attribute(u"Project"_s, u"Name"_s), "shared-firmware",
+                          u"Each build removes the firmware of %1: %2"_s.arg(other.file, file),
+                          u"Give each an OutputDirectory of its own, or a Name that is not the "
+                          "beginning of the other's."_s);
+            return;
+        }
+    }
+}
+
+} // namespace
+
+void checkNeighbours(CheckedProject *project)
+{
+    const QFileInfo own(project->opened.file);
+    const QStringList names =
+            own.dir().entryList({u"*.ztp"_s}, QDir::Files | QDir::Readable, QDir::Name);
+    for (const QString &name : names) {
+        OpenedProject other;
+        QString error;
+        const QString path = own.path() == "."_L1 ? name : own.path() + u'/' + name;
+        if (name == own.fileName() || !other.open(path, &error))
+            continue;
+        other.spec.svnversion = Tristate{0}; // no check runs a program
+        checkObjectsOf(project, other);
+        checkFirmwareOf(project, other);
+    }
+}

@@ -1,0 +1,235 @@
+#include "companion/luasource.h"
+#include "companion/timechecks.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QMap>
+#include <QStringEncoder>
+#include <QXmlStreamReader>
+
+#include <algorithm>
+#include <optional>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint64 second = 1'000'000'000;
+
+/// In nanoseconds.
+struct Times
+{
+    qint64 modified = 0;
+    qint64 changed = 0; ///< the file itself, or its name, owner or rights
+    qint64 born = 0;    ///< 0: unknown
+    bool isLink = false;
+};
+
+/// @param flags  AT_SYMLINK_NOFOLLOW, or 0
+std::optional<Times> timesOf(const QString &path, int flags)
+{
+    struct statx data;
+    if (statx(AT_FDCWD, QFile::encodeName(path).constData(), flags, STATX_BASIC_STATS | STATX_BTIME,
+              &data)
+        != 0)
+        return {};
+    const auto time = [](const statx_timestamp &stamp) {
+        return qint64(stamp.tv_sec) * second + qint64(stamp.tv_nsec);
+    };
+    Times times;
+    times.modified = time(data.stx_mtime);
+    times.changed = time(data.stx_ctime);
+    times.born = (data.stx_mask & STATX_BTIME) != 0 ? time(data.stx_btime) : 0;
+    times.isLink = S_ISLNK(data.stx_mode);
+    return times;
+}
+
+/// How much speaks for a replacement. What changes the time of change changes nothing else perhaps:
+/// chmod, ln and mv do it, too.
+enum class Sign {
+    None,
+    Weak,   ///< something was done in a directory on the way
+    Doubt,  ///< something was done with the file, or a directory has got its name
+    Strong, ///< the file, or a link to it, is new
+};
+
+/// What was done with a path itself, links not followed.
+Sign signAt(const QString &path, qint64 since)
+{
+    const std::optional<Times> times = timesOf(path, AT_SYMLINK_NOFOLLOW);
+    if (!times || times->changed <= since)
+        return Sign::None;
+    return times->born > since ? Sign::Strong : Sign::Doubt;
+}
+
+Sign signAtDirectory(const QString &path, qint64 since)
+{
+    const std::optional<Times> link = timesOf(path, AT_SYMLINK_NOFOLLOW);
+    if (link && link->isLink)
+        return signAt(path, since);
+    const std::optional<Times> times = timesOf(path, 0);
+    const std::optional<Times> above = timesOf(QFileInfo(path).path(), 0);
+    if (!times || !above || times->changed <= since)
+        return Sign::None;
+    // A new name changes the directory itself, what it holds not, and the one above it.
+    const bool isRenamed = times->changed > times->modified && above->modified >= times->changed;
+    return isRenamed ? Sign::Doubt : Sign::Weak;
+}
+
+bool isBelow(const QString &path, const QString &directory)
+{
+    return path.startsWith(directory.endsWith(u'/') ? directory : directory + u'/');
+}
+
+/// @return what speaks for a replacement of the input on the way to it since the output was made
+Sign signOf(const MadeFile &file, qint64 since)
+{
+    Sign sign = std::max(signAt(file.input, since), [&] {
+        const std::optional<Times> target = timesOf(file.input, 0);
+        if (!target || target->changed <= since)
+            return Sign::None;
+        return target->born > since ? Sign::Strong : Sign::Doubt;
+    }());
+    // What holds both has taken the output along.
+    const QString output = CheckedProject::realPath(file.output);
+    QString directory = QFileInfo(file.input).path();
+    while (directory != "."_L1 && !isBelow(output, CheckedProject::realPath(directory))) {
+        sign = std::max(sign, signAtDirectory(directory, since));
+        const QString above = QFileInfo(directory).path();
+        if (above == directory)
+            break;
+        directory = above;
+    }
+    return sign;
+}
+
+enum class Content { Same, Different, Unknown };
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// Macros put something else in place of their names, and headers add something: the rest of the
+/// source is still there, in its order.
+Content comparePreprocessed(const MadeFile &file)
+{
+    const LuaSource source = LuaSource::read(file.input);
+    const LuaSource output = LuaSource::read(file.output);
+    if (!source.hasDirectives())
+        return source.tokens == output.tokens ? Content::Same : Content::Different;
+    if (source.isConditional)
+        return Content::Unknown;
+    auto next = output.tokens.begin();
+    for (const QByteArrayView token : source.tokens) {
+        if (file.macros.contains(token.toByteArray()))
+            continue;
+        next = std::find(next, output.tokens.end(), token);
+        if (next == output.tokens.end())
+            return Content::Different;
+        ++next;
+    }
+    return Content::Unknown;
+}
+
+/// @return the translations that a catalogue needs, and no tool may leave out
+QStringList finishedTexts(const QString &path)
+{
+    QFile file(path);
+    QStringList texts;
+    if (!file.open(QIODevice::ReadOnly))
+        return texts;
+    QXmlStreamReader reader(&file);
+    QString source;
+    while (!reader.atEnd()) {
+        reader.readNext();
+        if (!reader.isStartElement())
+            continue;
+        if (reader.name() == "source"_L1)
+            source = reader.readElementText(QXmlStreamReader::IncludeChildElements);
+        if (reader.name() != "translation"_L1 || reader.attributes().hasAttribute("type"_L1)
+            || reader.readNext() != QXmlStreamReader::Characters)
+            continue;
+        const QString text = reader.text().toString();
+        if (reader.readNext() == QXmlStreamReader::EndElement && text != source
+            && !text.trimmed().isEmpty())
+            texts.append(text);
+    }
+    return reader.hasError() ? QStringList() : texts;
+}
+
+Content compareTranslated(const MadeFile &file)
+{
+    const QByteArray catalogue = contentOf(file.output);
+    const QStringList texts = finishedTexts(file.input);
+    const bool holdsAll = std::all_of(texts.begin(), texts.end(), [&](const QString &text) {
+        QStringEncoder encoder(QStringEncoder::Utf16BE);
+        const QByteArray encoded = encoder(text);
+        return catalogue.contains(encoded);
+    });
+    return holdsAll ? Content::Unknown : Content::Different;
+}
+
+/// @return whether the output was made of what is in the input now
+Content compare(const MadeFile &file)
+{
+    switch (file.way) {
+    case MadeFile::Way::Copied:
+        return contentOf(file.input) == contentOf(file.output) ? Content::Same : Content::Different;
+    case MadeFile::Way::Preprocessed:
+        return comparePreprocessed(file);
+    case MadeFile::Way::Translated:
+        return compareTranslated(file);
+    case MadeFile::Way::Other:
+        break;
+    }
+    return Content::Unknown;
+}
+
+/// @return what to say about one file; nothing when nothing is to be said
+std::optional<Finding::Severity> severityFor(const MadeFile &file)
+{
+    // An output that was itself copied tells nothing by its times. A tool may rename it.
+    const std::optional<Times> output = timesOf(file.output, 0);
+    if (!output || output->born > output->modified || output->changed - output->modified > second)
+        return {};
+    const Sign sign = signOf(file, output->changed);
+    const Content content = sign == Sign::None ? Content::Same : compare(file);
+    if (content == Content::Same)
+        return {};
+    if (content == Content::Different || sign == Sign::Strong)
+        return Finding::Severity::Warning;
+    return sign == Sign::Doubt ? std::optional(Finding::Severity::Note) : std::nullopt;
+}
+
+} // namespace
+
+void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
+{
+    QMap<QString, Finding::Severity> inputs;
+    for (const MadeFile &file : files) {
+        const auto severity = severityFor(file);
+        if (severity && inputs.value(file.input, Finding::Severity::Note) >= *severity)
+            inputs.insert(file.input, *severity);
+    }
+    const QStringList warned = inputs.keys(Finding::Severity::Warning);
+    if (!warned.isEmpty()) {
+        project->warnIn(warned.first(), {1, 1}, "replaced-source",
+                        u"Replaced after its object was made, by a file that is older than that: a "
+                        "build does not notice; sources: %1"_s.arg(warned.size()),
+                        u"Build with --all, or touch the sources."_s);
+    }
+    const QStringList noted = inputs.keys(Finding::Severity::Note);
+    if (!noted.isEmpty()) {
+        project->report(Finding::Severity::Note, noted.first(), {1, 1}, "replaced-source",
+                        u"Changed or renamed after what is made of it, though its time is older: a "
+                        "build does not notice, if it has another content now; sources: %1"_s.arg(
+                                noted.size()),
+                        u"Build with --all, unless nothing but its name or its rights are new."_s);
+    }
+}
