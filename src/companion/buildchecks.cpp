@@ -14,11 +14,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool exists(const QString &path)
-{
-    return QFileInfo::exists(path);
-}
-
 QString joined(const QString &directory, const QString &path)
 {
     return QDir::isAbsolutePath(path) ? path : Tools::ensureDirectorySeparator(directory) + path;
@@ -37,7 +32,7 @@ void checkKernels(CheckedProject *project, const RehearsedBuild &build)
         if (command.displayName != "ztlink"_L1 || target >= project->spec.targets.size())
             continue;
         const QString kernel = optionValue(command.arguments, u"--kernel"_s);
-        if (!exists(kernel)) {
+        if (!QFileInfo::exists(kernel)) {
             project->error(
                     project->places.attribute(u"Project/Target"_s, u"Model"_s, target), "kernel",
                     u"The SDK has no kernel %1"_s.arg(kernel),
@@ -80,7 +75,7 @@ void checkArchives(CheckedProject *project, const RehearsedBuild &build)
     QSet<QString> missing;
     for (const Command &command : build.commands()) {
         for (const QString &archive : optionValues(command.arguments, u"--merge"_s)) {
-            if (archive.startsWith(sdk + u"kernel/"_s) && !exists(archive))
+            if (archive.startsWith(sdk + u"kernel/"_s) && !QFileInfo::exists(archive))
                 missing.insert(archive);
         }
     }
@@ -98,7 +93,7 @@ void checkIncludes(CheckedProject *project, const RehearsedBuild &build)
         if (command.displayName != "ztlpp"_L1)
             continue;
         for (const QString &directory : optionValues(command.arguments, u"-I"_s)) {
-            if (seen.contains(directory) || exists(directory))
+            if (seen.contains(directory) || QFileInfo::exists(directory))
                 continue;
             seen.insert(directory);
             const auto place = project->places.elementWithText(u"Include"_s, directory);
@@ -164,7 +159,7 @@ QList<Command> scans(const RehearsedBuild &build)
 QString seenBy(const Command &command, const QString &path)
 {
     const QString seen = joined(command.workDir, path);
-    return exists(command.workDir) ? seen : QDir::cleanPath(seen);
+    return QFileInfo::exists(command.workDir) ? seen : QDir::cleanPath(seen);
 }
 
 /// The scan runs in the directory of the translations, one level below the project's.
@@ -177,7 +172,7 @@ bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
     const Place place = project->places.element(u"Project/Translation"_s);
     for (const Command &command : commands) {
         const QString source = seenBy(command, command.arguments.last());
-        if (!exists(source)) {
+        if (!QFileInfo::exists(source)) {
             project->error(place, "translation-path",
                            u"The scan for texts would look for %1"_s.arg(QDir::cleanPath(source)),
                            cure);
