@@ -98,7 +98,8 @@ void checkIncludes(CheckedProject *project, const RehearsedBuild &build)
         if (command.displayName != "ztlpp"_L1)
             continue;
         for (const QString &directory : optionValues(command.arguments, u"-I"_s)) {
-            if (seen.contains(directory) || exists(directory))
+            // The build itself may make it, for a header out of the definitions.
+            if (seen.contains(directory) || FileStatus::of(directory).exists())
                 continue;
             seen.insert(directory);
             const auto place = project->places.elementWithText(u"Include"_s, directory);
@@ -147,6 +148,31 @@ void checkObjects(CheckedProject *project, const RehearsedBuild &build)
                 u"A dot in the path of the object directory cuts a name: the object is %1"_s.arg(
                         outside),
                 u"Merge a Directory instead of the File, or keep dots out of the path."_s);
+    }
+}
+
+/// Outputs that go where sources are merged, although the object directory is not there.
+void checkOutputsInMerges(CheckedProject *project, const RehearsedBuild &build)
+{
+    const QString objects = CheckedProject::realPath(project->spec.objectFilePath({}));
+    const QList<MergeSpec> merges = project->merges();
+    for (qsizetype i = 0; i < merges.size(); ++i) {
+        const QString source =
+                CheckedProject::realPath(project->spec.projectFilePath(merges[i].source));
+        QString first;
+        for (const RehearsedStep &step : build.steps()) {
+            if (isLuaStep(build, step)
+                && CheckedProject::isInside(CheckedProject::realPath(step.output), source)
+                && (first.isEmpty() || step.output < first))
+                first = step.output;
+        }
+        if (!first.isEmpty() && !CheckedProject::isInside(objects, source)) {
+            project->warn(
+                    project->mergePlace(i), "merge",
+                    u"A build puts its objects into the merge, where they are packed: %1"_s.arg(
+                            first),
+                    u"Give the project another ObjectDirectory."_s);
+        }
     }
 }
 
@@ -234,6 +260,7 @@ void checkBuild(CheckedProject *project)
     checkArchives(project, build);
     checkIncludes(project, build);
     checkObjects(project, build);
+    checkOutputsInMerges(project, build);
     const QList<Command> commands = scans(build);
     if (checkScanPaths(project, commands))
         checkBaseDirectory(project, commands);

@@ -50,7 +50,7 @@ private:
     void collect(const QString &file, const QStringList &directories, QSet<QString> *seen,
                  Headers *headers);
     /// @return what of a file is about headers
-    const Lines &linesOf(const QString &file);
+    const Lines &linesOf(const QString &path);
 
     QHash<QString, Lines> m_lines;
 };

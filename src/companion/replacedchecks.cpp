@@ -227,9 +227,8 @@ void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
     const QStringList noted = inputs.keys(Finding::Severity::Note);
     if (!noted.isEmpty()) {
         project->report(Finding::Severity::Note, noted.first(), {1, 1}, "replaced-source",
-                        u"Changed or renamed after what is made of it, though its time is older: a "
-                        "build does not notice, if it has another content now; sources: %1"_s.arg(
-                                noted.size()),
+                        u"Perhaps replaced after its object was made, by a file that is older than "
+                        "that: a build would not notice; sources: %1"_s.arg(noted.size()),
                         u"Build with --all, unless nothing but its name or its rights are new."_s);
     }
 }

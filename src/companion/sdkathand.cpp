@@ -29,7 +29,7 @@ SdkAtHand lookUp(const QString &name, const QString &projectFile)
 /// its own
 SdkAtHand namedSdk(const QString &name, const QString &projectFile)
 {
-    const SdkAtHand found = lookUp(name, projectFile);
+    SdkAtHand found = lookUp(name, projectFile);
     const QFileInfo directory(name);
     const bool isPath = name.contains(u'/') || name.startsWith(u'.');
     if (!directory.isDir() || (!found.directory.isEmpty() && !isPath))
