@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
+#include <QMap>
 #include <QSet>
 
 #include <algorithm>
@@ -151,26 +152,41 @@ void checkObjects(CheckedProject *project, const RehearsedBuild &build)
     }
 }
 
+/// @return the first Lua output of a build in each directory, by the directory's real path
+QMap<QString, QString> outputDirectories(const RehearsedBuild &build)
+{
+    QMap<QString, QString> named;
+    for (const RehearsedStep &step : build.steps()) {
+        if (!isLuaStep(build, step))
+            continue;
+        QString &first = named[QFileInfo(step.output).path()];
+        if (first.isEmpty() || step.output < first)
+            first = step.output;
+    }
+    QMap<QString, QString> real;
+    for (auto entry = named.constBegin(); entry != named.constEnd(); ++entry)
+        real.insert(CheckedProject::realPath(entry.key()), entry.value());
+    return real;
+}
+
 /// Outputs that go where sources are merged, although the object directory is not there.
 void checkOutputsInMerges(CheckedProject *project, const RehearsedBuild &build)
 {
+    const QMap<QString, QString> directories = outputDirectories(build);
     const QString objects = CheckedProject::realPath(project->spec.objectFilePath({}));
     const QList<MergeSpec> merges = project->merges();
     for (qsizetype i = 0; i < merges.size(); ++i) {
         const QString source =
                 CheckedProject::realPath(project->spec.projectFilePath(merges[i].source));
-        QString first;
-        for (const RehearsedStep &step : build.steps()) {
-            if (isLuaStep(build, step)
-                && CheckedProject::isInside(CheckedProject::realPath(step.output), source)
-                && (first.isEmpty() || step.output < first))
-                first = step.output;
-        }
-        if (!first.isEmpty() && !CheckedProject::isInside(objects, source)) {
+        const auto found = std::find_if(directories.keyBegin(), directories.keyEnd(),
+                                        [&source](const QString &directory) {
+                                            return CheckedProject::isInside(directory, source);
+                                        });
+        if (found != directories.keyEnd() && !CheckedProject::isInside(objects, source)) {
             project->warn(
                     project->mergePlace(i), "merge",
                     u"A build puts its objects into the merge, where they are packed: %1"_s.arg(
-                            first),
+                            directories.value(*found)),
                     u"Give the project another ObjectDirectory."_s);
         }
     }
