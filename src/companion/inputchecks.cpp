@@ -112,8 +112,9 @@ void checkTranslations(CheckedProject *project)
 
 void checkOutputDirectory(CheckedProject *project)
 {
-    QString directory = CheckedProject::realPath(project->spec.outputFilePath({}));
-    while (!QFileInfo::exists(directory) && directory != "/"_L1)
+    // A relative path stays one: the name of the working directory need not be text.
+    QString directory = project->spec.outputFilePath({});
+    while (!QFileInfo::exists(directory) && directory != "/"_L1 && directory != "."_L1)
         directory = QFileInfo(directory).path();
     if (!QFileInfo(directory).isDir()) {
         project->error(project->places.attribute(u"Project"_s, u"OutputDirectory"_s), "output",

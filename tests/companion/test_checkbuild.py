@@ -145,7 +145,7 @@ class Stopped(CheckWorld):
 
     def test_file_in_place_of_the_output_directory(self):
         self.write("firmware", "x")
-        self.expect_stop("output", "/firmware is in the way", "<Project")
+        self.expect_stop("output", "^firmware is in the way", "<Project")
 
     # Cures
 
