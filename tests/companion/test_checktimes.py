@@ -24,7 +24,7 @@ class Headers(CheckWorld):
         """A header, taken in by way of another, and a build with it."""
         self.write("include/a.lh", '#include "b.lh"\n')
         self.write("include/b.lh", "#define LIMIT 1\n")
-        self.write(MODULE, '#include "a.lh"\nreturn { text = function() return LIMIT end }\n')
+        self.write(MODULE, '#include "a.lh"\n#include "b.lh"\nreturn { text = function() return LIMIT end }\n')
         self.edit('SimplifyWhitespace="true"/>',
                   'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
         self.assertEqual(self.make(), 0)
