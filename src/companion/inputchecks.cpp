@@ -2,6 +2,7 @@
 
 #include "companion/imagefiles.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QXmlStreamReader>
@@ -80,7 +81,9 @@ QString faultOfTranslations(const ProjectSpec &spec, const QString &language)
 {
     if (language.isEmpty())
         return u"The Language is empty"_s;
-    if (language.contains(u'/'))
+    const QString path = QDir::cleanPath(language);
+    if (path.contains(u'/') && !path.startsWith("../"_L1)
+        && !QFileInfo(QFileInfo(spec.qmFilePath(path)).path()).isDir())
         return u"A language is called like de or de_AT: %1"_s.arg(language);
     QFile file(spec.tsFilePath(language + u".ts"_s));
     if (!file.exists())

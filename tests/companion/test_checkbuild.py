@@ -143,6 +143,12 @@ class Stopped(CheckWorld):
         self.edit("<Language>de<", "<Language>a/b<")
         self.expect_stop("translation", "A language is called like de", "<Language>a/b")
 
+    def test_language_beside_the_others(self):
+        self.edit("<Language>de<", "<Language>../de<")
+        shutil.copy(self.dir / "translations/de.ts", self.dir)
+        self.assertEqual(self.findings(), [])
+        self.assertEqual(self.make(), 0)
+
     def test_file_in_place_of_the_output_directory(self):
         self.write("firmware", "x")
         self.expect_stop("output", "^firmware is in the way", "<Project")

@@ -60,6 +60,9 @@ class Headers(CheckWorld):
         self.assertEqual(self.findings(), [])
         self.time("root/d.lh", 100)
         self.expect("header", "root/d.lh is newer", "#include", "warning", MODULE)
+
+    def test_header_below_the_merged_directory(self):
+        self.write("root/usr/lib/lua/box/c.lh", "")
         self.write(MODULE, '#include "c.lh"\n')
         self.expect("include", "There is no header c.lh", "#include", "error", MODULE)
         self.assertEqual(self.make(), 1)
