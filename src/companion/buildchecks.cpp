@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
+#include <QMap>
 #include <QSet>
 
 #include <algorithm>
@@ -93,7 +94,8 @@ void checkIncludes(CheckedProject *project, const RehearsedBuild &build)
         if (command.displayName != "ztlpp"_L1)
             continue;
         for (const QString &directory : optionValues(command.arguments, u"-I"_s)) {
-            if (seen.contains(directory) || QFileInfo::exists(directory))
+            // The build itself may make it, for a header out of the definitions.
+            if (seen.contains(directory) || FileStatus::of(directory).exists())
                 continue;
             seen.insert(directory);
             const auto place = project->places.elementWithText(u"Include"_s, directory);
@@ -142,6 +144,46 @@ void checkObjects(CheckedProject *project, const RehearsedBuild &build)
                 u"A dot in the path of the object directory cuts a name: the object is %1"_s.arg(
                         outside),
                 u"Merge a Directory instead of the File, or keep dots out of the path."_s);
+    }
+}
+
+/// @return the first Lua output of a build in each directory, by the directory's real path
+QMap<QString, QString> outputDirectories(const RehearsedBuild &build)
+{
+    QMap<QString, QString> named;
+    for (const RehearsedStep &step : build.steps()) {
+        if (!isLuaStep(build, step))
+            continue;
+        QString &first = named[QFileInfo(step.output).path()];
+        if (first.isEmpty() || step.output < first)
+            first = step.output;
+    }
+    QMap<QString, QString> real;
+    for (auto entry = named.constBegin(); entry != named.constEnd(); ++entry)
+        real.insert(CheckedProject::realPath(entry.key()), entry.value());
+    return real;
+}
+
+/// Outputs that go where sources are merged, although the object directory is not there.
+void checkOutputsInMerges(CheckedProject *project, const RehearsedBuild &build)
+{
+    const QMap<QString, QString> directories = outputDirectories(build);
+    const QString objects = CheckedProject::realPath(project->spec.objectFilePath({}));
+    const QList<MergeSpec> merges = project->merges();
+    for (qsizetype i = 0; i < merges.size(); ++i) {
+        const QString source =
+                CheckedProject::realPath(project->spec.projectFilePath(merges[i].source));
+        const auto found = std::find_if(directories.keyBegin(), directories.keyEnd(),
+                                        [&source](const QString &directory) {
+                                            return CheckedProject::isInside(directory, source);
+                                        });
+        if (found != directories.keyEnd() && !CheckedProject::isInside(objects, source)) {
+            project->warn(
+                    project->mergePlace(i), "merge",
+                    u"A build puts its objects into the merge, where they are packed: %1"_s.arg(
+                            directories.value(*found)),
+                    u"Give the project another ObjectDirectory."_s);
+        }
     }
 }
 
@@ -229,6 +271,7 @@ void checkBuild(CheckedProject *project)
     checkArchives(project, build);
     checkIncludes(project, build);
     checkObjects(project, build);
+    checkOutputsInMerges(project, build);
     const QList<Command> commands = scans(build);
     if (checkScanPaths(project, commands))
         checkBaseDirectory(project, commands);

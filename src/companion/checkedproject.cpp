@@ -50,3 +50,9 @@ QString CheckedProject::realPath(const QString &path)
     const QString real = info.canonicalFilePath();
     return real.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : real;
 }
+
+bool CheckedProject::isInside(const QString &path, const QString &directory)
+{
+    return path == directory
+           || path.startsWith(directory.endsWith(u'/') ? directory : directory + u'/');
+}

@@ -30,6 +30,8 @@ struct CheckedProject
     /// @return the source of a merge, or another path, without links and relative parts; as it is
     /// when it does not exist
     static QString realPath(const QString &path);
+    /// @return whether a path is that directory or below it, both as realPath() gives them
+    static bool isInside(const QString &path, const QString &directory);
 };
 
 // The checks. Each looks at one side of a project.
@@ -38,7 +40,7 @@ struct CheckedProject
 bool checkSdk(CheckedProject *project);
 /// Targets, the filesystem, the languages, and the files that they name.
 void checkDescription(CheckedProject *project);
-/// The files that a build reads, as they are.
+/// The files that a build reads and writes, as they are.
 void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.
 void checkTrees(CheckedProject *project);

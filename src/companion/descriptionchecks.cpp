@@ -105,7 +105,7 @@ void checkLanguages(CheckedProject *project)
     }
     for (qsizetype i = 0; i < spec.languages.size(); ++i) {
         const QString source = spec.tsFilePath(spec.languages[i] + u".ts"_s);
-        if (!exists(source)) {
+        if (!spec.languages[i].isEmpty() && !exists(source)) {
             project->warn(project->places.element(u"Project/Translation/Language"_s, i), "language",
                           u"There is no %1: nothing of this language is translated"_s.arg(source),
                           u"Build once, which makes the file, and have it translated; or correct "

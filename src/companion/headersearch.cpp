@@ -22,35 +22,25 @@ QString find(const QString &name, const QStringList &directories)
 Headers HeaderSearch::headersOf(const QString &source, const QStringList &directories)
 {
     Headers headers;
-    const Lines lines = linesOf(source);
-    for (const LuaSource::Inclusion &inclusion : lines.inclusions) {
-        const QString header = find(inclusion.header, directories);
-        if (header.isEmpty()) {
-            if (!lines.isConditional)
-                headers.missing.append({inclusion.header, source, inclusion.line});
-            continue;
-        }
-        QSet<QString> seen{header};
-        collect(header, directories, &seen, &headers);
-        for (const QString &path : std::as_const(seen))
-            headers.found.append({path, inclusion.line});
-    }
+    QSet<QString> seen;
+    collect(source, 0, directories, &seen, &headers);
     return headers;
 }
 
-void HeaderSearch::collect(const QString &file, const QStringList &directories, QSet<QString> *seen,
-                           Headers *headers)
+void HeaderSearch::collect(const QString &file, int line, const QStringList &directories,
+                           QSet<QString> *seen, Headers *headers)
 {
     const Lines lines = linesOf(file);
     for (const LuaSource::Inclusion &inclusion : lines.inclusions) {
         const QString header = find(inclusion.header, directories);
-        if (header.isEmpty()) {
-            if (!lines.isConditional)
-                headers->missing.append({inclusion.header, file, inclusion.line});
-        } else if (!seen->contains(header)) {
-            seen->insert(header);
-            collect(header, directories, seen, headers);
-        }
+        if (header.isEmpty() && !lines.isConditional)
+            headers->missing.append({inclusion.header, file, inclusion.line});
+        if (header.isEmpty() || seen->contains(header))
+            continue;
+        const int first = line > 0 ? line : inclusion.line;
+        seen->insert(header);
+        headers->found.append({header, first});
+        collect(header, first, directories, seen, headers);
     }
 }
 

@@ -46,8 +46,8 @@ private:
         bool isConditional = false; ///< some of the inclusions may not be carried out
     };
 
-    /// Looks at the headers of a file that is itself taken in.
-    void collect(const QString &file, const QStringList &directories, QSet<QString> *seen,
+    /// @param line  in the source, through which the file is taken in; 0: it is the source
+    void collect(const QString &file, int line, const QStringList &directories, QSet<QString> *seen,
                  Headers *headers);
     /// @return what of a file is about headers
     const Lines &linesOf(const QString &path);

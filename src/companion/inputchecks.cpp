@@ -2,7 +2,10 @@
 
 #include "companion/imagefiles.h"
 
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QXmlStreamReader>
 
 using namespace Qt::StringLiterals;
 
@@ -65,9 +68,61 @@ void checkKey(CheckedProject *project)
         fault = u"The key file %1 is a directory"_s;
     else if (!info.isReadable())
         fault = u"The key file %1 cannot be read"_s;
+    else if (info.isFile() && info.size() == 0)
+        fault = u"The key file %1 is empty"_s;
     if (!fault.isEmpty()) {
         project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
                        fault.arg(info.filePath()), u"Put the key there, or correct KeyFile."_s);
+    }
+}
+
+/// @return what is wrong with the source of a language; empty when nothing is, or there is none
+QString faultOfTranslations(const ProjectSpec &spec, const QString &language)
+{
+    if (language.isEmpty())
+        return u"The Language is empty"_s;
+    const QString path = QDir::cleanPath(language);
+    if (path.contains(u'/') && !path.startsWith("../"_L1)
+        && !QFileInfo(QFileInfo(spec.qmFilePath(path)).path()).isDir())
+        return u"A language is called like de or de_AT: %1"_s.arg(language);
+    QFile file(spec.tsFilePath(language + u".ts"_s));
+    if (!file.exists())
+        return {};
+    if (!file.open(QIODevice::ReadOnly))
+        return u"%1: %2"_s.arg(file.fileName(), file.errorString());
+    QXmlStreamReader reader(&file);
+    while (!reader.atEnd())
+        reader.readNext();
+    return reader.hasError() ? u"%1:%2:%3: %4"_s.arg(file.fileName())
+                                       .arg(reader.lineNumber())
+                                       .arg(reader.columnNumber())
+                                       .arg(reader.errorString())
+                             : QString();
+}
+
+void checkTranslations(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    for (qsizetype i = 0; spec.lupdateEnabled() && i < spec.languages.size(); ++i) {
+        const QString fault = faultOfTranslations(spec, spec.languages[i]);
+        if (!fault.isEmpty()) {
+            project->error(project->places.element(u"Project/Translation/Language"_s, i),
+                           "translation", fault,
+                           u"Correct the Language, or the translation source; or remove that."_s);
+        }
+    }
+}
+
+void checkOutputDirectory(CheckedProject *project)
+{
+    // A relative path stays one: the name of the working directory need not be text.
+    QString directory = project->spec.outputFilePath({});
+    while (!QFileInfo::exists(directory) && directory != "/"_L1 && directory != "."_L1)
+        directory = QFileInfo(directory).path();
+    if (!QFileInfo(directory).isDir()) {
+        project->error(project->places.attribute(u"Project"_s, u"OutputDirectory"_s), "output",
+                       u"%1 is in the way of the output directory"_s.arg(directory),
+                       u"Remove it, or correct OutputDirectory."_s);
     }
 }
 
@@ -78,4 +133,6 @@ void checkInputs(CheckedProject *project)
     checkKey(project);
     checkSources(project);
     checkLoneCopies(project);
+    checkTranslations(project);
+    checkOutputDirectory(project);
 }

@@ -57,10 +57,8 @@ enum class Sign {
     Strong, ///< the file, or a link to it, is new
 };
 
-/// What was done with a path itself, links not followed.
-Sign signAt(const QString &path, qint64 since)
+Sign signIn(const std::optional<Times> &times, qint64 since)
 {
-    const std::optional<Times> times = timesOf(path, AT_SYMLINK_NOFOLLOW);
     if (!times || times->changed <= since)
         return Sign::None;
     return times->born > since ? Sign::Strong : Sign::Doubt;
@@ -70,34 +68,25 @@ Sign signAtDirectory(const QString &path, qint64 since)
 {
     const std::optional<Times> link = timesOf(path, AT_SYMLINK_NOFOLLOW);
     if (link && link->isLink)
-        return signAt(path, since);
-    const std::optional<Times> times = timesOf(path, 0);
+        return signIn(link, since);
     const std::optional<Times> above = timesOf(QFileInfo(path).path(), 0);
-    if (!times || !above || times->changed <= since)
+    if (!link || !above || link->changed <= since)
         return Sign::None;
     // A new name changes the directory itself, what it holds not, and the one above it.
-    const bool isRenamed = times->changed > times->modified && above->modified >= times->changed;
+    const bool isRenamed = link->changed > link->modified && above->modified >= link->changed;
     return isRenamed ? Sign::Doubt : Sign::Weak;
-}
-
-bool isBelow(const QString &path, const QString &directory)
-{
-    return path.startsWith(directory.endsWith(u'/') ? directory : directory + u'/');
 }
 
 /// @return what speaks for a replacement of the input on the way to it since the output was made
 Sign signOf(const MadeFile &file, qint64 since)
 {
-    Sign sign = std::max(signAt(file.input, since), [&] {
-        const std::optional<Times> target = timesOf(file.input, 0);
-        if (!target || target->changed <= since)
-            return Sign::None;
-        return target->born > since ? Sign::Strong : Sign::Doubt;
-    }());
+    Sign sign = std::max(signIn(timesOf(file.input, AT_SYMLINK_NOFOLLOW), since),
+                         signIn(timesOf(file.input, 0), since));
     // What holds both has taken the output along.
     const QString output = CheckedProject::realPath(file.output);
     QString directory = QFileInfo(file.input).path();
-    while (directory != "."_L1 && !isBelow(output, CheckedProject::realPath(directory))) {
+    while (directory != "."_L1
+           && !CheckedProject::isInside(output, CheckedProject::realPath(directory))) {
         sign = std::max(sign, signAtDirectory(directory, since));
         const QString above = QFileInfo(directory).path();
         if (above == directory)
@@ -227,9 +216,8 @@ void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
     const QStringList noted = inputs.keys(Finding::Severity::Note);
     if (!noted.isEmpty()) {
         project->report(Finding::Severity::Note, noted.first(), {1, 1}, "replaced-source",
-                        u"Changed or renamed after what is made of it, though its time is older: a "
-                        "build does not notice, if it has another content now; sources: %1"_s.arg(
-                                noted.size()),
+                        u"Perhaps replaced after its object was made, by a file that is older than "
+                        "that: a build would not notice; sources: %1"_s.arg(noted.size()),
                         u"Build with --all, unless nothing but its name or its rights are new."_s);
     }
 }

@@ -1,7 +1,7 @@
 #include "companion/timechecks.h"
 
 #include "companion/headersearch.h"
-#include <QDir>
+#include <QFileInfo>
 #include <QHash>
 #include <QSet>
 
@@ -35,6 +35,16 @@ MadeFile::Way wayOf(const RehearsedBuild &build, const RehearsedStep &step)
     return tool == "lrelease"_L1 ? MadeFile::Way::Translated : MadeFile::Way::Other;
 }
 
+/// @return the directories in which the preprocessor looks for headers: those that it is given, and
+/// the merge that the source comes from
+QStringList headerDirectories(const QStringList &arguments)
+{
+    QStringList directories = optionValues(arguments, u"-I"_s);
+    const QFileInfo root(optionValue(arguments, u"--root"_s));
+    directories << (root.isDir() ? root.filePath() : root.path());
+    return directories;
+}
+
 AllOutputs allOutputs(const CheckedProject &project, HeaderSearch *search)
 {
     RehearsedBuild build(project.spec, project.opened.status);
@@ -47,7 +57,7 @@ AllOutputs allOutputs(const CheckedProject &project, HeaderSearch *search)
         MadeFile file{step.input, step.output, wayOf(build, step), {}};
         if (file.way == MadeFile::Way::Preprocessed) {
             const QStringList &arguments = build.commands()[step.command].arguments;
-            const QStringList directories = optionValues(arguments, u"-I"_s);
+            const QStringList directories = headerDirectories(arguments);
             const Headers headers = search->headersOf(step.input, directories);
             file.macros = search->macrosOf(step.input);
             for (const Header &header : headers.found)

@@ -170,18 +170,12 @@ void reportTree(CheckedProject *project, const Place &place, const MergeSpec &me
          u"Rename them."_s);
 }
 
-bool isInside(const QString &path, const QString &directory)
-{
-    return path == directory
-           || path.startsWith(directory.endsWith(u'/') ? directory : directory + u'/');
-}
-
 void checkOwnOutputs(CheckedProject *project, const Place &place, const QString &source)
 {
     const ProjectSpec &spec = project->spec;
     const QString directory = CheckedProject::realPath(source);
     for (const QString &path : {spec.objectFilePath({}), spec.outputFilePath({})}) {
-        if (isInside(CheckedProject::realPath(path), directory)) {
+        if (CheckedProject::isInside(CheckedProject::realPath(path), directory)) {
             project->warn(
                     place, "merge",
                     u"The merge holds %1: each build packs what the one before has made"_s.arg(

@@ -126,6 +126,33 @@ class Stopped(CheckWorld):
         self.status = self.run_command(sdk / "bin/ztmake", "-q").returncode
         self.assertNotEqual(self.status, 0)
 
+    def test_empty_key(self):
+        self.write("keys/firmware.key", "")
+        self.expect_stop("key", "The key file keys/firmware.key is empty", "KeyFile=")
+
+    def test_translations_that_are_no_xml(self):
+        self.write("translations/de.ts", "<TS>\n<context")
+        self.expect_stop("translation", "translations/de.ts:2:", "<Language>de")
+
+    def test_language_without_a_name(self):
+        self.edit("<Language>de<", "<Language><")
+        self.expect_stop("translation", "The Language is empty", "<Language>")
+
+    def test_language_that_is_a_path(self):
+        self.write("translations/a/b.ts", self.read("translations/de.ts"))
+        self.edit("<Language>de<", "<Language>a/b<")
+        self.expect_stop("translation", "A language is called like de", "<Language>a/b")
+
+    def test_language_beside_the_others(self):
+        self.edit("<Language>de<", "<Language>../de<")
+        shutil.copy(self.dir / "translations/de.ts", self.dir)
+        self.assertEqual(self.findings(), [])
+        self.assertEqual(self.make(), 0)
+
+    def test_file_in_place_of_the_output_directory(self):
+        self.write("firmware", "x")
+        self.expect_stop("output", "^firmware is in the way", "<Project")
+
     # Cures
 
     def cure_of(self, *arguments):

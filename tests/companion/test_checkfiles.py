@@ -71,6 +71,12 @@ class FileTraps(CheckWorld):
                                   ("merge", "The merge holds firmwa")])
         self.assertEqual(self.make(), 0)
 
+    def test_objects_that_go_into_a_merge(self):
+        self.edit("<Project ", '<Project ObjectDirectory="." ')
+        self.expect("merge", "puts its objects into the merge, .*: ./root/.*box.lui$", "<Merge")
+        self.assertEqual(self.make(), 0)
+        self.assertIn("box.lui", self.tool("ztinspect", *self.firmware()))
+
     def test_merge_that_holds_a_repository_and_a_project(self):
         self.write("root/lib/.git/HEAD", "x")
         self.write("root/lib/other.ztp", "x")

@@ -24,7 +24,7 @@ class Headers(CheckWorld):
         """A header, taken in by way of another, and a build with it."""
         self.write("include/a.lh", '#include "b.lh"\n')
         self.write("include/b.lh", "#define LIMIT 1\n")
-        self.write(MODULE, '#include "a.lh"\nreturn { text = function() return LIMIT end }\n')
+        self.write(MODULE, '#include "a.lh"\n#include "b.lh"\nreturn { text = function() return LIMIT end }\n')
         self.edit('SimplifyWhitespace="true"/>',
                   'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
         self.assertEqual(self.make(), 0)
@@ -45,11 +45,36 @@ class Headers(CheckWorld):
         self.header()
         self.write(MODULE, "--[[\n#include \"old.lh\"\n]]\n" + self.read(MODULE))
         self.write("include/a.lh", 'local s = [[\n#include "x.lh"\n]]\n#include "c.lh" -- all\n')
-        self.expect("include", "There is no header c.lh in .*/usr/include, include$", "#include",
+        self.expect("include", "There is no header c.lh in .*/usr/include, include, root$", "#include",
                     "error", "include/a.lh")
         self.assertEqual(self.make("--all"), 1)
         self.edit("a.lh", "d.lh", MODULE)
         self.expect("include", "There is no header d.lh in", "#include", "error", MODULE)
+
+    def test_header_in_the_merged_directory(self):
+        self.header()
+        self.write("root/usr/lib/c.lh", "")
+        self.write("root/d.lh", "#define DEPTH 1\n")
+        self.write(MODULE, '#include "usr/lib/c.lh"\n#include "d.lh"\nreturn DEPTH\n')
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.findings(), [])
+        self.time("root/d.lh", 100)
+        self.expect("header", "root/d.lh is newer", "#include", "warning", MODULE)
+
+    def test_header_below_the_merged_directory(self):
+        self.write("root/usr/lib/lua/box/c.lh", "")
+        self.write(MODULE, '#include "c.lh"\n')
+        self.expect("include", "There is no header c.lh", "#include", "error", MODULE)
+        self.assertEqual(self.make(), 1)
+
+    def test_directory_of_headers_that_the_build_makes(self):
+        self.write("box.mtdef", "0x0100 LIMIT u8\n")
+        self.write(MODULE, '#include "mtd16.lh"\nreturn MTD16_LIMIT\n')
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
+        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
+        self.assertEqual(self.findings(), [])
+        self.assertEqual(self.make(), 0)
 
     def test_header_that_is_perhaps_not_needed(self):
         self.header()
@@ -122,7 +147,7 @@ class Replaced(CheckWorld):
 
     def test_header_perhaps_replaced_by_an_older_one(self):
         self.replace("include/a.lh", "1", "2")
-        self.expect("replaced-source", "Changed or renamed .* sources: 1$", "#define", "note",
+        self.expect("replaced-source", "Perhaps replaced .* sources: 1$", "#define", "note",
                     "include/a.lh")
         self.assertEqual(self.make(), 0)
 
@@ -164,7 +189,7 @@ class Replaced(CheckWorld):
         shutil.rmtree(self.dir / "include")
         (self.dir / "old").rename(self.dir / "include")
         self.time("include/mtd16.lh", 0)
-        self.expect("replaced-source", "Changed or renamed", "#define", "note", "include/a.lh")
+        self.expect("replaced-source", "Perhaps replaced", "#define", "note", "include/a.lh")
         self.assertEqual(self.make(), 0)
 
     def test_link_turned_to_another_directory(self):
