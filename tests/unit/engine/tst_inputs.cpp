@@ -33,6 +33,31 @@ private slots:
         QVERIFY(!inputs.contains(FileStatus::of(path(u"missing"_s))));
     }
 
+    void inputsOfEachKind()
+    {
+        m_spec.setSdk(path(u"sdk"_s));
+        m_spec.refreshSdkCache();
+        m_spec.keyFile = u"key"_s;
+        m_spec.mtd16 = {1};
+        m_spec.mtd16Source = path(u"definitions"_s);
+        m_spec.targets.append({u"T1"_s, {}, {}, -1});
+        merge(u"file"_s);
+        const QStringList files{u"sdk/kernel/base.romfs"_s,
+                                u"sdk/kernel/install.romfs"_s,
+                                u"sdk/kernel/T1-kernel.bin"_s,
+                                u"sdk/kernel/T1-boot.bin"_s,
+                                u"definitions"_s,
+                                u"key"_s,
+                                u"file"_s};
+        for (const QString &file : files)
+            QVERIFY(TestFiles::write(path(file)));
+        const Inputs inputs(m_spec);
+        for (const QString &file : files)
+            QVERIFY2(inputs.contains(FileStatus::of(path(file))), qPrintable(file));
+        m_spec.mtd16 = {0};
+        QVERIFY(!Inputs(m_spec).contains(FileStatus::of(path(u"definitions"_s))));
+    }
+
     // What was an input when the inputs were looked at may have become something else.
     void fileThatIsNoLongerAnInput()
     {
@@ -71,11 +96,7 @@ private slots:
         for (const QString &name : {u"root/a.lua"_s, u"root/a.txt"_s, u"obj/root/a.lua"_s})
             QVERIFY(TestFiles::write(path(name)));
         QVERIFY(QFile::link(u"../root/a.lua"_s, path(u"obj/link.luo"_s)));
-        MergeSpec merge;
-        merge.source = source;
-        FilesystemSpec filesystem;
-        filesystem.merges.append(merge);
-        m_spec.filesystems.append(filesystem);
+        merge(source);
         m_spec.objectDirectory = objects;
         QCOMPARE(Inputs(m_spec).isLuaSource(path(file)), isSource);
     }
@@ -83,6 +104,12 @@ private slots:
 private:
     QString path(const QString &name) const { return m_world->filePath(name); }
     QString texts() const { return m_spec.tsFilePath(u"de.ts"_s); }
+    void merge(const QString &source)
+    {
+        FilesystemSpec filesystem;
+        filesystem.merges.append({MergeSpec::Type::Directory, source, {}, {}});
+        m_spec.filesystems.append(filesystem);
+    }
 
     std::unique_ptr<QTemporaryDir> m_world;
     ProjectSpec m_spec;
