@@ -309,7 +309,7 @@ The same build, as a project, as a ninja file and as a Makefile: every Lua file 
 compiled, everything is packed and linked, by tools that do nothing. ztmake runs one tool at a time
 unless `ZTMAKE_JOBS` says otherwise, and packs and links on every build, so with nothing to do it
 still starts two tools and writes the argument file of the first. The floors are plain C: `walk`
-lists the folders and asks for three times a Lua file, `spawn` starts the commands of a full build
+lists the folders and stats three files for each Lua file; `spawn` starts the commands of a full build
 with `posix_spawn`.
 
 Ratios are medians over paired runs of whole processes; below 1, ztmake is faster.

@@ -1,5 +1,5 @@
-/* The floor of a no-op build: walks a source tree and asks for three times a Lua file, those of the
- * source, the preprocessed and the compiled file. Usage: walk SOURCE OBJECTS */
+/* The floor of a no-op build: walks a source tree and stats the source, the preprocessed and the
+ * compiled file of each Lua file. Usage: walk SOURCE OBJECTS */
 #include <dirent.h>
 #include <stdio.h>
 #include <string.h>

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-/// What the command line asks for.
+/// What the command line says.
 struct Options
 {
     Project::Operation operation = Project::Operation::Build; ///< the last one named wins
@@ -14,7 +14,7 @@ struct Options
 };
 
 /// Reads the command line; options and the project file may be mixed in any order.
-/// @return nothing when the usage text is due; an unknown option has been complained about then
+/// @return nothing when the usage text is due, after a message if an option is unknown
 std::optional<Options> parseOptions(int argc, char *argv[]);
 
 /// Prints the usage text.

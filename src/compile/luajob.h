@@ -7,7 +7,7 @@
 class Project;
 class ProjectMake;
 
-/// A file, and what it was like when the walk came by.
+/// A file and its status when the walk reached it.
 struct SeenFile
 {
     QString path;

@@ -74,7 +74,7 @@ bool ProjectMake::doCompile(const QString &relativePath)
 
 bool ProjectMake::enterDirectory(const QString &relativePath, const FileId &id)
 {
-    // A link that leads back to where the walk is already would be followed for ever.
+    // A link that leads back to where the walk is already would be followed forever.
     if (std::find(m_walked.begin(), m_walked.end(), id) != m_walked.end())
         return true;
     m_walked.push_back(id);
@@ -94,7 +94,7 @@ bool ProjectMake::compileDirectory(const QString &relativePath)
     DirectoryListing listing = sources.luaFilesAndDirectories();
     if (listing.error != 0 && FileStatus::afterError(listing.error).isUnknown())
         return raiseUnreadable(sources.path());
-    // One that is gone meanwhile, or that the user must not read, counts as empty.
+    // One that is gone by now, or that the user may not read, counts as empty.
     if (listing.error != 0 && relativePath.isEmpty()) {
         if (!m_project->jobs().finish())
             return false;

@@ -102,7 +102,7 @@ private:
     bool makeMissingDirectory(Directory *directory);
     bool raiseUnreadable(const QString &path);
 
-    /// Sees to it that the object of a source is made when it is out of date.
+    /// Makes the object of a source if it is out of date.
     /// @return its path; nothing with the reason in `errorString` or in the project's error text
     std::optional<QString> makeObject(const File &source, const Destination &destination,
                                       const QString &relativePath);

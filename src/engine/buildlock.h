@@ -5,7 +5,7 @@
 #include <functional>
 #include <utility>
 
-/// The claim of one operation on an object directory, which no other operation can have meanwhile.
+/// One operation's claim on an object directory. No other operation can have it at the same time.
 ///
 /// It is an flock() on the directory itself, so it ends with its owner, however that ends, and
 /// leaves no file. The programs that the owner starts inherit it: one that outlives the owner keeps

@@ -28,10 +28,10 @@ struct OutputStreams
 };
 
 /// A program that this process starts and waits for. It shares the environment, the standard input
-/// and, unless others are named, the output streams. An interruption meanwhile is passed on to it,
+/// and, unless others are named, the output streams. An interruption is passed on to it,
 /// see Interruption.
 ///
-/// It has to be waited for before this object goes.
+/// wait() must be called before this object is destroyed.
 class ChildProcess
 {
 public:

@@ -17,7 +17,7 @@ struct Command
 
 enum class OutputStream { Output, Error };
 
-/// What came of a command.
+/// How a command ended.
 struct CommandResult
 {
     enum class Outcome {
@@ -43,7 +43,7 @@ QString errorText(const Command &command, const CommandResult &result);
 /// @return the line that shows a command as it is run, with its first 20 arguments
 QString echoLine(const Command &command);
 
-/// Is told what becomes of a command that runs beside others.
+/// Hears of a command that runs beside others.
 class CommandListener
 {
 public:
@@ -53,7 +53,7 @@ public:
     virtual void message(const QString &text) = 0;
     /// What the command printed, piece by piece.
     virtual void output(OutputStream stream, QByteArrayView text) = 0;
-    /// Comes last.
+    /// Called last.
     virtual void ended(const CommandResult &result) = 0;
 };
 
@@ -66,11 +66,11 @@ public:
     /// Runs @p command to its end; it prints to this process's own streams.
     virtual CommandResult run(const Command &command) = 0;
 
-    /// Runs @p command beside others; wait() has to be called until it has ended. A runner for
-    /// which this is not defined runs one after the other.
+    /// Runs @p command beside others; wait() must be called until it has ended. A runner that does
+    /// not override this runs commands one after the other.
     virtual void start(const Command &command, CommandListener *listener);
 
-    /// Tells the listeners what has become of their commands.
+    /// Tells the listeners what their commands have done.
     /// @param blocks  waits until there is something to tell
     virtual void wait(bool blocks);
 

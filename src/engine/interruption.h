@@ -11,7 +11,7 @@
 /// a second counts as the first one.
 namespace Interruption {
 
-/// Begins to take note, of those signals that are not ignored; before, a signal ends the program.
+/// Begins to watch for those signals that are not ignored; until then a signal ends the program.
 /// SIGPIPE and SIGXFSZ no longer end it either: the write fails.
 void watch();
 

@@ -23,11 +23,11 @@ public:
     /// was made.
     virtual void outputsChanged() {}
 
-    /// @param command  receives the next one; none: the job has come to its end
+    /// @param command  receives the next one; none: the job is done
     /// @return false with the project's error text set
     virtual bool next(std::optional<Command> *command) = 0;
 
-    /// Says what has become of a command, of one that failed, too.
+    /// Says how a command ended, also when it failed.
     virtual void ended(const CommandResult &result) = 0;
 
     /// Called once, when no more commands are to come.

@@ -40,7 +40,7 @@ struct JobQueue::Printed
     QByteArray text;
 };
 
-/// A job and what is to be shown of it.
+/// A job, and the output that is still to be shown.
 struct JobQueue::Entry final : CommandListener
 {
     Entry(JobQueue *jobQueue, std::unique_ptr<Job> addedJob)
@@ -160,7 +160,7 @@ void JobQueue::runAll()
         runSome(true);
 }
 
-/// Starts what there is a place for.
+/// Starts what there is room for.
 /// @param blocks  waits until something happens
 void JobQueue::runSome(bool blocks)
 {
@@ -223,7 +223,7 @@ void JobQueue::end(Entry *entry)
     show();
 }
 
-/// Shows what is in turn, of a job that is running, too.
+/// Shows the output whose turn it is, also of a job that is still running.
 void JobQueue::show()
 {
     while (!m_entries.empty()) {

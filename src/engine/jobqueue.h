@@ -9,9 +9,8 @@
 
 class Project;
 
-/// Runs jobs, several at a time, with the result and the messages that they have one after the
-/// other: what their commands print is shown in the order of the jobs, and of the failures the
-/// first one in that order is told.
+/// Runs jobs, several at a time, with the same result and messages as one after the other: output
+/// is shown in the order of the jobs, and of several failures the first in that order is reported.
 ///
 /// With a limit of one, each job has ended when add() returns, and its commands print to this
 /// process's own streams.
@@ -29,16 +28,16 @@ public:
     void setLimit(int limit);
     bool runsSeveral() const { return m_limit > 1; }
 
-    /// Begins a job as soon as there is a place for it. One that writes what another one writes
-    /// waits for that.
+    /// Begins a job as soon as there is room for it. One that writes what another one writes waits
+    /// for that.
     /// @return false when a job has failed. With a limit of one the error text is set and the
-    /// failure done with; otherwise finish() tells it.
+    /// failure is dealt with; otherwise finish() reports it.
     bool add(std::unique_ptr<Job> job);
 
     /// Waits until no job is going to write to a file in @p directory.
     void awaitOutputsIn(const QString &directory);
 
-    /// Waits for the end of all jobs. After a failure no command is started any more.
+    /// Waits for the end of all jobs. No command is started after a failure.
     /// @return false with the error text of the first failure set
     bool finish();
 

@@ -19,8 +19,8 @@ struct OutputChain
     QStringList outputs = {};          ///< kept by the OutputGuard
 };
 
-/// Sees to it that no later build mistakes half an output, or one of an input that was edited while
-/// it was made, for current.
+/// Makes sure that no later build takes an output for up to date that is half-written, or whose
+/// input was edited while it was made.
 ///
 /// Outputs of a failed step are removed. A build that is killed leaves an UnfinishedNote for the
 /// next one. Outputs of an input that has changed get a time stamp older than its own.
@@ -55,11 +55,10 @@ public:
     /// To be called before @p outputs are written.
     /// @return false with the reason in @p error; then nothing may be written
     bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
-    /// To be called when those outputs are whole. Unless the input was edited meanwhile, that is
-    /// all for them; otherwise their times are set back at the end of the chain, so that its later
-    /// steps still see them as new.
+    /// To be called when those outputs are complete. If the input was edited meanwhile, their times
+    /// are set back, but only at the end of the chain, so that its later steps see them as new.
     void finish(OutputChain *chain);
-    /// To be called when those outputs did not become whole.
+    /// To be called when those outputs could not be made.
     void fail(OutputChain *chain, const QStringList &outputs);
     /// To be called at the end of every chain.
     /// @return false with the reason in @p error when a note outside the object directory stays,
@@ -72,7 +71,7 @@ public:
     /// @return whether notes are left for what a failed tool may have left behind, which may still
     /// write
     bool isWaryOfOrphans() const { return !m_failed.isEmpty(); }
-    /// Removes those, when it has left nothing behind.
+    /// Removes those notes, if it has left nothing behind.
     void forgetOrphans();
 
 private:

@@ -3,7 +3,7 @@
 #include <QString>
 
 /// @return how many processors this process may use at a time: those that it may run on, or fewer
-/// when the control groups that it is in have a smaller quota of processor time; at least 1
+/// if its control groups have a smaller quota of processor time; at least 1
 int availableProcessors();
 
 /// @param groupRoot  where the control groups are mounted

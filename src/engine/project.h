@@ -58,10 +58,10 @@ public:
         m_outputGuard.setProjectFileStatus(status);
     }
 
-    /// Puts out one progress or warning line.
+    /// Prints one progress or warning line.
     virtual void msg(const QString &text) = 0;
 
-    /// Puts out what a tool has printed to a stream that this process reads. Here: as it is.
+    /// Prints the output of a tool to one of this process's streams. Here: as it is.
     /// @return 0, or the errno when something is lost
     virtual int showOutput(OutputStream stream, QByteArrayView text);
 
@@ -69,7 +69,7 @@ public:
     /// @param line  empty: no job is running
     virtual void showProgress(const QString &line) { Q_UNUSED(line) }
 
-    /// Told of every output before it is made, for those who want to know why.
+    /// Called for every output before it is made.
     /// @param input  what it is made from; may be empty
     virtual void making(const QString & /*output*/, const QString & /*input*/, Staleness /*why*/) {}
 
@@ -110,9 +110,9 @@ public:
     /// The same for outputs that no command writes: to be called before they are written.
     /// @return false with the error text set; then nothing may be written
     bool beginOutputs(OutputChain *chain, const QStringList &outputs);
-    /// To be called when the command has ended that was to write those.
+    /// To be called when the command that writes those has ended.
     void outputsEnded(OutputChain *chain, const QStringList &outputs, const CommandResult &result);
-    /// To be called when those did not become whole.
+    /// To be called when those could not be made.
     void failOutputs(OutputChain *chain, const QStringList &outputs);
 
     /// To be called at the end of every chain.

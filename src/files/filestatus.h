@@ -47,8 +47,8 @@ class FileStatus
 public:
     FileStatus() = default;
 
-    /// Stats @p path. One that leads nowhere, or where the user must not go, does not exist; after
-    /// any other failure the status is unknown.
+    /// Stats @p path. One that leads nowhere, or where the user has no access, does not exist;
+    /// after any other failure the status is unknown.
     static FileStatus of(const QString &path);
 
     /// Stats @p name, in the file system's encoding, as seen from the open directory

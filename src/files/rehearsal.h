@@ -4,9 +4,9 @@
 
 #include <optional>
 
-/// A rehearsal of an operation leaves the disk as it is: what this folder changes on the disk is
-/// only remembered, and FileStatus and Directory show files as if it had been done. At most one in
-/// a process; no build is one.
+/// A rehearsal of an operation leaves the disk as it is: changes by this folder are only
+/// remembered, and FileStatus and Directory show files as if they had been made. There is at most
+/// one in a process, and never in a real build.
 namespace Rehearsal {
 
 /// Begins one, and forgets what an earlier one has remembered.

@@ -3,7 +3,7 @@
 #include <QFile>
 
 /// A file that ends at an element with more than 10,000 attributes: Qt's readers compare each one
-/// with all others, so such an element could keep them busy for ever.
+/// with all others, so such an element could keep them busy forever.
 class BoundedFile : public QFile
 {
 public:

@@ -75,6 +75,7 @@ class World(RandomProject):
                 "HOME": self.path("home"), "ZTTEST_PLAN": self.plan,
                 "GCOV_ERROR_FILE": "/dev/null",
                 "ZTMAKE_JOBS": self.jobs,
+                "ZTMAKE_MUTANT": os.environ.get("ZTMAKE_MUTANT", ""),  # scripts/mutate
                 "ZTMAKE_SYNC": "0",  # the disk is powerloss.py's subject
                 **dict(extra)}
 

@@ -22,9 +22,9 @@ extern const QList<Step> steps;
 /// The signals that end a build, and their numbers.
 extern const QList<std::pair<const char *, int>> interruptions;
 
-/// The files of writeProject() that are no sources, and none of which is left half written.
+/// The files of writeProject() other than the sources. None of them may be left half-written.
 QByteArray outputs(const World &world);
-/// What is there before a step, or (@p after) behind it.
+/// The outputs before a step or, with @p after, after it.
 QByteArray outputsOf(qsizetype step, bool after);
 QByteArrayList namesUpTo(qsizetype step);
 /// What a stand-in does in one of its calls.

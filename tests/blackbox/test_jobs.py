@@ -85,7 +85,8 @@ class Jobs(unittest.TestCase):
     def start(self, jobs="2", arguments=("-q",), **options):
         environment = {"PATH": "/usr/bin:/bin", "HOME": self.root, "LC_ALL": "C.UTF-8",
                        "TERM": "xterm", "ZTMAKE_JOBS": jobs, "ZTMAKE_SYNC": "0",
-                       "GCOV_ERROR_FILE": "/dev/null"}
+                       "GCOV_ERROR_FILE": "/dev/null",
+                       "ZTMAKE_MUTANT": os.environ.get("ZTMAKE_MUTANT", "")}  # scripts/mutate
         environment.update(options.pop("environment", {}))
         options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
         return subprocess.Popen([self.path("sdk/bin/ztmake"), *arguments, "box.ztp"],

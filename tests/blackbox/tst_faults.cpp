@@ -61,10 +61,10 @@ private slots:
         const auto whatIsWrong = [&](const FaultyRun &run) -> QByteArray {
             const bool isFailure = run.result.status == 1;
             if (run.count < 0 || (!isFailure && run.result.status != 0))
-                return "this is no proper end";
+                return "it does not end properly";
             if (isFailure)
-                return run.hasGoodMessage() ? "" : "this is no good message";
-            // A folder that the user must not read is left out without a word.
+                return run.hasGoodMessage() ? "" : "its message is not a good one";
+            // A folder that the user may not read is left out without a message.
             if (error == "EACCES" && isSourceFolder(run.description))
                 return {};
             return project.wrongOutputs(kind == "unlink" ? mayRemain : FaultyProject::nothing);
@@ -82,10 +82,12 @@ private slots:
         SAME(project.failEveryCall("write", "SHORT",
                                    [&](const FaultyRun &run) -> QByteArray {
                                        if (run.count < 0)
-                                           return "this is no proper end";
+                                           return "it does not end properly";
                                        if (run.result.status == 0)
                                            return project.wrongOutputs();
-                                       return run.hasGoodMessage() ? "" : "this is no good message";
+                                       return run.hasGoodMessage()
+                                                      ? ""
+                                                      : "its message is not a good one";
                                    }),
              "");
     }

@@ -131,7 +131,7 @@ private slots:
         QCOMPARE(result.calls[2].arguments.first(), letters == "-vv " ? QByteArray("-v") : "-x");
     }
 
-    // Which mistakes there are is the matter of the reader's own tests.
+    // The reader's own tests cover the kinds of mistakes.
     void nothingElseIsAccepted_data()
     {
         Rows<QByteArray, QByteArray> row; // attributes, children

@@ -96,8 +96,9 @@ private slots:
         row("translations that are off", main + R"(<Translation BaseDir="ü&quot;"/>)",
             ended("true", "tr._translation_base_dir = \"ü\"\"\n", ".", "main.lua"));
         row("translations without a directory", main + R"(<Translation Enabled="1"/>)", plain);
-        row("placeholder in a later place is filled", R"(<Startup File="~~MAIN~~/x"/>)",
-            ended("true", "", "~~MAIN~~/x", "~~MAIN~~/x"));
+        row("placeholders are filled one after the other",
+            R"(<Startup File="/~~MAIN~~/~~TRANSLATION_BASE_DIR_STATEMENT~~~~NILINDEX~~.lua"/>)",
+            ended("true", "", "//~~MAIN~~/~~NILINDEX~~.lua", "/~~MAIN~~/~~NILINDEX~~.lua"));
     }
     void startupScript()
     {

@@ -39,7 +39,7 @@ private slots:
         QCOMPARE(next.err, QByteArray());
         QCOMPARE(next.status, 0);
         SAME(outputs(world), outputsOf(steps.size() - 1, true));
-        // What was finished before is not made again, and nothing but what was not.
+        // What was finished before is not made again; the rest is.
         for (qsizetype i = 1; i < steps.size(); ++i) {
             if (steps[i].isJudgedByTime()) {
                 const bool again = i >= step; // with --all, too: the rest of it is still due

@@ -5,8 +5,8 @@
 
 #include <langinfo.h>
 
-/// Names in Latin-1, which are no valid UTF-8, also under a locale to which they read "grün". Qt
-/// takes names for UTF-8 whatever the locale is.
+/// Names in Latin-1, which are not valid UTF-8, also under a locale in which they read "grün". Qt
+/// takes names for UTF-8 under any locale.
 class TestLatin1 : public QObject
 {
     Q_OBJECT

@@ -131,7 +131,7 @@ private slots:
                                             + ".luo -- root/" + second + ".lua\n");
     }
 
-    // Two of them would be followed for ever: each doubles the ways.
+    // Two of them would be followed forever: each doubles the paths.
     void linkBackToTheWayIsNotFollowed()
     {
         LuaWorld world({});
@@ -263,7 +263,7 @@ private slots:
         SAME(world.tree("project/obj"), "root/\nversion.txt\n");
     }
 
-    // Each file is compiled once for every way to it that does not come by the same folder twice.
+    // Each file is compiled once for every path to it that does not pass the same folder twice.
     void linksToFoldersOnTheWay()
     {
         LuaWorld world({});

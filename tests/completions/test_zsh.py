@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The completion for zsh, asked for with the tab key in a pseudo-terminal."""
+"""The completion for zsh, requested with the tab key in a pseudo-terminal."""
 
 import unittest
 

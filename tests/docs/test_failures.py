@@ -164,7 +164,7 @@ class Failures(ProjectWorld):
         (self.dir / "keys/firmware.key").unlink()
         self.fail_with(["ztlink: keys/firmware.key: No such file or directory",
                         "[ztmake] Command exited with status 1"],
-                       "A key file, a kernel or a source that is missing is noticed only now.")
+                       "A missing key file, kernel or source is noticed only now.")
 
     def test_clear_obsolete_without_translations(self):
         shutil.rmtree(self.dir / "translations")

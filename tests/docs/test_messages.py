@@ -23,9 +23,9 @@ OTHERS = {
 
 # What is said between the entries.
 REMARKS = {
-    "These texts stand in the program, but no project file brings them up.",
-    "The others say what is wrong in a file of the first generation.  All that is shown is "
-    "This is not a ZeltaManager project file.",
+    "These texts are in the program, but no project file makes it show them.",
+    "The others say what is wrong in a file of the first generation, but only "
+    "This is not a ZeltaManager project file. is shown.",
 }
 
 

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 /// What the environment variable ZTMAKE_MUTANT says: the number of the one edit that is on, or the
-/// path of a file of 65,536 bytes in which those are marked that the program came by.
+/// path of a file of 131,072 bytes in which those are marked that the program came by.
 class Mutants
 {
 public:
@@ -31,7 +31,7 @@ private:
         const char *setting = std::getenv("ZTMAKE_MUTANT");
         if (setting && *setting == '/') {
             const int file = open(setting, O_RDWR | O_CLOEXEC);
-            void *memory = mmap(nullptr, 65'536, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+            void *memory = mmap(nullptr, 131'072, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
             m_reached = memory == MAP_FAILED ? nullptr : static_cast<unsigned char *>(memory);
             close(file);
         } else if (setting) {

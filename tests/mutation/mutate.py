@@ -4,9 +4,12 @@ tells which of them the tests notice. See scripts/mutate and docs/testing.md."""
 import argparse
 import collections
 import concurrent.futures
+import functools
+import hashlib
 import json
 import os
 import pathlib
+import pickle
 import re
 import shlex
 import shutil
@@ -19,43 +22,46 @@ import operators
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRATCH = ROOT / "build/mutants"
-SUITES = ["unit", "blackbox"]  # in the order in which they are asked
-MARKS = 65536
+SUITES = ["unit", "blackbox", "fuzz"]
+MARKS = 131072
 
 
 class Survivors:
-    """The edits that no test can notice, each with its reason, in survivors.txt: the file, the
-    function, the old text and the new one, a reason, and an empty line."""
+    """The edits that no test can notice, in survivors.txt: a reason, the edits that it holds for
+    (as they are printed, but without the number of their line), and an empty line."""
 
     def __init__(self, path):
         self.reasons = {}
         for block in path.read_text().split("\n\n"):
             lines = [line for line in block.splitlines() if not line.startswith("#")]
-            if lines:
-                file, function, old, new, *reason = lines
-                self.reasons[file, function, old, new] = " ".join(reason)
+            self.reasons |= {edit: lines[0] for edit in lines[1:]}
 
     def reason(self, edit):
         return self.reasons.get(edit.key(), "")
 
     def table(self):
         """The table of docs/testing.md."""
-        rows = ["| Where | Edit | Reason |", "|---|---|---|"]
-        for (file, function, old, new), reason in self.reasons.items():
-            change = f"`{old}` becomes `{new}`" if new else f"`{old}` left out"
-            rows.append(f"| `{function}()`, {file} | {change} | {reason} |".replace("||", "\\|\\|"))
+        files = collections.defaultdict(collections.Counter)
+        for edit, reason in self.reasons.items():
+            files[reason][edit.split(" ")[0].removeprefix("src/")] += 1
+        rows = ["| Reason | Edits | Where, below src |", "|---|---|---|"]
+        rows += [f"| {reason} | {counts.total()} | {', '.join(counts)} |"
+                 for reason, counts in files.items()]
         return "\n".join(rows)
 
 
 class Test:
-    """A test program, with the edits that it comes by and the seconds that it takes."""
+    """A function of a test program, or a script, with the edits that it reaches and the seconds
+    that it takes."""
 
-    def __init__(self, name, program, environment):
+    def __init__(self, name, code, command, environment):
         self.name = name
-        self.program = program
+        self.command = command
         self.environment = environment
         self.reached = set()
         self.seconds = 0
+        # What an edit has survived need not be asked again before the test is another one.
+        self.identity = f"{name} {digest(code)}"
 
     def passes(self, mutant, seconds):
         """Runs the test where it can signal and leave behind what it likes."""
@@ -63,8 +69,11 @@ class Test:
             os.chmod(directory, 0o755)
             environment = {**os.environ, **self.environment, "ZTMAKE_MUTANT": str(mutant),
                            "TMPDIR": directory, "HOME": directory}
-            command = ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc",
-                       str(self.program)]
+            # A background job of a script ignores some signals. The first process of a namespace,
+            # here the shell, is not ended by signals of its own.
+            command = ["setpriv", "--pdeathsig", "KILL", "env", "--default-signal", "unshare",
+                       "--pid", "--fork", "--kill-child", "--mount-proc", "sh", "-c",
+                       '"$@"; exit $?', "sh", *self.command]
             try:
                 return subprocess.run(command, env=environment, cwd=directory, timeout=seconds,
                                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
@@ -72,19 +81,19 @@ class Test:
             except subprocess.TimeoutExpired:
                 return False
 
-    def look(self):
-        """Runs the test with no edit on, and notes which it comes by."""
+    def look(self, seconds):
+        """Runs the test with no edit on, and notes which it reaches. None: it took too long."""
         with tempfile.NamedTemporaryFile(prefix="marks-") as marks:
             marks.truncate(MARKS)
             os.chmod(marks.name, 0o666)
             start = time.monotonic()
-            ok = self.passes(marks.name, 1800)
+            ok = self.passes(marks.name, seconds)
             self.seconds = time.monotonic() - start
             self.reached = {number for number, mark in enumerate(marks.read(MARKS)) if mark}
-        return ok
+        return None if self.seconds >= seconds else ok
 
     def notices(self, number):
-        return not self.passes(number, 20 + 5 * self.seconds)
+        return not self.passes(number, 15 + 5 * self.seconds)
 
 
 class Tree:
@@ -96,9 +105,10 @@ class Tree:
         self.invalid = SCRATCH / "invalid"  # the keys of edits that do not compile
         files = subprocess.run(["git", "ls-files", "-coz", "--exclude-standard"], cwd=ROOT,
                                check=True, capture_output=True, text=True).stdout.split("\0")
+        edited = operators.edited_files(ROOT)
         for file in filter(None, files):
-            is_edited = operators.is_edited(file) and (self.source / file).exists()
-            if (ROOT / file).is_file() and not is_edited:
+            has_edits = file in edited and (self.source / file).exists()
+            if (ROOT / file).is_file() and not has_edits:
                 write(self.source / file, (ROOT / file).read_bytes(), ROOT / file)
         options = ["-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS=-O0 -g0",
                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
@@ -115,13 +125,13 @@ class Tree:
         dictionary by their numbers."""
         known = set(self.invalid.read_text().split("\n")) if self.invalid.exists() else set()
         compiling = {number: edit for number, edit in edits.items()
-                     if json.dumps(edit.key()) not in known}
+                     if edit.key() not in known}
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             groups = pool.map(lambda file: self.apply_to(
                 file, {n: edit for n, edit in compiling.items() if edit.file == file}),
                 operators.edited_files(ROOT))
             valid = {number: edit for group in groups for number, edit in group.items()}
-        bad = {json.dumps(edit.key()) for number, edit in edits.items() if number not in valid}
+        bad = {edit.key() for number, edit in edits.items() if number not in valid}
         self.invalid.write_text("\n".join(sorted(known | bad)))
         return valid
 
@@ -160,16 +170,26 @@ class Tree:
                 sys.exit(f"{file} does not compile:\n{check.stderr}")
             edits = {number: edit for number, edit in edits.items() if number not in wrong}
 
-    def tests(self):
+    def tests(self, jobs):
         """Builds all tests."""
-        run(["ninja", "-C", self.build, *(f"tests/{suite}/all" for suite in SUITES)])
+        run(["ninja", f"-j{jobs}", "-C", self.build, "ztproject",
+             *(f"tests/{suite}/all" for suite in SUITES)])
         listing = json.loads(run(["ctest", "--test-dir", self.build, "--show-only=json-v1"]))
         for test in listing["tests"]:
-            program = pathlib.Path(test["command"][0])
+            command = test["command"]
             properties = {entry["name"]: entry["value"] for entry in test["properties"]}
-            if program.is_relative_to(self.build):
-                words = properties.get("ENVIRONMENT", [])
-                yield Test(test["name"], program, dict(word.split("=", 1) for word in words))
+            words = properties.get("ENVIRONMENT", [])
+            environment = dict(word.split("=", 1) for word in words)
+            program = pathlib.Path(command[0])
+            if len(command) == 1:  # a Qt Test program
+                for line in run([program, "-functions"]).splitlines():
+                    function = line.removesuffix("()")
+                    yield Test(f"{test['name']} {function}", program,
+                               [str(program), "-nocrashhandler", function], environment)
+            else:
+                script = pathlib.Path(command[1])
+                code = program if program.is_relative_to(self.build) else script
+                yield Test(test["name"], code, command, environment)
 
 
 def culprits(line, column):
@@ -195,6 +215,11 @@ def write(path, content, like=None):
         path.chmod(like.stat().st_mode)
 
 
+@functools.cache
+def digest(path):
+    return hashlib.sha1(path.read_bytes()).hexdigest()
+
+
 def run(command):
     result = subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL,
                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
@@ -203,28 +228,96 @@ def run(command):
     return result.stdout
 
 
-def judge_all(edits, tests, jobs):
-    """What noticed each edit: a test's name, or None."""
-    found = collections.defaultdict(list)  # by file, the tests that noticed edits of it, last first
+def look_at_all(tests, build, jobs, seconds):
+    """Returns the tests that can be asked. What they reach is kept for the next run of the same
+    build."""
+    path = SCRATCH / "looks"
+    looks = pickle.loads(path.read_bytes()) if path.exists() else {}
 
-    def likeliness(edit, test):
-        noticed = found[edit.file]
-        namesake = test.name == f"unit_tst_{pathlib.Path(edit.file).stem}"
-        return (not namesake, noticed.index(test) if test in noticed[:3] else 3, test.seconds)
+    def look(test):
+        key = test.identity, build
+        if key not in looks:
+            ok = test.look(seconds)
+            looks[key] = ok, test.reached, test.seconds
+        ok, test.reached, test.seconds = looks[key]
+        return ok
+
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        results = list(pool.map(look, tests))
+    path.write_bytes(pickle.dumps({(test.identity, build): looks[test.identity, build]
+                                   for test in tests}))
+    for result, reason in ((False, "they fail with no edit on"), (None, "they take too long")):
+        names = [test.name for test, ok in zip(tests, results) if ok is result]
+        if names:
+            print(f"left out, as {reason}: {', '.join(names)}", flush=True)
+    return [test for test, ok in zip(tests, results) if ok]
+
+
+class Outcomes:
+    """What was found out, in build/mutants/outcomes, so that a later run need not ask again: for
+    each edit in a source as it is now the test that noticed it, or those that did not."""
+
+    def __init__(self):
+        self.path = SCRATCH / "outcomes"
+        lines = self.path.read_text().splitlines() if self.path.exists() else []
+        self.known = dict(map(json.loads, lines))
+
+    @staticmethod
+    def key(number, edit):
+        """Comments may change, so neither they nor the line count."""
+        source = re.sub(r"\s*//.*|\s+", "", (ROOT / edit.file).read_text())
+        return f"{hashlib.sha1(source.encode()).hexdigest()} {number % 1000} {edit.old}"
+
+    def of(self, number, edit):
+        return self.known.get(self.key(number, edit), {"noticed": None, "survived": []})
+
+    def add(self, number, edit, noticed, survived):
+        outcome = self.key(number, edit), {"noticed": noticed, "survived": survived}
+        with open(self.path, "a") as file:
+            file.write(json.dumps(outcome) + "\n")
+
+
+def judge_all(edits, tests, outcomes, jobs, seconds):
+    """What noticed each edit: a test's name, or None."""
+    found = collections.defaultdict(set)  # the tests that noticed edits of a file or function
+
+    def cost(edit, test):
+        """The seconds that a test takes, less for one that is likely to notice the edit."""
+        if test.name in found[edit.file, edit.function]:
+            return test.seconds / 30
+        return test.seconds / 5 if test.name in found[edit.file] else test.seconds
+
+    def noticed(edit, name):
+        found[edit.file].add(name)
+        found[edit.file, edit.function].add(name)
+        return edit, name
 
     def judge(item):
         number, edit = item
+        before = outcomes.of(number, edit)
+        if before["noticed"]:
+            return edit, before["noticed"]
         reaching = [test for test in tests if number in test.reached]
-        for test in sorted(reaching, key=lambda test: likeliness(edit, test)):
+        survived = [test.identity for test in reaching if test.identity in before["survived"]]
+        left = seconds
+        for test in sorted(reaching, key=lambda test: cost(edit, test)):
+            if test.identity in survived or test.seconds > left:
+                continue
+            left -= test.seconds
             if test.notices(number):
-                found[edit.file] = [test] + [other for other in found[edit.file] if other != test]
                 print(f"noticed  {edit} by {test.name}", flush=True)
-                return edit, test.name
-        print(f"SURVIVED {edit} in {len(reaching)} tests", flush=True)
+                outcomes.add(number, edit, test.name, [])
+                return noticed(edit, test.name)
+            survived.append(test.identity)
+        print(f"SURVIVED {edit} in {len(survived)} of {len(reaching)} tests", flush=True)
+        outcomes.add(number, edit, None, survived)
         return edit, None
 
+    for number, edit in edits.items():
+        if before := outcomes.of(number, edit)["noticed"]:
+            noticed(edit, before)
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-        return dict(pool.map(judge, edits.items()))
+        return list(pool.map(judge, edits.items()))
 
 
 def main():
@@ -234,6 +327,9 @@ def main():
     parser.add_argument("--table", action="store_true",
                         help="only print the survivors as a table for docs/testing.md")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="tests run at a time")
+    parser.add_argument("--seconds", type=float, default=60,
+                        help="how long the tests asked about one edit may take together, with no "
+                             "edit on; those that take longest are left out")
     arguments = parser.parse_args()
 
     survivors = Survivors(pathlib.Path(__file__).with_name("survivors.txt"))
@@ -241,32 +337,30 @@ def main():
         print(survivors.table())
         return
     tree = Tree()
-    every = list(operators.find_edits(ROOT, tree.commands))
-    unknown = set(survivors.reasons) - {edit.key() for edit in every}
+    every = operators.find_edits(ROOT, tree.commands, SCRATCH / "found")
+    unknown = set(survivors.reasons) - {edit.key() for edit in every.values()}
     if unknown:
         sys.exit("survivors.txt names edits that are no longer there:\n"
-                 + "\n".join(" | ".join(key) for key in sorted(unknown)))
+                 + "\n".join(sorted(unknown)))
     if arguments.list:
-        print("\n".join(map(str, every)))
+        print("\n".join(map(str, every.values())))
         return
 
-    chosen = {number: edit for number, edit in enumerate(every) if not arguments.filter
+    compiling = tree.apply(every)  # all of them, so that one build serves every choice
+    chosen = {number: edit for number, edit in every.items() if not arguments.filter
               or any(text in str(edit) for text in arguments.filter)}
-    edits = tree.apply(chosen)
+    edits = {number: edit for number, edit in chosen.items() if number in compiling}
     print(f"{len(chosen)} of {len(every)} edits, {len(chosen) - len(edits)} of them do not compile",
           flush=True)
-    tests = list(tree.tests())
-    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        failed = [test.name for test, ok in zip(tests, pool.map(Test.look, tests)) if not ok]
-    if failed:
-        print(f"left out, as they fail with no edit on: {' '.join(failed)}", flush=True)
-    outcomes = judge_all(edits, [test for test in tests if test.name not in failed],
-                         arguments.jobs)
+    usable = look_at_all(list(tree.tests(arguments.jobs)), digest(tree.build / "src/ztmake"),
+                         arguments.jobs, arguments.seconds)
+    outcomes = judge_all(edits, usable, Outcomes(), arguments.jobs, arguments.seconds)
 
-    alive = [edit for edit, test in outcomes.items() if test is None]
+    alive = [edit for edit, test in outcomes if test is None]
     wrong = [f"survived: {edit}" for edit in alive if not survivors.reason(edit)]
-    wrong += [f"is explained, but was noticed by {test}: {edit}"
-              for edit, test in outcomes.items() if survivors.reason(edit) and test is not None]
+    keys = {edit.key() for edit in alive}
+    wrong += [f"is explained, but was noticed by {test}: {edit}" for edit, test in outcomes
+              if survivors.reason(edit) and edit.key() not in keys]
     print(f"{len(outcomes) - len(alive)} were noticed, {len(alive)} survived, "
           f"{sum(bool(survivors.reason(edit)) for edit in alive)} of them explained")
     print("\n".join(wrong))

@@ -2,12 +2,23 @@
 each is switched on by its number."""
 
 import dataclasses
+import hashlib
+import pathlib
+import pickle
 import re
 
 from clang.cindex import CursorKind, Index, TokenKind
 
 COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">"}
-OPERATORS = {*COMPARISONS, "==", "!=", "&&", "||"}
+EQUALITIES = {"==": "!=", "!=": "=="}
+OPERATORS = {*COMPARISONS, *EQUALITIES, "&&", "||"}
+# Calls that only save time, and calls that give the same with their arguments swapped: std::tie
+# stands on both sides of a comparison.
+ONLY_SPEED = {"reserve"}
+COMMUTATIVE = {"min", "max", "tie"}
+# In the order in which their edits are judged. The tests of src/companion are not among those that
+# are asked.
+FOLDERS = ["engine", "compile", "build", "files", "model", "xml", "tools", "app"]
 FUNCTIONS = (CursorKind.CXX_METHOD, CursorKind.FUNCTION_DECL, CursorKind.CONSTRUCTOR,
              CursorKind.DESTRUCTOR)
 CONDITIONS = (CursorKind.IF_STMT, CursorKind.WHILE_STMT, CursorKind.CONDITIONAL_OPERATOR)
@@ -35,11 +46,11 @@ class Edit:
     pieces: tuple
 
     def key(self):
-        """What an edit is found again by: not its place, which every change moves."""
-        return self.file, self.function, self.old, self.new
+        """What an edit is found again by: not its line, which every change moves."""
+        return f"{self.file} {self.function}: {self.old} becomes {self.new or 'nothing'}"
 
     def __str__(self):
-        return f"{self.file}:{self.line} {self.function}: {self.old} becomes {self.new or 'nothing'}"
+        return self.key().replace(" ", f":{self.line} ", 1)
 
 
 def literal(text):
@@ -61,6 +72,7 @@ class Finder:
         arguments = [word for word in words if not word.endswith((".cpp", "c++", "ccache"))]
         unit = Index.create().parse(self.path, [*arguments, "-ferror-limit=0"])
         self.edits = {}
+        self.moved_bound = None  # where an operand begins that a moved comparison stands for
         for cursor in unit.cursor.get_children():
             self.enter(cursor)
 
@@ -78,25 +90,39 @@ class Finder:
     def walk(self, cursor):
         children = list(cursor.get_children())
         kind = cursor.kind
-        if kind in CONDITIONS and children and children[0].kind.is_expression():
+        if kind in CONDITIONS and children and children[0].kind.is_expression() \
+                and self.operator(children[0]) not in EQUALITIES:
             self.edit(children[0], f"!({self.text(children[0])})",
                       "(@ != static_cast<bool>($))")
         if kind == CursorKind.COMPOUND_STMT:
             for child in children:
-                if child.kind in STATEMENTS:
+                if child.kind in STATEMENTS and child.spelling not in ONLY_SPEED:
                     self.edit(child, "", "if (!@) $")
         if kind == CursorKind.BINARY_OPERATOR and len(children) == 2:
             self.change_operator(cursor, children)
-        if kind == CursorKind.INTEGER_LITERAL and '"' not in self.text(cursor):
+        if kind == CursorKind.INTEGER_LITERAL and self.text(cursor)[:1].isdigit() \
+                and cursor.extent.start.offset != self.moved_bound:
             self.edit(cursor, f"({self.text(cursor)} + 1)", "($ + (@ ? 1 : 0))")
         if kind == CursorKind.CXX_BOOL_LITERAL_EXPR:
             self.edit(cursor, f"!{self.text(cursor)}", "(@ != $)")
         if kind == CursorKind.STRING_LITERAL:
             self.change_text(cursor)
         if kind == CursorKind.CALL_EXPR:
-            self.swap_arguments(cursor)
+            if cursor.spelling in ONLY_SPEED:
+                return
+            if cursor.spelling not in COMMUTATIVE:
+                self.swap_arguments(cursor)
         for child in children:
             self.walk(child)
+
+    def operator(self, cursor):
+        """The built-in operator of an expression of two operands, else nothing."""
+        children = list(cursor.get_children())
+        if cursor.kind != CursorKind.BINARY_OPERATOR or len(children) != 2 \
+                or not all(map(self.is_here, [cursor, *children])):
+            return ""
+        left, right = children
+        return self.source[left.extent.end.offset:right.extent.start.offset].decode().strip()
 
     def text(self, cursor):
         return self.source[cursor.extent.start.offset:cursor.extent.end.offset].decode()
@@ -118,18 +144,17 @@ class Finder:
         self.edits.setdefault(edit.pieces, edit)
 
     def change_operator(self, cursor, children):
-        if not all(map(self.is_here, [cursor, *children])):
-            return
-        left, right = map(self.text, children)
-        gap = self.source[children[0].extent.end.offset:children[1].extent.start.offset].decode()
-        operator = gap.strip()
+        operator = self.operator(cursor)
         if operator not in OPERATORS:
             return
+        left, right = map(self.text, children)
         if operator in COMPARISONS:
+            if operator in ("<", ">="):  # "i < 1" is what "i <= 0" says
+                self.moved_bound = children[1].extent.start.offset
             new = f"{left} {COMPARISONS[operator]} {right}"
             self.edit(cursor, new, f"(@ ? ({literal(new)}) : ($))")
-        elif operator in ("==", "!="):
-            new = f"{left} {'!=' if operator == '==' else '=='} {right}"
+        elif operator in EQUALITIES:
+            new = f"{left} {EQUALITIES[operator]} {right}"
             self.edit(cursor, new, "(@ != ($))")
         else:
             # Each operand stands but once, as chains are long: "a && b" is "a ? b : false", and
@@ -198,15 +223,22 @@ def guarded(source, edits):
     return render(0, len(source))
 
 
-def is_edited(file):
-    return re.fullmatch(r"src/\w+/\w+\.cpp", file) is not None
-
-
 def edited_files(root):
-    return sorted(str(path.relative_to(root)) for path in (root / "src").glob("*/*.cpp"))
+    return [str(path.relative_to(root)) for folder in FOLDERS
+            for path in sorted((root / "src" / folder).glob("*.cpp"))]
 
 
-def find_edits(root, commands):
-    """The edits of all sources, file by file, in the order in which they are found."""
-    for file in edited_files(root):
-        yield from Finder(root, file, commands[str(root / file)]).edits.values()
+def find_edits(root, commands, found):
+    """The edits of all sources by their numbers, which those of another file do not move. What was
+    found is kept in the directory `found` until the source changes, or this script."""
+    edits = {}
+    for order, file in enumerate(edited_files(root), start=1):
+        content = (root / file).read_bytes() + pathlib.Path(__file__).read_bytes()
+        kept = found / f"{file}.{hashlib.sha1(content).hexdigest()}"
+        if not kept.exists():
+            kept.parent.mkdir(parents=True, exist_ok=True)
+            finder = Finder(root, file, commands[str(root / file)])
+            kept.write_bytes(pickle.dumps(list(finder.edits.values())))
+        edits |= {1000 * order + position: edit
+                  for position, edit in enumerate(pickle.loads(kept.read_bytes()))}
+    return edits

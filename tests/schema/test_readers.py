@@ -41,7 +41,7 @@ class CurrentReader(Documents):
         self.assertEqual(attributes, CURRENT.attributes)
         self.assertEqual(children, CURRENT.children)
 
-        # What is asked for in another form than those above would have been missed.
+        # Attributes that are read in another way would have been missed above.
         found = sum(len(re.findall(r"\w+Attribute\(", body)) for body in bodies.values())
         in_tables = {path[-1]: names for path, names in attributes.items()}
         self.assertEqual(found, sum(map(len, in_tables.values())))
@@ -180,7 +180,7 @@ class FirstReader(Documents):
         self.assertEqual(attributes, FIRST.attributes)
         self.assertEqual(children, FIRST.children)
 
-        # What is asked for in another form than those above would have been missed.
+        # Attributes that are read in another way would have been missed above.
         reading = {match for body in bodies.values() for match in re.findall(r'u"(\w+)"_s', body)}
         self.assertEqual(reading, {name for names in attributes.values() for name in names}
                          - {"Verbose"})

@@ -17,8 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/// Files for tests: written, read and dated without a word; a failure shows in what the test
-/// asserts.
+/// Writes, reads and dates files for tests.
 namespace TestFiles {
 
 inline bool write(const QString &path, const QByteArray &content = {})
@@ -84,7 +83,7 @@ public:
     QStringList messages;
 };
 
-/// Does a piece of the test's own work in place of every command.
+/// Runs a function of the test in place of every command.
 class FakeRunner final : public CommandRunner
 {
 public:

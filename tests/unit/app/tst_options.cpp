@@ -16,7 +16,7 @@ std::optional<Options> parse(const QByteArray &commandLine)
         arguments.append(word.data());
     const auto count = static_cast<int>(arguments.size());
     arguments.append(nullptr);
-    optind = 0; // starts the parser anew
+    optind = 0; // restarts the parser
     opterr = 0;
     return parseOptions(count, arguments.data());
 }

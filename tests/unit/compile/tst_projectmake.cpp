@@ -59,6 +59,7 @@ private slots:
             m_make->referenceTime = QDateTime::fromMSecsSinceEpoch(1'000'000 + reference);
         QCOMPARE(m_make->needRebuild(statusOf(u"in"_s, input), statusOf(u"out"_s, output)),
                  expected);
+        QCOMPARE(m_make->needRebuild(path(u"in"_s), path(u"out"_s)), expected);
     }
 
     void withoutAReferenceFilesMayBeOlderThan1970()

@@ -167,6 +167,31 @@ private slots:
         QCOMPARE(TestFiles::read(path(u"err"_s)), "error\n"_ba);
     }
 
+    void outputStreamsCanBeNamed()
+    {
+        const int out = creat(QFile::encodeName(path(u"out"_s)).constData(), 0666);
+        const int err = creat(QFile::encodeName(path(u"err"_s)).constData(), 0666);
+        ChildProcess process;
+        const int error = process.start({}, u"/bin/sh"_s, {"-c", "echo output; echo error >&2"},
+                                        {.output = out, .error = err});
+        close(out);
+        close(err);
+        QCOMPARE(error, 0);
+        QVERIFY(process.wait().isSuccess());
+        QCOMPARE(TestFiles::read(path(u"out"_s)), "output\n"_ba);
+        QCOMPARE(TestFiles::read(path(u"err"_s)), "error\n"_ba);
+    }
+
+    void endIsSeenWithoutWaiting()
+    {
+        ChildProcess process;
+        QCOMPARE(process.start({}, u"/bin/sleep"_s, {"600"}), 0);
+        QVERIFY(!process.hasEnded());
+        QCOMPARE(kill(process.id(), SIGKILL), 0);
+        QTRY_VERIFY(process.hasEnded());
+        QCOMPARE(process.wait().kind, ProcessEnd::Kind::Crashed);
+    }
+
     void interruptionIsPassedOn()
     {
         const int status = TestProcess::inChild([] {

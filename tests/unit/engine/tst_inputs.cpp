@@ -35,6 +35,31 @@ private slots:
         QVERIFY(!contains(inputs, path(u"missing"_s)));
     }
 
+    void inputsOfEachKind()
+    {
+        m_spec.setSdk(path(u"sdk"_s));
+        m_spec.refreshSdkCache();
+        m_spec.keyFile = u"key"_s;
+        m_spec.mtd16 = {1};
+        m_spec.mtd16Source = path(u"definitions"_s);
+        m_spec.targets.append({u"T1"_s, {}, {}, -1});
+        merge(u"file"_s);
+        const QStringList files{u"sdk/kernel/base.romfs"_s,
+                                u"sdk/kernel/install.romfs"_s,
+                                u"sdk/kernel/T1-kernel.bin"_s,
+                                u"sdk/kernel/T1-boot.bin"_s,
+                                u"definitions"_s,
+                                u"key"_s,
+                                u"file"_s};
+        for (const QString &file : files)
+            QVERIFY(TestFiles::write(path(file)));
+        const Inputs inputs(m_spec);
+        for (const QString &file : files)
+            QVERIFY2(contains(inputs, path(file)), qPrintable(file));
+        m_spec.mtd16 = {0};
+        QVERIFY(!contains(Inputs(m_spec), path(u"definitions"_s)));
+    }
+
     // What was an input when the inputs were looked at may have become something else.
     void fileThatIsNoLongerAnInput()
     {
@@ -82,11 +107,7 @@ private slots:
         QVERIFY(QFile::link(u"../far/b.lua"_s, path(u"obj/far.luo"_s)));
         QVERIFY(linkHard(u"root/hard.lua"_s, u"obj/hard.luo"_s));
         QVERIFY(linkHard(u"obj/root/copy.lua"_s, u"obj/copy.luo"_s));
-        MergeSpec merge;
-        merge.source = source;
-        FilesystemSpec filesystem;
-        filesystem.merges.append(merge);
-        m_spec.filesystems.append(filesystem);
+        merge(source);
         m_spec.objectDirectory = objects;
         QCOMPARE(contains(Inputs(m_spec), path(file)), isSource);
     }
@@ -103,6 +124,12 @@ private:
     }
     QString path(const QString &name) const { return m_world->filePath(name); }
     QString texts() const { return m_spec.tsFilePath(u"de.ts"_s); }
+    void merge(const QString &source)
+    {
+        FilesystemSpec filesystem;
+        filesystem.merges.append({MergeSpec::Type::Directory, source, {}, {}});
+        m_spec.filesystems.append(filesystem);
+    }
 
     std::unique_ptr<QTemporaryDir> m_world;
     ProjectSpec m_spec;

@@ -10,7 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// Signals end processes and are noted once for ever, so each case has a process of its own.
+/// Signals end processes and are noted for good, so each case has its own process.
 class TestInterruption : public QObject
 {
     Q_OBJECT
@@ -207,6 +207,7 @@ private slots:
                      Interruption::Target target;
                      target.set(0);
                      raise(SIGINT);
+                     target.set(0);
                      require(waitpid(child, nullptr, WNOHANG) == 0);
                      kill(child, SIGKILL);
                      require(endOfChild(child) == -SIGKILL);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -164,6 +166,18 @@ private slots:
         QCOMPARE(m_runner->started, QStringList({u"a1"_s, u"b1"_s, u"c1"_s}));
     }
 
+    void limitLeavesRoomForOpenFiles()
+    {
+        rlimit files = {};
+        QCOMPARE(getrlimit(RLIMIT_NOFILE, &files), 0);
+        const rlimit few{64 + 2 * 3, files.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
+        queue().setLimit(100);
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &files), 0);
+        QVERIFY(add({u"a1"_s}) && add({u"b1"_s}) && add({u"c1"_s}));
+        QCOMPARE(m_runner->running.size(), 2);
+    }
+
     // Whichever ends last, those that wait are not forgotten.
     void everyJobRuns_data()
     {
@@ -191,14 +205,16 @@ private slots:
 
     void whatIsPrintedIsShownInTheOrderOfTheJobs()
     {
-        QVERIFY(add({u"a1"_s, u"a2"_s}) && add({u"b1"_s}));
+        QVERIFY(add({u"a1"_s, u"a2"_s}));
+        QCOMPARE(m_project->shown, QStringList(u"a1 starts"_s));
+        QVERIFY(add({u"b1"_s}));
         m_runner->print(u"b1"_s, "b");
         m_runner->end(u"b1"_s);
         m_runner->print(u"a1"_s, "a");
         // The one whose turn it is need not have ended.
         QCOMPARE(m_project->shown, QStringList({u"a1 starts"_s, u"a"_s}));
         m_runner->end(u"a1"_s);
-        QVERIFY(queue().finish());
+        m_runner->end(u"a2"_s);
         QCOMPARE(m_project->shown,
                  QStringList({u"a1 starts"_s, u"a"_s, u"a2 starts"_s, u"b1 starts"_s, u"b"_s}));
     }
@@ -225,6 +241,16 @@ private slots:
         QCOMPARE(m_runner->started, QStringList({u"a1"_s, u"b2"_s}));
         QCOMPARE(m_events,
                  QStringList({u"failed"_s, u"finished"_s, u"succeeded"_s, u"finished"_s}));
+    }
+
+    void failureForgetsTheJobsThatWait()
+    {
+        m_runner->failing = QStringList{u"a1"_s};
+        QVERIFY(add({u"a1"_s}) && add({u"b1"_s}) && add({u"c1"_s}, {u"x"_s}));
+        QVERIFY(!queue().finish());
+        QVERIFY(add({u"d1"_s}, {u"x"_s}) && queue().finish());
+        QCOMPARE(m_runner->started, QStringList({u"a1"_s, u"b1"_s, u"d1"_s}));
+        QVERIFY(!m_events.contains(u"changed"_s));
     }
 
     void jobsWithOneOutputDoNotRunAtOnce_data()

@@ -21,6 +21,8 @@ private slots:
         row("of the group", {{u"a/cpu.max"_s, "300000 100000\n"}}, u"/a"_s, 3);
         row("rounded up", {{u"a/cpu.max"_s, "150000 100000\n"}}, u"/a"_s, 2);
         row("less than one", {{u"a/cpu.max"_s, "5000 100000\n"}}, u"/a"_s, 1);
+        row("least quota and period", {{u"a/cpu.max"_s, "1 1\n"}}, u"/a"_s, 1);
+        row("no period", {{u"a/cpu.max"_s, "100000 0\n"}}, u"/a"_s, 0);
         row("above", {{u"a/cpu.max"_s, "200000 100000\n"}}, u"/a/b/c"_s, 2);
         row("smaller above",
             {{u"a/cpu.max"_s, "200000 100000\n"}, {u"a/b/cpu.max"_s, "800000 100000\n"}}, u"/a/b"_s,

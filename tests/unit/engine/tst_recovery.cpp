@@ -96,7 +96,7 @@ private slots:
         Rows<QByteArray> row; // name
         row("above", "../input");
         row("above, in the middle", "sub/../../input");
-        row("absolute", QFile::encodeName(input()));
+        row("absolute", "/"); // of the input
         row("behind a link", "link/input");
     }
     void recoveryRemovesNothingElsewhere()

@@ -1,5 +1,5 @@
-// The names that other code is written against, in the order of the program's own description of
-// itself: from the command line down to the compilers. What is missing here does not compile.
+// The names that other code relies on, from the command line down to the compilers. If one is
+// missing, this does not compile.
 #include "app/makeproject.h"
 #include "app/options.h"
 #include "compile/projectmake.h"
@@ -180,7 +180,7 @@ class TestInterface : public QObject
     Q_OBJECT
 
 private slots:
-    void namesAreThere() {} // that this program exists says so
+    void namesAreThere() {} // compiling is the test
 };
 
 QTEST_APPLESS_MAIN(TestInterface)

@@ -27,6 +27,7 @@ private slots:
         QCOMPARE(Tools::replaceExtension(u"box"_s, u"ztn"_s), u"box.ztn"_s);
         QCOMPARE(Tools::replaceExtension(u"box."_s, u"ztn"_s), u"box.ztn"_s);
         QCOMPARE(Tools::replaceExtension(u"box.v2.ztp"_s, u"ztn"_s), u"box.v2.ztn"_s);
+        QCOMPARE(Tools::replaceExtension(u".box"_s, u"ztn"_s), u".ztn"_s);
         QCOMPARE(Tools::replaceExtension({}, u"ztn"_s), u".ztn"_s);
     }
 
@@ -34,7 +35,7 @@ private slots:
     {
         QCOMPARE(Tools::safeFileName(u"A/B:C?"_s), u"ABC"_s);
         QCOMPARE(Tools::safeFileName(u":/\\?*"_s), u""_s);
-        QCOMPARE(Tools::safeFileName(u"a b.c-d\"<|>ä"_s), u"a b.c-d\"<|>ä"_s);
+        QCOMPARE(Tools::safeFileName(u"a b.c-d~\"<|>ä"_s), u"a b.c-d~\"<|>ä"_s);
     }
 
     void tokenName()

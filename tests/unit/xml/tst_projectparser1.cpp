@@ -65,7 +65,7 @@ private slots:
     void projectAttributes()
     {
         const Reading reading(project(
-                {}, "Name='B' Version='1' Svnversion='Yes' ProjectDirectory='p' Verbose='3' "
+                {}, "Name='B' Version='1' Svnversion='Yes' ProjectDirectory='p' Verbose='10' "
                     "OutputDirectory='o' ObjectDirectory='j' BuildInstaller='0' IncludeMBR='1' "
                     "SDK='2' KeyFile='k' TagMap='t' StateFile='s' CompileLua='true'"));
         QVERIFY2(reading.ok, qPrintable(reading.parser.errorString()));
@@ -75,7 +75,7 @@ private slots:
         expected.version = u"1"_s;
         expected.svnversion = {1};
         expected.projectDirectory = u"p"_s;
-        expected.verbose = 3;
+        expected.verbose = 10;
         expected.outputDirectory = u"o"_s;
         expected.objectDirectory = u"j"_s;
         expected.buildInstaller = {0};

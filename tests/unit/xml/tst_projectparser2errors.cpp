@@ -59,7 +59,7 @@ public:
 
 } // namespace
 
-/// What the reader of the current schema says to every mistake, and where.
+/// What the reader of the current schema says about each mistake, and where.
 class TestProjectParser2Errors : public QObject
 {
     Q_OBJECT
