@@ -236,7 +236,7 @@ def look_at_all(tests, build, jobs, seconds):
 
     def look(test):
         key = test.identity, build
-        if key not in looks:
+        if key not in looks or (looks[key][0] is None and looks[key][2] < seconds):
             ok = test.look(seconds)
             looks[key] = ok, test.reached, test.seconds
         ok, test.reached, test.seconds = looks[key]
