@@ -182,8 +182,11 @@ bool Build::addGeneratedFile(const QString &destination, const QString &name,
                              const QByteArray &content)
 {
     const QString path = m_spec.objectFilePath(name);
-    if (!m_project->checkNoInput(path, FileStatus::of(path)))
+    const FileStatus before = FileStatus::of(path);
+    if (!m_project->checkNoInput(path, before))
         return false;
+    if (before.hasOtherNames())
+        Changes::separateHardLinks(path);
     m_project->making(path, {}, Staleness::Always);
     QString error;
     if (!writeGeneratedFile(path, content, &error))

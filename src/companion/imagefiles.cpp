@@ -40,11 +40,13 @@ Held mergeHolds(const MergeSpec &merge, const QString &source, const QString &de
 {
     const QString rest = below(destination, path);
     switch (merge.type) {
-    case MergeSpec::Type::Directory:
-        return !rest.isEmpty() && QFileInfo(source + u'/' + rest).isFile() ? Held::Yes : Held::No;
     case MergeSpec::Type::Archive:
         return rest.isEmpty() ? Held::No : archiveHolds(source, rest);
+    case MergeSpec::Type::Directory: // a build takes both for what is there
     case MergeSpec::Type::File:
+        if (QFileInfo(source).isDir())
+            return !rest.isEmpty() && QFileInfo(source + u'/' + rest).isFile() ? Held::Yes
+                                                                               : Held::No;
         return path == destination || rest == QFileInfo(source).fileName() ? Held::Yes : Held::No;
     case MergeSpec::Type::None:
         break;

@@ -2,6 +2,7 @@
 
 #include "engine/interruption.h"
 #include "engine/outsidenote.h"
+#include "files/changes.h"
 #include "files/disksync.h"
 #include "files/rehearsal.h"
 #include "files/removebelow.h"
@@ -159,6 +160,8 @@ bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString 
             m_unfinished.removeOne(nameInNote(output));
         return false;
     }
+    for (const QString &output : outputs)
+        Changes::separateHardLinks(output);
     chain->outputs += outputs;
     return true;
 }

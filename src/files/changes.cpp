@@ -6,6 +6,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 /// @return whether the nearest thing above @p path that exists is a directory
@@ -38,4 +41,13 @@ bool Changes::removeFile(const QString &path)
         return false;
     Rehearsal::remove(path);
     return true;
+}
+
+void Changes::separateHardLinks(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat data = {};
+    if (!Rehearsal::isOn() && lstat(name.constData(), &data) == 0 && S_ISREG(data.st_mode)
+        && data.st_nlink > 1)
+        unlink(name.constData());
 }

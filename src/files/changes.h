@@ -11,4 +11,8 @@ bool makeDirectory(const QString &path);
 /// @return false when the file stays, or is not there
 bool removeFile(const QString &path);
 
+/// Takes away a file that has other hard links, too: writing to it in place would change what those
+/// names stand for. Symbolic links are left alone, and so is a file that cannot be removed.
+void separateHardLinks(const QString &path);
+
 } // namespace Changes

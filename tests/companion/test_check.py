@@ -183,6 +183,10 @@ class Traps(CheckWorld):
         self.edit("/opt/bin/p.lua", "/opt/bin/q.lua")
         self.expect("startup", "/opt/bin/q.lua")
 
+    def test_program_in_a_directory_merged_as_a_file(self):
+        self.edit('Merge Type="Directory"', 'Merge Type="File"')
+        self.assertEqual(self.findings(), [])
+
     def test_program_in_a_merged_file(self):
         self.write("one/p.lua", "print(1)\n")
         self.merge("one/p.lua", "/opt/main.lua", "File")
