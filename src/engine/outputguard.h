@@ -52,8 +52,8 @@ public:
     /// @return whether an interrupted build was to make @p output anew, and did not
     bool isLeftOver(const FileStatus &output) const;
 
-    /// To be called before @p outputs are written. One that has other hard links is removed, so that
-    /// nothing else changes.
+    /// To be called before @p outputs are written. One that has other hard links is removed, so
+    /// that nothing else changes.
     /// @return false with the reason in @p error; then nothing may be written
     bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
     /// To be called when those outputs are complete. If the input was edited meanwhile, their times
