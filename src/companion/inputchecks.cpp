@@ -1,6 +1,7 @@
 #include "companion/checkedproject.h"
 
 #include "companion/imagefiles.h"
+#include "files/filestatus.h"
 
 #include <QDir>
 #include <QFile>
@@ -115,10 +116,7 @@ void checkTranslations(CheckedProject *project)
 
 void checkOutputDirectory(CheckedProject *project)
 {
-    // A relative path stays one: the name of the working directory need not be text.
-    QString directory = project->spec.outputFilePath({});
-    while (!QFileInfo::exists(directory) && directory != "/"_L1 && directory != "."_L1)
-        directory = QFileInfo(directory).path();
+    const QString directory = nearestExisting(project->spec.outputFilePath({}));
     if (!QFileInfo(directory).isDir()) {
         project->error(project->places.attribute(u"Project"_s, u"OutputDirectory"_s), "output",
                        u"%1 is in the way of the output directory"_s.arg(directory),

@@ -10,25 +10,10 @@
 #include "files/rehearsal.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <utility>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-/// @return @p path, or the nearest folder above it that exists
-QString nearestDirectory(const QString &path)
-{
-    // A relative path stays one: the name of the working directory need not be text.
-    QString directory = path;
-    while (!FileStatus::of(directory).exists() && directory != "/"_L1 && directory != "."_L1)
-        directory = QFileInfo(directory).path();
-    return directory;
-}
-
-} // namespace
 
 Project::Project(const ProjectSpec &spec)
     : m_spec(spec), m_commandRunner(std::make_unique<ToolRunner>(
@@ -183,7 +168,7 @@ bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
         // Who finds no object directory claims the folder in which it is to be: a build until it
         // has made it, another operation until its end.
         BuildLock parent;
-        const BuildLock::Result result = parent.acquire(nearestDirectory(directory), onWait);
+        const BuildLock::Result result = parent.acquire(nearestExisting(directory), onWait);
         if (result == BuildLock::Result::Interrupted)
             return checkInterruption();
         if (FileStatus::of(directory).exists())

@@ -4,29 +4,15 @@
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <sys/stat.h>
 #include <unistd.h>
-
-namespace {
-
-/// @return whether the nearest thing above @p path that exists is a directory
-bool hasPlaceFor(const QString &path)
-{
-    QString above = QFileInfo(path).absoluteFilePath();
-    while (!FileStatus::of(above).exists() && above != QDir::rootPath())
-        above = QFileInfo(above).path();
-    return FileStatus::of(above).isDirectory();
-}
-
-} // namespace
 
 bool Changes::makeDirectory(const QString &path)
 {
     if (!Rehearsal::isOn())
         return QDir().mkpath(path);
-    if (!hasPlaceFor(path))
+    if (!FileStatus::of(nearestExisting(path)).isDirectory())
         return false;
     Rehearsal::makeDirectory(path);
     return true;

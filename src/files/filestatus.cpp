@@ -3,11 +3,14 @@
 #include "files/rehearsal.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
 
 FileStatus FileStatus::of(const QString &path)
 {
@@ -64,6 +67,14 @@ FileStatus FileStatus::madeDirectory(const FileId &id, const FileTime &time)
 bool FileStatus::isOutOfDate(const FileStatus &input) const
 {
     return !exists() || input.isUnknown() || (input.exists() && m_modified < input.m_modified);
+}
+
+QString nearestExisting(const QString &path)
+{
+    QString nearest = path;
+    while (!FileStatus::of(nearest).exists() && nearest != "/"_L1 && nearest != "."_L1)
+        nearest = QFileInfo(nearest).path();
+    return nearest;
 }
 
 bool needRebuild(const QString &source, const QString &target)

@@ -97,5 +97,9 @@ private:
     FileId m_id;
 };
 
+/// @return @p path, or the nearest thing above it that exists. A relative path stays one: the name
+/// of the working directory need not be text.
+QString nearestExisting(const QString &path);
+
 /// Stats both files and applies the rule, see FileStatus::isOutOfDate().
 bool needRebuild(const QString &source, const QString &target);

@@ -166,6 +166,17 @@ private slots:
     }
 
     // The compiler must not read what it writes.
+    void compiledFileThatLeadsToThePreprocessedOne()
+    {
+        LuaWorld world({});
+        world.write("project/root/a.lua");
+        world.makeDirectory("project/obj/root");
+        world.link("a.lui", "project/obj/root/a.luo");
+        const Result result = world.run({"-q", "-A"});
+        SAME(result.err, "[ztmake] Cannot write obj/root/a.luo\n");
+        QCOMPARE(names(result), QByteArrayList{"ztlpp"});
+    }
+
     void compiledFileThatIsThePreprocessedOne()
     {
         LuaWorld world({});
