@@ -182,11 +182,9 @@ bool Build::addGeneratedFile(const QString &destination, const QString &name,
                              const QByteArray &content)
 {
     const QString path = m_spec.objectFilePath(name);
-    const FileStatus before = FileStatus::of(path);
-    if (!m_project->checkNoInput(path, before))
+    if (!m_project->checkNoInput(path, FileStatus::of(path)))
         return false;
-    if (before.hasOtherNames())
-        Changes::separateHardLinks(path);
+    Changes::separateLinks(path);
     m_project->making(path, {}, Staleness::Always);
     QString error;
     if (!writeGeneratedFile(path, content, &error))

@@ -22,6 +22,7 @@ bool Project::run(Operation operation)
     const bool ok = checkSdk() && runOperation(operation);
     m_outputGuard.close(ok);
     m_lock.release();
+    m_nameLock.release();
     // Programs that a tool has left behind have inherited the claim.
     if (BuildLock lock;
         m_outputGuard.isWaryOfOrphans() && lock.tryAcquire(m_spec.objectFilePath({})))
@@ -75,9 +76,12 @@ bool Project::cleanFirmwareFolder()
     const QDir folder(m_spec.outputFilePath({}));
     const QStringList files = folder.entryList(wildcards, QDir::Files, QDir::Unsorted);
     for (const QString &file : files) {
+        const QString path = folder.filePath(file);
+        if (m_inputs.contains(path, FileStatus::of(path)))
+            continue; // it may be the only copy
         if (verbosity > 1)
             msg(u"Removing "_s + file);
-        Changes::removeFile(folder.filePath(file));
+        Changes::removeFile(path);
     }
     return true;
 }

@@ -3,10 +3,13 @@
 #include "engine/interruption.h"
 #include "files/filestatus.h"
 
+#include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 
@@ -19,30 +22,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The builds that this process is part of, each as " process:device:inode".
+// The claims of the builds that this process is part of, each as " process:claim".
 constexpr char buildsVariable[] = "ZTMAKE_BUILDS";
 
 constexpr timespec pollInterval{0, 50'000'000};
 constexpr int silentPolls = 5; // a killed program may take as long to be gone
-
-QByteArray claimText(pid_t process, const FileId &directory)
-{
-    return ' ' + QByteArray::number(process) + ':' + QByteArray::number(quint64(directory.device))
-           + ':' + QByteArray::number(quint64(directory.inode));
-}
-
-/// @return whether a build that started this process, and still runs, has claimed @p directory
-bool isClaimedByOwnBuild(const FileId &directory)
-{
-    const QByteArrayList builds = qgetenv(buildsVariable).split(' ');
-    for (const QByteArray &build : builds) {
-        const pid_t process = build.left(build.indexOf(':')).toInt();
-        if (process > 0 && ' ' + build == claimText(process, directory)
-            && (kill(process, 0) == 0 || errno == EPERM))
-            return true;
-    }
-    return false;
-}
 
 FileId idOf(int descriptor)
 {
@@ -51,36 +35,158 @@ FileId idOf(int descriptor)
     return {data.st_dev, data.st_ino};
 }
 
-} // namespace
-
-BuildLock::Result BuildLock::acquire(const QString &directory, const std::function<void()> &onWait)
+QByteArray textOf(const FileId &id)
 {
-    release();
-    const QByteArray path = QFile::encodeName(directory.isEmpty() ? u"."_s : directory);
-    m_descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY); // inherited
-    if (m_descriptor < 0)
-        return errno == ENOENT ? Result::NoDirectory : Result::NotHeld;
-    const FileId id = idOf(m_descriptor);
-    int polls = 0;
-    while (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
+    return QByteArray::number(quint64(id.device)) + ':' + QByteArray::number(quint64(id.inode));
+}
+
+/// @return whether a build that started this process, and still runs, has noted the claim
+bool isOfOwnBuild(const QByteArray &claim)
+{
+    const QByteArrayList builds = qgetenv(buildsVariable).split(' ');
+    return std::any_of(builds.begin(), builds.end(), [&claim](const QByteArray &build) {
+        const qsizetype colon = build.indexOf(':');
+        const pid_t process = build.left(colon).toInt();
+        return process > 0 && process != getpid() && build.sliced(colon + 1) == claim
+               && (kill(process, 0) == 0 || errno == EPERM);
+    });
+}
+
+/// For a process whose environment is not the one of the build that started it.
+/// @param range  of the lock, as the system writes it
+/// @return whether a lock on that file is one that this process has inherited
+bool isInherited(const FileId &id, const QByteArray &range)
+{
+    const QDir descriptors(u"/proc/self/fd"_s);
+    const QStringList names = descriptors.entryList(QDir::Files | QDir::Dirs | QDir::System);
+    return std::any_of(names.begin(), names.end(), [&](const QString &name) {
+        if (FileStatus::of(descriptors.filePath(name)).id() != id)
+            return false;
+        QFile info(u"/proc/self/fdinfo/"_s + name);
+        return info.open(QIODevice::ReadOnly) && info.readAll().contains(' ' + range + '\n');
+    });
+}
+
+/// @param tryLock  returns false with errno set when another process has the lock
+template <typename TryLock>
+BuildLock::Result acquireBy(TryLock tryLock, int descriptor, const QByteArray &claim,
+                            const QByteArray &range, const std::function<void()> &onWait)
+{
+    for (int polls = 0; !tryLock();) {
         if (errno != EWOULDBLOCK)
-            return Result::NotHeld;
-        if (isClaimedByOwnBuild(id))
-            return Result::OwnBuild;
+            return BuildLock::Result::NotHeld;
+        if (isOfOwnBuild(claim) || (polls == 0 && isInherited(idOf(descriptor), range)))
+            return BuildLock::Result::OwnBuild;
         if (Interruption::signal() != 0)
-            return Result::Interrupted;
+            return BuildLock::Result::Interrupted;
         if (++polls == silentPolls)
             onWait();
         nanosleep(&pollInterval, nullptr); // a signal ends it early
     }
+    return BuildLock::Result::Held;
+}
+
+void noteClaim(const QByteArray &claim)
+{
+    qputenv(buildsVariable,
+            qgetenv(buildsVariable) + ' ' + QByteArray::number(getpid()) + ':' + claim);
+}
+
+/// @return where in the directory the lock of a name is: two names may share one, which only makes
+/// a build wait
+off_t offsetOf(const QByteArray &name)
+{
+    uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (const char byte : name)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+    return static_cast<off_t>(hash >> 2U);
+}
+
+/// A directory can be locked for reading only, so this looks first for others that have done so.
+/// Two that look at the same moment both go on; the lock on the directory itself keeps them apart.
+/// @return false with errno set
+bool lockOffset(int descriptor, off_t offset)
+{
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_start = offset;
+    lock.l_len = 1;
+    if (fcntl(descriptor, F_OFD_GETLK, &lock) != 0)
+        return false;
+    if (lock.l_type != F_UNLCK) {
+        errno = EWOULDBLOCK;
+        return false;
+    }
+    lock.l_type = F_RDLCK;
+    lock.l_pid = 0;
+    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+}
+
+} // namespace
+
+BuildLock::Result BuildLock::acquire(const QString &directory, const std::function<void()> &onWait)
+{
+    return acquireWhole(directory.isEmpty() ? u"."_s : directory, O_DIRECTORY, onWait);
+}
+
+BuildLock::Result BuildLock::acquireFile(const QString &path, const std::function<void()> &onWait)
+{
+    return acquireWhole(path, O_NOFOLLOW | O_NONBLOCK, onWait);
+}
+
+BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
+                                          const std::function<void()> &onWait)
+{
+    release();
+    m_descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | flags); // inherited
+    if (m_descriptor < 0)
+        return errno == ENOENT ? Result::Missing : Result::NotHeld;
+    const FileId id = idOf(m_descriptor);
+    const Result result = acquireBy([this] { return flock(m_descriptor, LOCK_EX | LOCK_NB) == 0; },
+                                    m_descriptor, textOf(id), "0 EOF", onWait);
+    if (result != Result::Held)
+        return result;
     // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
-    const FileStatus now = FileStatus::of(QFile::decodeName(path));
+    const FileStatus now = FileStatus::of(path);
     if (!now.exists() || now.id() != id) {
         release();
-        return Result::NoDirectory;
+        return Result::Missing;
     }
-    qputenv(buildsVariable, qgetenv(buildsVariable) + claimText(getpid(), id));
+    noteClaim(textOf(id));
     return Result::Held;
+}
+
+BuildLock::Result BuildLock::acquireName(const QString &directory, const QString &name,
+                                         const std::function<void()> &onWait)
+{
+    release();
+    m_descriptor = ::open(QFile::encodeName(directory.isEmpty() ? u"."_s : directory).constData(),
+                          O_RDONLY | O_DIRECTORY); // inherited
+    if (m_descriptor < 0)
+        return Result::NotHeld;
+    const off_t offset = offsetOf(QFile::encodeName(name));
+    const QByteArray place = QByteArray::number(qint64(offset));
+    const QByteArray claim = textOf(idOf(m_descriptor)) + ':' + place;
+    const Result result = acquireBy([&] { return lockOffset(m_descriptor, offset); }, m_descriptor,
+                                    claim, place + ' ' + place, onWait);
+    if (result == Result::Held)
+        noteClaim(claim);
+    return result;
+}
+
+QString BuildLock::errorText(Result result, const QString &path)
+{
+    switch (result) {
+    case Result::Interrupted:
+        return Interruption::text();
+    case Result::OwnBuild:
+        return u"The build that started this one is still using %1"_s.arg(path);
+    case Result::Held:
+    case Result::NotHeld:
+    case Result::Missing:
+        break;
+    }
+    return {};
 }
 
 void BuildLock::release()

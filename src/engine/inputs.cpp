@@ -11,6 +11,17 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// @return the path by which the file is known in its folder, which may be a link
+QString placeOf(const QString &path)
+{
+    const QFileInfo info(path);
+    return QFileInfo(info.path()).canonicalFilePath() + u'/' + info.fileName();
+}
+
+} // namespace
+
 bool Inputs::contains(const QString &path, const FileStatus &file) const
 {
     if (!file.isRegularFile() || !isFound(path, file))
@@ -67,7 +78,7 @@ void Inputs::findTrees() const
     m_found.trees.emplace();
     m_found.objectDirectory = realDirectory(m_spec.objectFilePath({}));
     if (m_spec.mtd16Enabled())
-        m_found.generatedModule = QFileInfo(m_spec.mtd16Lua.effectiveValue()).canonicalFilePath();
+        m_found.generatedModule = placeOf(m_spec.mtd16Lua.effectiveValue());
     for (const FilesystemSpec &filesystem : m_spec.filesystems) {
         for (const MergeSpec &merge : filesystem.merges) {
             const QString tree = realDirectory(m_spec.projectFilePath(merge.source));
@@ -85,7 +96,8 @@ std::vector<FileId> Inputs::findLuaSources() const
                              QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
         while (entries.hasNext()) {
             const QString path = entries.next();
-            if (isSource(QFileInfo(path).canonicalFilePath(), tree))
+            if (placeOf(path) != m_found.generatedModule
+                && isSource(QFileInfo(path).canonicalFilePath(), tree))
                 files.push_back(FileStatus::of(path).id());
         }
     }

@@ -32,7 +32,7 @@ private:
         std::optional<std::vector<FileId>> luaSources; ///< sorted
         std::optional<QStringList> trees; ///< real paths, with a separator at the end of each
         QString objectDirectory;          ///< likewise
-        QString generatedModule;          ///< real path
+        QString generatedModule;          ///< real path of its folder, and its name
     };
 
     bool isFound(const QString &path, const FileStatus &file) const;

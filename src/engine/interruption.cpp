@@ -100,6 +100,11 @@ QString Interruption::signalName()
     }
 }
 
+QString Interruption::text()
+{
+    return u"Interrupted by %1"_s.arg(signalName());
+}
+
 void Interruption::finish()
 {
     const int number = pendingSignal;

@@ -21,6 +21,9 @@ int signal();
 /// @return the name of signal(), such as "SIGINT"
 QString signalName();
 
+/// @return the error text of what signal() has interrupted
+QString text();
+
 /// Ends the program by signal(), so that the caller sees the true cause.
 [[noreturn]] void finish();
 

@@ -1,7 +1,6 @@
 #include "engine/outputguard.h"
 
 #include "engine/interruption.h"
-#include "engine/outsidenote.h"
 #include "files/changes.h"
 #include "files/disksync.h"
 #include "files/rehearsal.h"
@@ -56,7 +55,10 @@ FileTime now()
 
 } // namespace
 
-OutputGuard::OutputGuard(const ProjectSpec &spec) : m_spec(spec) {}
+OutputGuard::OutputGuard(const ProjectSpec &spec, std::function<void()> onWait)
+    : m_spec(spec), m_onWait(std::move(onWait))
+{
+}
 
 OutputGuard::~OutputGuard()
 {
@@ -79,15 +81,18 @@ QString OutputGuard::nameInNote(const QString &output) const
                                         : QFileInfo(output).absoluteFilePath();
 }
 
+bool OutputGuard::isOutside(const QString &output) const
+{
+    return nameInNote(output).startsWith(u'/');
+}
+
 bool OutputGuard::recover(bool *rebuildAll, QString *error)
 {
     if (m_spec.mtd16Enabled()) {
         for (const QString &output :
              {m_spec.mtd16Header.effectiveValue(), m_spec.mtd16Lua.effectiveValue()}) {
-            if (!OutsideNote::recover(output)) {
-                *error = u"Cannot delete %1"_s.arg(output);
+            if (!OutsideNote(output).recover(m_onWait, error))
                 return false;
-            }
         }
     }
     const std::optional<UnfinishedNote::State> state = note().read(error);
@@ -142,30 +147,47 @@ bool OutputGuard::begin(OutputChain *chain, const QStringList &outputs, QString 
     }
     if (!m_projectFile)
         m_projectFile = FileStatus::of(m_spec.projectFile);
-    bool isNoted = false;
-    for (const QString &output : outputs) {
-        const QString name = nameInNote(output);
-        const bool isOutside = name.startsWith(u'/');
-        // The tool may make a folder that is missing yet, so the note in the object directory has
-        // to do.
-        if (isOutside && OutsideNote::begin(output))
-            continue;
-        m_unfinished.append(name);
-        isNoted = true;
-        if (!isOutside)
-            m_directories.insert(QFileInfo(output).path());
-    }
-    if (isNoted && !writeNote(error)) {
-        for (const QString &output : outputs)
-            m_unfinished.removeOne(nameInNote(output));
+    if (!noteOutputs(outputs, error)) {
+        for (const QString &output : outputs) {
+            QString ignored; // nothing has been written
+            forget(output, &ignored);
+        }
         return false;
     }
-    for (const QString &output : outputs)
-        Changes::separateHardLinks(output);
+    for (const QString &output : outputs) {
+        if (isOutside(output))
+            Changes::separateHardLinks(output);
+        else
+            Changes::separateLinks(output);
+    }
     chain->outputs += outputs;
     return true;
 }
 
+bool OutputGuard::noteOutputs(const QStringList &outputs, QString *error)
+{
+    bool isNoted = false;
+    for (const QString &output : outputs) {
+        if (isOutside(output)) {
+            OutsideNote outsideNote(output);
+            const BuildLock::Result result = outsideNote.begin(m_onWait);
+            *error = BuildLock::errorText(result, output);
+            if (!error->isEmpty())
+                return false;
+            // The tool may make a folder that is missing yet, so the note in the object directory
+            // has to do.
+            if (result != BuildLock::Result::Missing) {
+                m_outsideNotes.insert_or_assign(output, std::move(outsideNote));
+                continue;
+            }
+        } else {
+            m_directories.insert(QFileInfo(output).path());
+        }
+        m_unfinished.append(nameInNote(output));
+        isNoted = true;
+    }
+    return !isNoted || writeNote(error);
+}
 void OutputGuard::finish(OutputChain *chain)
 {
     if (Rehearsal::isOn()) {
@@ -195,9 +217,9 @@ void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
 
 bool OutputGuard::forget(const QString &output, QString *error)
 {
-    const QString name = nameInNote(output);
-    m_unfinished.removeOne(name);
-    return !name.startsWith(u'/') || OutsideNote::end(output, error);
+    m_unfinished.removeOne(nameInNote(output));
+    const auto outsideNote = m_outsideNotes.extract(output);
+    return outsideNote.empty() || outsideNote.mapped().end(error);
 }
 
 bool OutputGuard::end(OutputChain *chain, QString *error)
@@ -269,8 +291,7 @@ void OutputGuard::forgetOrphans()
     const QStringList outputs = std::exchange(m_failed, {});
     for (const QString &output : outputs) {
         QString ignored; // the build has failed anyway
-        if (nameInNote(output).startsWith(u'/'))
-            OutsideNote::end(output, &ignored);
+        forget(output, &ignored);
     }
     if (std::exchange(m_isNoteOfOrphans, false))
         note().remove();

@@ -1,9 +1,13 @@
 #pragma once
 
+#include "engine/outsidenote.h"
 #include "engine/unfinishednote.h"
 
 #include <QDateTime>
 #include <QSet>
+
+#include <functional>
+#include <map>
 
 struct ProjectSpec;
 
@@ -28,7 +32,8 @@ class OutputGuard
 {
 public:
     /// @param spec  says where the files are; it must outlive the guard
-    explicit OutputGuard(const ProjectSpec &spec);
+    /// @param onWait  called before the guard waits for another build
+    OutputGuard(const ProjectSpec &spec, std::function<void()> onWait);
     ~OutputGuard();
     OutputGuard(const OutputGuard &) = delete;
     OutputGuard &operator=(const OutputGuard &) = delete;
@@ -52,8 +57,8 @@ public:
     /// @return whether an interrupted build was to make @p output anew, and did not
     bool isLeftOver(const FileStatus &output) const;
 
-    /// To be called before @p outputs are written. One that has other hard links is removed, so
-    /// that nothing else changes.
+    /// To be called before @p outputs are written. One that is a link is removed, so that nothing
+    /// else changes.
     /// @return false with the reason in @p error; then nothing may be written
     bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
     /// To be called when those outputs are complete. If the input was edited meanwhile, their times
@@ -78,19 +83,23 @@ public:
 private:
     UnfinishedNote &note();
     bool removeUnfinished(const QStringList &outputs, bool *isTorn, QString *error) const;
+    bool noteOutputs(const QStringList &outputs, QString *error);
     bool writeNote(QString *error);
     bool forget(const QString &output, QString *error);
     std::optional<FileTime> oldestEdit(const OutputChain &chain) const;
     QString nameInNote(const QString &output) const;
+    bool isOutside(const QString &output) const;
 
     const ProjectSpec &m_spec;
+    std::function<void()> m_onWait;
     QDateTime m_projectFileTime;
     std::optional<FileStatus> m_projectFile;
     std::optional<UnfinishedNote> m_note;
-    bool m_isNoteLeft = false;      ///< by an earlier build, and still there
-    bool m_isRestInherited = false; ///< an earlier build was to make everything
-    QStringList m_unfinished;       ///< as seen from the object directory
-    QStringList m_failed;           ///< outputs that may be written to again
-    bool m_isNoteOfOrphans = false; ///< there is nothing else in it
-    QSet<QString> m_directories;    ///< that outputs were written to
+    bool m_isNoteLeft = false;                     ///< by an earlier build, and still there
+    bool m_isRestInherited = false;                ///< an earlier build was to make everything
+    QStringList m_unfinished;                      ///< as seen from the object directory
+    QStringList m_failed;                          ///< outputs that may be written to again
+    bool m_isNoteOfOrphans = false;                ///< there is nothing else in it
+    QSet<QString> m_directories;                   ///< that outputs were written to
+    std::map<QString, OutsideNote> m_outsideNotes; ///< by their outputs
 };

@@ -18,53 +18,76 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QByteArray notePath(const QString &output)
+QString notePath(const QString &output)
 {
     const QFileInfo info(output);
-    return QFile::encodeName(u"%1/.%2.unfinished"_s.arg(info.path(), info.fileName()));
+    return u"%1/.%2.unfinished"_s.arg(info.path(), info.fileName());
 }
 
 } // namespace
 
-bool OutsideNote::begin(const QString &output)
+OutsideNote::OutsideNote(const QString &output) : m_output(output), m_path(notePath(output)) {}
+
+BuildLock::Result OutsideNote::begin(const std::function<void()> &onWait)
 {
-    // A new file: whatever stands in its place is not written to.
-    const QByteArray path = notePath(output);
-    unlink(path.constData());
-    const int note =
-            ::open(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-    if (note < 0)
-        return false;
-    DiskSync::file(note);
-    close(note);
-    DiskSync::directory(QFileInfo(output).path());
-    return true;
+    const QByteArray path = QFile::encodeName(m_path);
+    BuildLock::Result result = BuildLock::Result::Missing;
+    // Another build may take it away before the claim is had.
+    while (result == BuildLock::Result::Missing) {
+        struct stat data = {};
+        if (lstat(path.constData(), &data) == 0 && !S_ISREG(data.st_mode))
+            unlink(path.constData()); // whatever stands in its place is not opened
+        const int note =
+                ::open(path.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
+        if (note < 0)
+            return result;
+        close(note);
+        result = m_claim.acquireFile(m_path, onWait);
+    }
+    if (BuildLock::errorText(result, m_path).isEmpty()) {
+        if (m_claim.descriptor() >= 0)
+            DiskSync::file(m_claim.descriptor());
+        DiskSync::directory(QFileInfo(m_output).path());
+    }
+    return result;
 }
 
-bool OutsideNote::end(const QString &output, QString *error)
+bool OutsideNote::end(QString *error)
 {
     const int file =
-            ::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+            ::open(QFile::encodeName(m_output).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file >= 0) {
         DiskSync::file(file);
         close(file);
-        DiskSync::directory(QFileInfo(output).path());
+        DiskSync::directory(QFileInfo(m_output).path());
     }
-    const QByteArray note = notePath(output);
-    if (unlink(note.constData()) == 0 || errno == ENOENT || errno == ENOTDIR)
-        return true;
-    *error = u"Cannot delete %1"_s.arg(QFile::decodeName(note));
-    return false;
+    const bool isGone = unlink(QFile::encodeName(m_path).constData()) == 0 || errno == ENOENT
+                        || errno == ENOTDIR;
+    m_claim.release();
+    if (!isGone)
+        *error = u"Cannot delete %1"_s.arg(m_path);
+    return isGone;
 }
 
-bool OutsideNote::recover(const QString &output)
+bool OutsideNote::recover(const std::function<void()> &onWait, QString *error)
 {
-    const QByteArray path = notePath(output);
+    const QByteArray path = QFile::encodeName(m_path);
     struct stat data = {};
     if (lstat(path.constData(), &data) != 0)
         return true;
-    if (!Changes::removeFile(output) && FileStatus::of(output).isRegularFile())
+    BuildLock claim;
+    if (!Rehearsal::isOn()) {
+        const BuildLock::Result result = claim.acquireFile(m_path, onWait);
+        if (result == BuildLock::Result::Missing)
+            return true; // the other build has ended well
+        *error = BuildLock::errorText(result, m_output);
+        if (!error->isEmpty())
+            return false;
+    }
+    if (!Changes::removeFile(m_output) && FileStatus::of(m_output).isRegularFile()) {
+        *error = u"Cannot delete %1"_s.arg(m_output);
         return false;
+    }
     if (!Rehearsal::isOn())
         unlink(path.constData());
     return true;

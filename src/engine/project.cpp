@@ -9,7 +9,9 @@
 #include "files/filestatus.h"
 #include "files/rehearsal.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <utility>
 
@@ -18,7 +20,7 @@ using namespace Qt::StringLiterals;
 Project::Project(const ProjectSpec &spec)
     : m_spec(spec), m_commandRunner(std::make_unique<ToolRunner>(
                             spec, [this](const QString &text) { msg(text); })),
-      m_outputGuard(spec), m_inputs(spec)
+      m_outputGuard(spec, [this] { sayWaiting(); }), m_inputs(spec)
 {
 }
 
@@ -49,8 +51,7 @@ bool Project::checkSdk()
 
 bool Project::checkInterruption()
 {
-    return Interruption::signal() == 0
-           || raiseError(u"Interrupted by %1"_s.arg(Interruption::signalName()));
+    return Interruption::signal() == 0 || raiseError(Interruption::text());
 }
 
 bool Project::report(const Command &command, const CommandResult &result)
@@ -141,45 +142,48 @@ bool Project::checkNoInput(const QString &path, const FileStatus &output, const 
            || raiseError(u"Cannot write %1"_s.arg(path));
 }
 
+void Project::sayWaiting()
+{
+    if (!std::exchange(m_hasSaidWaiting, true))
+        msg(u"Waiting for another build"_s);
+}
+
 bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
 {
     if (Rehearsal::isOn())
         return !makeDirectory || makeDirectory();
     const QString directory = m_spec.objectFilePath({});
-    const auto onWait = [this, isSaid = std::make_shared<bool>()] {
-        if (!std::exchange(*isSaid, true))
-            msg(u"Waiting for another build"_s);
-    };
-    for (;;) {
-        switch (m_lock.acquire(directory, onWait)) {
-        case BuildLock::Result::Held:
-            ResponseFile::removeLeftIn(directory);
-            return true;
-        case BuildLock::Result::NotHeld:
-            return !makeDirectory || makeDirectory();
-        case BuildLock::Result::Interrupted:
-            return checkInterruption();
-        case BuildLock::Result::OwnBuild:
-            return raiseError(
-                    u"The build that started this one is still using %1"_s.arg(directory));
-        case BuildLock::Result::NoDirectory:
-            break;
-        }
+    const auto onWait = [this] { sayWaiting(); };
+    BuildLock::Result result = m_lock.acquire(directory, onWait);
+    while (result == BuildLock::Result::Missing) {
         // Who finds no object directory claims the folder in which it is to be: a build until it
         // has made it, another operation until its end.
         BuildLock parent;
-        const BuildLock::Result result = parent.acquire(nearestExisting(directory), onWait);
-        if (result == BuildLock::Result::Interrupted)
+        if (parent.acquire(nearestExisting(directory), onWait) == BuildLock::Result::Interrupted)
             return checkInterruption();
-        if (FileStatus::of(directory).exists())
-            continue;
-        if (!makeDirectory) {
-            m_lock = std::move(parent);
-            return true;
+        if (!FileStatus::of(directory).exists()) {
+            if (!makeDirectory) {
+                m_lock = std::move(parent);
+                break;
+            }
+            if (!makeDirectory())
+                return false;
         }
-        if (!makeDirectory())
-            return false;
+        parent.release();
+        result = m_lock.acquire(directory, onWait);
     }
+    // Whoever still writes below one that was removed meanwhile has kept the claim on its name.
+    QString error = BuildLock::errorText(result, directory);
+    if (error.isEmpty()) {
+        const QString name = QDir::cleanPath(QFileInfo(directory).absoluteFilePath());
+        error = BuildLock::errorText(
+                m_nameLock.acquireName(m_spec.projectFilePath({}), name, onWait), directory);
+    }
+    if (!error.isEmpty())
+        return raiseError(error);
+    if (result == BuildLock::Result::Held)
+        ResponseFile::removeLeftIn(directory);
+    return result != BuildLock::Result::NotHeld || !makeDirectory || makeDirectory();
 }
 
 bool Project::makeImage(const QString &image, const Command &command)

@@ -173,6 +173,7 @@ protected:
 
 private:
     bool checkSdk();
+    void sayWaiting();
     bool runOperation(Operation operation);
     /// @return whether the command succeeded; otherwise the error text is set
     bool report(const Command &command, const CommandResult &result);
@@ -183,5 +184,7 @@ private:
     OutputGuard m_outputGuard;
     Inputs m_inputs;
     BuildLock m_lock;
+    BuildLock m_nameLock;
+    bool m_hasSaidWaiting = false;
     JobQueue m_jobs{this};
 };

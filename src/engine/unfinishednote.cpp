@@ -47,6 +47,14 @@ bool parseNames(QByteArrayView text, QStringList *names)
     return false;
 }
 
+/// Renames a file, also over an empty directory.
+/// @return false with errno set
+bool replace(const QByteArray &file, const QByteArray &path)
+{
+    const auto move = [&] { return rename(file.constData(), path.constData()) == 0; };
+    return move() || (errno == EISDIR && rmdir(path.constData()) == 0 && move());
+}
+
 bool isOwnSmallFile(int descriptor)
 {
     struct stat data = {};
@@ -75,7 +83,7 @@ std::optional<UnfinishedNote::State> UnfinishedNote::read(QString *error)
     if (descriptor < 0) {
         if (errno == ENOENT || errno == ENOTDIR)
             return State::Absent;
-        if (errno == ELOOP || errno == EACCES || errno == ENXIO)
+        if (errno == ELOOP || errno == EACCES || errno == ENXIO || errno == EISDIR)
             return State::Torn;
         *error = u"Error reading %1: %2"_s.arg(m_path, qt_error_string(errno));
         return {};
@@ -127,8 +135,7 @@ bool UnfinishedNote::create()
     bool ok = pwrite(m_descriptor, text.constData(), static_cast<size_t>(text.size()), 0)
                       == text.size()
               && pwrite(m_descriptor, &endMark, 1, m_headerSize) == 1;
-    ok = ok && DiskSync::file(m_descriptor)
-         && rename(temporary.constData(), QFile::encodeName(m_path).constData()) == 0;
+    ok = ok && DiskSync::file(m_descriptor) && replace(temporary, QFile::encodeName(m_path));
     if (!ok) {
         const int reason = errno;
         unlink(temporary.constData());

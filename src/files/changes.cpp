@@ -37,3 +37,14 @@ void Changes::separateHardLinks(const QString &path)
         && data.st_nlink > 1)
         unlink(name.constData());
 }
+
+void Changes::separateLinks(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat data = {};
+    if (Rehearsal::isOn() || lstat(name.constData(), &data) != 0)
+        return;
+    if (S_ISLNK(data.st_mode) ? FileStatus::of(path).isRegularFile()
+                              : S_ISREG(data.st_mode) && data.st_nlink > 1)
+        unlink(name.constData());
+}

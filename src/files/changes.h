@@ -12,7 +12,10 @@ bool makeDirectory(const QString &path);
 bool removeFile(const QString &path);
 
 /// Takes away a file that has other hard links, too: writing to it in place would change what those
-/// names stand for. Symbolic links are left alone, and so is a file that cannot be removed.
+/// names stand for. A file that cannot be removed is left alone.
 void separateHardLinks(const QString &path);
+
+/// The same, also for a symbolic link to a file.
+void separateLinks(const QString &path);
 
 } // namespace Changes

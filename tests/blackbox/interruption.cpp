@@ -30,6 +30,13 @@ void writeProject(World &world)
     world.makeDirectory("project/made");
 }
 
+void writeProjectOfTheSameDefinitions(World &world)
+{
+    world.write("project/other.ztp",
+                world.read("project/demo.ztp")
+                        .replace("<Project ", "<Project ObjectDirectory=\"other\" "));
+}
+
 void writeSmallProject(World &world, const QByteArray &process)
 {
     world.project(demo + " Version=\"1\"", tree() + ::process(process));

@@ -4,6 +4,8 @@
 
 /// A project that runs every program once, and the images' twice.
 void writeProject(World &world);
+/// Another project file, "other.ztp", with an object directory of its own.
+void writeProjectOfTheSameDefinitions(World &world);
 /// Two Lua files, compiled in two stages; nothing else.
 void writeSmallProject(World &world, const QByteArray &process = {});
 

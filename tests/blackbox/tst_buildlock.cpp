@@ -219,30 +219,90 @@ private slots:
         QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
     }
 
-    void buildThatAToolStartsDoesNotWaitForEver()
+    // Whatever it writes to goes away meanwhile, and its note with it.
+    void toolThatOutlivesItsObjectDirectoryIsWaitedFor_data()
     {
+        Rows<QByteArray, bool> row; // tool, whether the directory is made again
+        for (const char *tool : {"ztmkmtd", "ztluac", "ztlink"})
+            row(tool, tool, false);
+        row("ztluac, made again", "ztluac", true);
+    }
+    void toolThatOutlivesItsObjectDirectoryIsWaitedFor()
+    {
+        const auto [tool, isMadeAgain] = fetch<QByteArray, bool>();
         World world;
-        writeSmallProject(world);
-        world.remove("sdk/bin/ztlpp");
-        world.write("sdk/bin/ztlpp", "#!/bin/sh\nexec \"${0%/*}/ztmake\" -q\n");
-        world.setMode("sdk/bin/ztlpp", 0755);
-        const Result result = world.run({"-q"});
-        QCOMPARE(result.status, 1);
-        SAME(result.err, "[ztmake] The build that started this one is still using obj\n"
-                         "[ztmake] Command exited with status 1\n");
+        writeProject(world);
+        planToStop(world, tool, {"signal parent 9"});
+        Running killed(world, {"-q"});
+        QVERIFY(hasBegun(world));
+        QCOMPARE(killed.end().signal, SIGKILL);
+        world.remove("project/obj");
+        if (isMadeAgain)
+            world.makeDirectory("project/obj");
+        Running build(world, {"-q"});
+        QVERIFY(build.says(waiting));
+        QCOMPARE(world.tree("project/obj").count(".luo"), 0);
+        world.write("go");
+        const Result result = build.end();
+        SAME(result.err, waiting);
+        QCOMPARE(result.status, 0);
+        SAME(outputs(world), outputsOf(steps.size() - 1, true));
     }
 
-    void buildOfAnotherProjectThatAToolStarts()
+    // Another project makes the same definitions, and knows nothing of that object directory.
+    void toolThatOutlivesABuildOfTheSameDefinitionsIsWaitedFor()
     {
         World world;
-        writeSmallProject(world);
-        world.project(R"(Name="Other" SDK="../../sdk")", "", "project/other/demo.ztp");
-        world.remove("sdk/bin/ztlpp");
-        world.write("sdk/bin/ztlpp", "#!/bin/sh\ncd other && exec ../../sdk/bin/ztmake -q\n");
-        world.setMode("sdk/bin/ztlpp", 0755);
-        const Result result = world.run({"-q"});
+        writeProject(world);
+        writeProjectOfTheSameDefinitions(world);
+        planToStop(world, "ztmkmtd", {"signal parent 9"});
+        Running killed(world, {"-q", "demo.ztp"});
+        QVERIFY(hasBegun(world));
+        QCOMPARE(killed.end().signal, SIGKILL);
+        Running build(world, {"-q", "other.ztp"});
+        QVERIFY(build.says(waiting));
+        world.write("go");
+        const Result result = build.end();
+        SAME(result.err, waiting);
+        QCOMPARE(result.status, 0);
+        QCOMPARE(names(result).count("ztmkmtd"), 1);
+        SAME(world.tree("project/made"), "m.lh\nm.lua\n");
+    }
+
+    void buildOfTheSameDefinitionsIsWaitedFor_data()
+    {
+        Rows<int> row; // a signal that ends the waiting
+        row("to its end", 0);
+        row("until a signal", SIGINT);
+    }
+    void buildOfTheSameDefinitionsIsWaitedFor()
+    {
+        const auto [signal] = fetch<int>();
+        World world;
+        writeProject(world);
+        writeProjectOfTheSameDefinitions(world);
+        planToStop(world, "ztmkmtd");
+        Running one(world, {"-q", "demo.ztp"});
+        QVERIFY(hasBegun(world));
+        Running other(world, {"-q", "other.ztp"});
+        QVERIFY(other.says(waiting));
+        if (signal != 0) {
+            QCOMPARE(kill(other.number(), signal), 0);
+            const Result result = other.end();
+            QCOMPARE(result.signal, signal);
+            SAME(result.err, waiting + "[ztmake] Interrupted by SIGINT\n");
+        }
+        world.write("go");
+        const Result result = one.end();
         SAME(result.err, "");
         QCOMPARE(result.status, 0);
+        if (signal == 0) {
+            const Result otherResult = other.end();
+            SAME(otherResult.err, waiting);
+            QCOMPARE(otherResult.status, 0);
+            QCOMPARE(names(otherResult).count("ztmkmtd"), 0); // it goes on from what is there
+        }
+        SAME(world.tree("project/made"), "m.lh\nm.lua\n");
     }
 };
 

@@ -82,6 +82,22 @@ private slots:
         SAME(world.read("project/firmware/T1-Demo-2-firmware.ztf"), "made by ztlink\n");
     }
 
+    // Who puts one there has no other copy of it, perhaps.
+    void inputsStay()
+    {
+        World world(
+                R"(Name="Demo" SDK="../sdk" KeyFile="firmware/key-Demo-firmware.ztf")",
+                R"(<Filesystem><Merge Type="Archive"><Source>firmware/base-Demo-install.ztf</Source>
+</Merge></Filesystem>)");
+        for (const char *name :
+             {"key-Demo-firmware.ztf", "base-Demo-install.ztf", "T1-Demo-firmware.ztf"})
+            world.write("project/firmware/" + QByteArray(name));
+        for (const char *option : {"-v", "--cleanfirmwarefolder"}) {
+            QCOMPARE(world.run({"-q", option}).status, 0);
+            SAME(world.tree("project/firmware"), "base-Demo-install.ztf\nkey-Demo-firmware.ztf\n");
+        }
+    }
+
     void nothingElseIsTouched()
     {
         World world;

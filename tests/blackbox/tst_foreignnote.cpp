@@ -114,7 +114,7 @@ private slots:
     {
         Rows<QByteArray> row; // what it is
         for (const char *what : {"link", "link to nothing", "link to a good note", "hard link",
-                                 "pipe", "huge", "somebody else's"})
+                                 "pipe", "directory", "huge", "somebody else's"})
             row(what, what);
     }
     void noteThatIsNoOrdinaryFile()
@@ -134,6 +134,8 @@ private slots:
             QCOMPARE(link(world.path("project/good").constData(), path.constData()), 0);
         } else if (what == "pipe") {
             QCOMPARE(mkfifo(path.constData(), 0666), 0);
+        } else if (what == "directory") {
+            world.makeDirectory(note);
         } else if (what == "huge") {
             world.write(note, naming({"root/a.lui"}) + QByteArray(2 << 20, 'x'));
         } else {
@@ -149,6 +151,17 @@ private slots:
         SAME(names(result).join(' '), everything);
         QVERIFY(!world.exists(note));
         QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
+    }
+
+    // What it holds is somebody's.
+    void noteThatIsADirectoryWithAFile()
+    {
+        BuiltWorld world;
+        world.write(note + "/file");
+        const Result result = world.run({"-q"});
+        SAME(result.err, "[ztmake] Error writing obj/.unfinished: Directory not empty\n");
+        QVERIFY(world.exists(note + "/file"));
+        QVERIFY(!world.exists(note + ".new"));
     }
 
     void temporaryNameThatIsALink()

@@ -138,17 +138,21 @@ private slots:
         SAME(result.err, "[ztmake] Cannot write " + output + '\n');
     }
 
-    // A copy of the tree by hard links, or a program that looks for equal files, makes such.
-    void outputThatIsAnotherFileByAHardLink_data()
+    // A copy of the tree by links, or a program that looks for equal files, makes such.
+    void outputThatIsAnotherFileByALink_data()
     {
-        Rows<QByteArray> row; // output
-        for (const char *output : {"obj/root/a.lui", "obj/root/a.luo", "made/m.lh", "made/m.lua",
-                                   "obj/translations/de.qm", "obj/version.txt", "obj/autoexec.lua"})
-            row(output, output);
+        Rows<QByteArray, bool> row; // output, hard
+        for (const char *output : {"obj/root/a.lui", "obj/root/a.luo", "obj/translations/de.qm",
+                                   "obj/version.txt", "obj/autoexec.lua"}) {
+            row("hard link, "_ba + output, output, true);
+            row("symbolic link, "_ba + output, output, false);
+        }
+        for (const char *output : {"made/m.lh", "made/m.lua"})
+            row("hard link, "_ba + output, output, true);
     }
-    void outputThatIsAnotherFileByAHardLink()
+    void outputThatIsAnotherFileByALink()
     {
-        const auto [output] = fetch<QByteArray>();
+        const auto [output, hard] = fetch<QByteArray, bool>();
         World world(demo, R"(<Target Model="A"/><Startup File="/main.lua"/>
 <MTD16 Enabled="1"><Header>made/m.lh</Header><Lua>made/m.lua</Lua></MTD16>
 <Translation Enabled="1"><Language>de</Language></Translation>)"
@@ -157,12 +161,37 @@ private slots:
                                  "made/x", "obj/translations/x", "obj/root/x"})
             world.write("project/"_ba + name);
         world.write("project/root/data", "data");
-        linkHard(world, "project/root/data", "project/" + output);
+        if (hard)
+            linkHard(world, "project/root/data", "project/" + output);
+        else
+            world.link(world.path("project/root/data"), "project/" + output);
         const Result result = world.run({"-q", "-A"});
         SAME(result.err, "");
         QCOMPARE(result.status, 0);
         SAME(world.read("project/root/data"), "data");
         QVERIFY(world.exists("project/" + output) && world.read("project/" + output) != "data");
+    }
+
+    void moduleThatIsALink_data()
+    {
+        Rows<QByteArray, QByteArray, QByteArray> row; // module, where it leads, message
+        row("to a source beside it", "root/m.lua", "a.lua", "[ztmake] Cannot write root/m.lua\n");
+        row("to a source", "made/m.lua", "../root/a.lua", "[ztmake] Cannot write made/m.lua\n");
+        row("elsewhere", "root/m.lua", "../made/m.lua", "");
+    }
+    void moduleThatIsALink()
+    {
+        const auto [module, target, message] = fetch<QByteArray, QByteArray, QByteArray>();
+        World world(demo, "<MTD16 Enabled=\"1\"><Lua>" + module + "</Lua></MTD16>" + tree());
+        for (const char *name :
+             {"root/a.lua", "demo.mtdef", "made/m.lua", "root/m.lua", "include/x"})
+            world.write("project/"_ba + name, "content");
+        world.remove("project/" + module);
+        world.link(target, "project/" + module);
+        const Result result = world.run({"-q", "-A"});
+        SAME(result.err, message);
+        SAME(world.read("project/root/a.lua"), "content");
+        QCOMPARE(world.read("project/" + module) == "content", !message.isEmpty());
     }
 
     // The compiler must not read what it writes.

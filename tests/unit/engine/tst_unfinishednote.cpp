@@ -132,16 +132,18 @@ private slots:
         QCOMPARE(read(&note), UnfinishedNote::State::Torn);
     }
 
-    void directoryInItsPlaceIsAnError()
+    void directoryInItsPlaceIsReplacedIfItIsEmpty()
     {
-        QVERIFY(QDir().mkpath(file()));
+        QVERIFY(QDir().mkpath(file() + u"/sub"_s));
         UnfinishedNote note(path(u"obj"_s));
+        QCOMPARE(read(&note), UnfinishedNote::State::Torn);
         QString error;
-        QVERIFY(!note.read(&error));
-        QCOMPARE(error, u"Error reading %1: Is a directory"_s.arg(file()));
         QVERIFY(!note.write({}, &error));
-        QCOMPARE(error, u"Error writing %1: Is a directory"_s.arg(file()));
+        QCOMPARE(error, u"Error writing %1: Directory not empty"_s.arg(file()));
         QCOMPARE(entries(), QStringList{u".unfinished"_s});
+        QVERIFY(QDir().rmdir(file() + u"/sub"_s));
+        QVERIFY(note.write({}, &error));
+        QVERIFY(QFileInfo(file()).isFile());
     }
 
     void missingObjectDirectoryIsMade()
