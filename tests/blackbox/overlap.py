@@ -6,7 +6,8 @@
 The projects, the edits and the comparison are those of convergence.py, and some of its interrupted
 builds come in between. Otherwise each round starts two builds, or a build and --clearobsolete or
 --cleanfirmwarefolder, at a random distance; in a part of the rounds one of them is killed, alone or
-with its tools, or interrupted. What a killed program leaves running goes on, and may write later.
+with its tools, or interrupted. What a killed program leaves running goes on, and may write later, also
+into an object directory that is removed meanwhile and made again by the next build.
 
 Builds that nothing has disturbed end with status 0, and together they have left the right firmware;
 so has one that has waited for another, whatever has become of that. The line that says so comes at
@@ -14,6 +15,7 @@ most once.
 """
 
 import os
+import shutil
 import signal
 import sys
 import time
@@ -28,8 +30,11 @@ class OverlapWorld(World):
     """A project with two operations at once."""
 
     def interrupted_build(self):
-        if self.random.random() < 0.2:
+        kind = self.random.random()
+        if kind < 0.2:
             super().interrupted_build()
+        elif kind < 0.4:
+            self.remove_objects_of_killed_build()
         else:
             self.overlap()
 
@@ -60,6 +65,22 @@ class OverlapWorld(World):
             self.tear()
             return
         self.check_ends(operations, ends, victim)
+
+    def remove_objects_of_killed_build(self):
+        self.write_plan([])
+        killed = self.start(self.live)
+        time.sleep(self.random.uniform(0, 1.2 * self.duration))
+        try:
+            os.kill(killed.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        objects = os.path.join(self.live, "obj")
+        while os.path.exists(objects):  # what it has left running makes new files
+            shutil.rmtree(objects, ignore_errors=True)
+        self.log.append("build -q: killed, and its object directory removed")
+        ends = [self.finish(process) for process in (self.start(self.live), killed)]
+        self.check_ends([("-q",), ("-q",)], ends, 1)
+        self.check_firmware()
 
     def disturb(self, process):
         """SIGKILL to the program alone, SIGKILL to its tools as well, or SIGINT."""
