@@ -35,7 +35,8 @@ class World(unittest.TestCase):
         """The variables that the tools see: nothing of the user's settings."""
         return {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "HOME": str(self.home),
                 "XDG_CONFIG_HOME": str(self.home), "PYTHONDONTWRITEBYTECODE": "1",
-                "GCOV_ERROR_FILE": "/dev/null", "ZELTASDK": str(SDK.parent)}
+                "GCOV_ERROR_FILE": "/dev/null", "ZELTASDK": str(SDK.parent),
+                "ZTMAKE_MUTANT": os.environ.get("ZTMAKE_MUTANT", "")}  # scripts/mutate
 
     def run_command(self, *command, cwd=None):
         """Runs any command in the test's directory."""

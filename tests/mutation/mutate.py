@@ -2,6 +2,7 @@
 tells which of them the tests notice. See scripts/mutate and docs/testing.md."""
 
 import argparse
+import ast
 import collections
 import concurrent.futures
 import functools
@@ -22,7 +23,7 @@ import operators
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRATCH = ROOT / "build/mutants"
-SUITES = ["unit", "blackbox", "fuzz"]
+SUITES = ["unit", "blackbox", "fuzz", "companion"]
 MARKS = 131072
 
 
@@ -172,7 +173,7 @@ class Tree:
 
     def tests(self, jobs):
         """Builds all tests."""
-        run(["ninja", f"-j{jobs}", "-C", self.build, "ztproject",
+        run(["ninja", f"-j{jobs}", "-C", self.build, "ztproject", "sample_sdk",
              *(f"tests/{suite}/all" for suite in SUITES)])
         listing = json.loads(run(["ctest", "--test-dir", self.build, "--show-only=json-v1"]))
         for test in listing["tests"]:
@@ -189,7 +190,18 @@ class Tree:
             else:
                 script = pathlib.Path(command[1])
                 code = program if program.is_relative_to(self.build) else script
-                yield Test(test["name"], code, command, environment)
+                for method in test_methods(script):
+                    yield Test(f"{test['name']} {method}".rstrip(), code,
+                               [*command, *filter(None, [method])], environment)
+
+
+def test_methods(script):
+    """The methods of a test that uses unittest; "", that is all of it, for another one."""
+    if not script.name.startswith("test_"):
+        return [""]
+    classes = [node for node in ast.parse(script.read_text()).body if isinstance(node, ast.ClassDef)]
+    return [f"{node.name}.{function.name}" for node in classes for function in node.body
+            if isinstance(function, ast.FunctionDef) and function.name.startswith("test_")]
 
 
 def culprits(line, column):
