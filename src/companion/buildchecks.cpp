@@ -43,30 +43,22 @@ void checkKernels(CheckedProject *project, const RehearsedBuild &build)
     }
 }
 
-/// The build's tools are those beside its program: in the directory of this one, if any of them is
-/// there, or else in the SDK's.
 void checkTools(CheckedProject *project, const RehearsedBuild &build)
 {
+    const QString directory = build.toolDirectory();
+    if (directory.isEmpty())
+        return; // they may be beside a ztmake that is elsewhere
     QStringList names;
     for (const Command &command : build.commands())
         names << command.displayName;
     names.removeDuplicates();
-    for (const QString &directory : {project->spec.toolPath({}), project->spec.sdkPath(u"bin"_s)}) {
-        const auto isMissing = [&directory](const QString &name) {
-            const QFileInfo info(joined(directory, name));
-            return !info.isFile() || !info.isExecutable();
-        };
-        if (std::all_of(names.begin(), names.end(), isMissing))
-            continue;
-        for (const QString &name : std::as_const(names)) {
-            if (isMissing(name)) {
-                project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "tool",
-                               u"There is no program %1, which a build would start"_s.arg(
-                                       joined(directory, name)),
-                               u"Put it there, executable, or take an SDK that has it."_s);
-            }
+    for (const QString &name : std::as_const(names)) {
+        const QString program = directory + u'/' + name;
+        if (!isProgram(program)) {
+            project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "tool",
+                           u"There is no program %1, which a build would start"_s.arg(program),
+                           u"Put it there, executable, or take an SDK that has it."_s);
         }
-        return;
     }
 }
 

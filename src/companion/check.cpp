@@ -4,6 +4,7 @@
 #include "companion/checkedproject.h"
 #include "companion/output.h"
 #include "companion/schemacheck.h"
+#include "engine/interruption.h"
 #include "tools/tools.h"
 #include "xml/boundedfile.h"
 #include "xml/projectnamespaces.h"
@@ -57,7 +58,7 @@ void reportRefusal(CheckedProject *project, const QByteArray &text, const QStrin
     project->error(placeIn(reason), "project-file", withoutPlace(reason), cure);
 }
 
-QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &error)
+QList<Finding> findingsOf(OpenedProject *opened, bool isRead, bool compare, const QString &error)
 {
     BoundedFile file(opened->file);
     const QByteArray text = file.open(QIODevice::ReadOnly) ? file.read(maximumSize) : QByteArray();
@@ -78,7 +79,8 @@ QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &err
         checkNeighbours(&project);
         if (hasSdk) {
             checkBuild(&project);
-            checkTimes(&project);
+            const bool areCompared = compare && compareOutputs(&project);
+            checkTimes(&project, areCompared);
         }
     }
     for (Finding &finding : project.findings) {
@@ -112,7 +114,9 @@ int checkProject(const CheckOptions &options)
         return 1;
     }
     opened.spec.svnversion = Tristate{0}; // no check is about the version
-    QList<Finding> findings = findingsOf(&opened, isRead, error);
+    QList<Finding> findings = findingsOf(&opened, isRead, options.compare, error);
+    if (Interruption::signal() != 0)
+        Interruption::finish();
     std::stable_sort(findings.begin(), findings.end(), [&](const Finding &a, const Finding &b) {
         const auto key = [&](const Finding &finding) {
             return std::tuple(finding.file != opened.file, finding.file, finding.place.line,

@@ -95,6 +95,7 @@ int runCheck(const QStringList &arguments)
     SubCommandLine line(arguments, "Finds what would build the wrong firmware.",
                         projectFileArgument);
     line.addFlag("strict", "fail for warnings, too");
+    line.addFlag("compare", "compare what a build would keep with what the tools make now");
     line.addOption("format", "text, as compilers put it, or json", "format");
     if (const std::optional<int> status = line.read())
         return *status;
@@ -103,7 +104,8 @@ int runCheck(const QStringList &arguments)
         printMessage(u"Unknown format %1: there are text and json."_s.arg(format));
         return 1;
     }
-    return checkProject({line.argument(), line.isSet("strict"), format == "json"_L1});
+    return checkProject(
+            {line.argument(), line.isSet("strict"), format == "json"_L1, line.isSet("compare")});
 }
 
 int runInit(const QStringList &arguments)
