@@ -196,6 +196,20 @@ std::optional<Finding::Severity> severityFor(const MadeFile &file)
     return sign == Sign::Doubt ? std::optional(Finding::Severity::Note) : std::nullopt;
 }
 
+/// @param severity  a warning, or a note
+void reportProjectFile(CheckedProject *project, Finding::Severity severity)
+{
+    const bool isSure = severity == Finding::Severity::Warning;
+    project->report(severity, project->opened.file, {1, 1}, "replaced-project",
+                    isSure ? u"Replaced after objects were made with it, by a file that is older "
+                             "than they are: a build does not notice"_s
+                           : u"Perhaps replaced after objects were made with it, by a file that is "
+                             "older than they are: a build would not notice"_s,
+                    isSure ? u"Build with --all, or touch it."_s
+                           : u"Build with --all, unless nothing but its name or its rights are "
+                             "new."_s);
+}
+
 } // namespace
 
 void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
@@ -205,6 +219,11 @@ void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
         const auto severity = severityFor(file);
         if (severity && inputs.value(file.input, Finding::Severity::Note) >= *severity)
             inputs.insert(file.input, *severity);
+    }
+    const auto ofProject = inputs.constFind(project->opened.file);
+    if (ofProject != inputs.constEnd()) {
+        reportProjectFile(project, *ofProject);
+        inputs.erase(ofProject);
     }
     const QStringList warned = inputs.keys(Finding::Severity::Warning);
     if (!warned.isEmpty()) {
