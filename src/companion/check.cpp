@@ -74,6 +74,7 @@ QList<Finding> findingsOf(OpenedProject *opened, bool isRead, bool compare, cons
     if (isRead) {
         const bool hasSdk = checkSdk(&project);
         checkDescription(&project);
+        checkValues(&project);
         checkInputs(&project);
         checkTrees(&project);
         checkNeighbours(&project);

@@ -40,6 +40,8 @@ struct CheckedProject
 bool checkSdk(CheckedProject *project);
 /// Targets, the filesystem, the languages, and the files that they name.
 void checkDescription(CheckedProject *project);
+/// Values that have no effect, or another one than is meant.
+void checkValues(CheckedProject *project);
 /// The files that a build reads and writes, as they are.
 void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.

@@ -6,7 +6,7 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSet>
+#include <QHash>
 
 using namespace Qt::StringLiterals;
 
@@ -40,15 +40,29 @@ void checkTargets(CheckedProject *project)
                       u"There is no Target: nothing is linked"_s,
                       u"Add a <Target Model=\"…\"/> for each device model."_s);
     }
-    QSet<QString> models;
+    QHash<QString, QString> models; // by the paths of their firmware
     for (qsizetype i = 0; i < targets.size(); ++i) {
-        if (models.contains(targets[i].model)) {
-            project->warn(project->places.attribute(u"Project/Target"_s, u"Model"_s, i), "target",
-                          u"The model %1 has a Target already: its firmware is written twice"_s.arg(
-                                  targets[i].model),
-                          u"Remove one of the two."_s);
+        const QString &model = targets[i].model;
+        const Place place = project->places.attribute(u"Project/Target"_s, u"Model"_s, i);
+        if (model.contains(u'/')) {
+            project->warn(
+                    place, "target",
+                    u"The model %1 has a slash, which gets into the path of its firmware"_s.arg(
+                            model),
+                    u"Write the bare name of the model."_s);
         }
-        models.insert(targets[i].model);
+        const QString path = QDir::cleanPath(model);
+        const auto known = models.constFind(path);
+        if (known != models.constEnd()) {
+            const QString text =
+                    *known == model
+                            ? u"The model %1 has a Target already: its firmware is written twice"_s
+                                      .arg(model)
+                            : u"The models %1 and %2 have one firmware file, which is written "
+                              "twice"_s.arg(*known, model);
+            project->warn(place, "target", text, u"Remove one of the two."_s);
+        }
+        models.insert(path, model);
     }
 }
 

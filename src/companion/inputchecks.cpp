@@ -57,6 +57,13 @@ void checkLoneCopies(CheckedProject *project)
     }
 }
 
+bool isBlank(const QString &path)
+{
+    constexpr qint64 enough = 65536;
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.read(enough).trimmed().isEmpty() && file.atEnd();
+}
+
 void checkKey(CheckedProject *project)
 {
     if (project->spec.keyFile.isEmpty())
@@ -71,6 +78,8 @@ void checkKey(CheckedProject *project)
         fault = u"The key file %1 cannot be read"_s;
     else if (info.isFile() && info.size() == 0)
         fault = u"The key file %1 is empty"_s;
+    else if (info.isFile() && isBlank(info.filePath()))
+        fault = u"The key file %1 is blank"_s;
     if (!fault.isEmpty()) {
         project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
                        fault.arg(info.filePath()), u"Put the key there, or correct KeyFile."_s);

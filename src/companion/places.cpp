@@ -77,7 +77,8 @@ Place Places::attribute(const QString &path, const QString &name, qsizetype numb
     return m_elements.isEmpty() ? Place{1, 1} : placeOf(m_elements.first(), {});
 }
 
-Place Places::child(const QString &path, qsizetype number, const QString &name) const
+Place Places::child(const QString &path, qsizetype number, const QString &name,
+                    const QString &attribute) const
 {
     const Element *const parent = find(path, number);
     const Element *found = parent;
@@ -90,7 +91,7 @@ Place Places::child(const QString &path, qsizetype number, const QString &name) 
                 found = element;
         }
     }
-    return found ? placeOf(*found, {}) : element(path);
+    return found ? placeOf(*found, attribute) : element(path);
 }
 
 std::optional<Place> Places::elementWithText(const QString &name, const QString &text) const

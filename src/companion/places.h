@@ -10,6 +10,8 @@ struct Place
 {
     int line = 0;
     int column = 0;
+
+    bool operator==(const Place &) const = default;
 };
 
 /// Where the elements and attributes of a project file stand, for messages about what the readers
@@ -27,9 +29,10 @@ public:
     Place element(const QString &path, qsizetype number = last) const;
     /// @return the attribute of that element; when there is none the element
     Place attribute(const QString &path, const QString &name, qsizetype number = last) const;
-    /// @return the last element @p name in the @p number th element of that path; when there is
-    /// none that one
-    Place child(const QString &path, qsizetype number, const QString &name) const;
+    /// @return the last element @p name in the @p number th element of that path, or its attribute;
+    /// when there is none that one
+    Place child(const QString &path, qsizetype number, const QString &name,
+                const QString &attribute = {}) const;
     /// @return the element of that name whose text is @p text; nothing when there is none
     std::optional<Place> elementWithText(const QString &name, const QString &text) const;
 

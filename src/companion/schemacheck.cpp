@@ -114,11 +114,6 @@ QString cureFor(const QString &text, const QStringList &names)
                    : u"Write %1: ztmake ignores %2."_s.arg(nearest, word);
 }
 
-bool isSame(const Place &a, const Place &b)
-{
-    return a.line == b.line && a.column == b.column;
-}
-
 void takeError(void *data, xmlErrorPtr error)
 {
     auto *validation = static_cast<Validation *>(data);
@@ -140,7 +135,7 @@ void takeError(void *data, xmlErrorPtr error)
     // What a value may be can be said twice: what its parts are like, and that it is none of them.
     const bool isDetail = error->code == XML_SCHEMAV_CVC_PATTERN_VALID
                           || error->code == XML_SCHEMAV_CVC_ENUMERATION_VALID;
-    if (validation->isDetail && isSame(validation->findings->last().place, place))
+    if (validation->isDetail && validation->findings->last().place == place)
         validation->findings->removeLast();
     validation->isDetail = isDetail;
     validation->findings->append({.severity = Finding::Severity::Warning,

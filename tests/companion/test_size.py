@@ -100,9 +100,9 @@ class Size(BoxWorld):
         self.write("root/a\x1b[31m\x7f\nb", "12345")
         self.make()
         result = self.ask("size", "--svg", "sizes.svg")
-        self.assertIn(" a\ufffd[31m\ufffd\ufffdb\n", result.stdout)
+        self.assertIn(" a\ufffd[31m\ufffd\\nb\n", result.stdout)
         root = xml.fromstring(self.read("sizes.svg"))
-        self.assertIn("/a\ufffd[31m\ufffd\ufffdb: 5 bytes",
+        self.assertIn("/a\ufffd[31m\ufffd\\nb: 5 bytes",
                       [title.text for title in root.iter(f"{SVG}title")])
 
     def test_treemap_replaces_nothing_but_a_treemap(self):
