@@ -55,7 +55,8 @@ void reportRefusal(CheckedProject *project, const QByteArray &text, const QStrin
     else if (!isProjectFile(text))
         cure = u"Begin it with <ZeltaProject xmlns=\"%1\">, as ztproject init does."_s.arg(
                 QLatin1StringView(ProjectNamespaces::current));
-    project->error(placeIn(reason), "project-file", withoutPlace(reason), cure);
+    project->error(project->places.inCharacters(placeIn(reason)), "project-file",
+                   withoutPlace(reason), cure);
 }
 
 QList<Finding> findingsOf(OpenedProject *opened, bool isRead, bool compare, const QString &error)

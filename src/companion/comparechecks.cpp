@@ -122,7 +122,7 @@ bool redirect(Command *command, const QString &output, const QString &other)
 }
 
 /// @return nothing when the file cannot be read
-std::optional<QByteArray> contentOf(const QString &path)
+std::optional<QByteArray> bytesOf(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -153,8 +153,8 @@ public:
             if (!command || !run(*command, output))
                 return;
         }
-        const std::optional<QByteArray> content = contentOf(output.path);
-        if (!content || content != contentOf(again)) {
+        const std::optional<QByteArray> content = bytesOf(output.path);
+        if (!content || content != bytesOf(again)) {
             m_project->warnIn(output.source, {1, 1}, "compare",
                               u"%1 is not what %2 gives"_s.arg(output.path, output.source),
                               u"Build with --all."_s);

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-/// A place in a text file; counted from 1. Line 0: the file as a whole.
+/// A place in a text file, in lines and characters, counted from 1. Line 0: the file as a whole.
 struct Place
 {
     int line = 0;
@@ -35,6 +35,9 @@ public:
                 const QString &attribute = {}) const;
     /// @return the element of that name whose text is @p text; nothing when there is none
     std::optional<Place> elementWithText(const QString &name, const QString &text) const;
+
+    /// @return a place whose column counts units of UTF-16
+    Place inCharacters(const Place &place) const;
 
     /// @return the @p number th element of the file, from 0, or its attribute
     Place inDocumentOrder(qsizetype number, const QString &attribute = {}) const;

@@ -99,7 +99,7 @@ struct Validation
 QString cureFor(const QString &text, const QStringList &names)
 {
     static const QRegularExpression unknown(
-            u"attribute '(\\w+)' is not allowed|Element '(\\w+)': This element is not expected"_s);
+            u"attribute '([^']+)' is not allowed|Element '([^']+)': This element is not expected"_s);
     const QRegularExpressionMatch match = unknown.match(text);
     if (!match.hasMatch())
         return u"Correct it as project-file.md has it; ztmake takes it another way, or ignores it."_s;
@@ -118,7 +118,7 @@ void takeError(void *data, xmlErrorPtr error)
 {
     auto *validation = static_cast<Validation *>(data);
     static const QRegularExpression nameSpace(u"\\{[^}]*\\}"_s);
-    static const QRegularExpression attribute(u"attribute '(\\w+)'"_s);
+    static const QRegularExpression attribute(u"attribute '([^']+)'"_s);
     const QString text = QString::fromUtf8(error->message)
                                  .remove(nameSpace)
                                  .section(u" Expected is"_s, 0, 0)

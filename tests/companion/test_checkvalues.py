@@ -17,21 +17,24 @@ class Values(CheckWorld):
     def test_quote_in_the_startup_file(self):
         self.write('root/usr/bin/a".lua', "print(1)\n")
         self.edit("/usr/bin/box.lua", "/usr/bin/a&quot;.lua")
-        self.expect("startup-script", "takes the quote in /usr/bin/a\".lua for", 'File="/usr/bin/a&quot;')
+        self.expect("startup-script", "takes the quote in /usr/bin/a\".lua for",
+                    'File="/usr/bin/a&quot;')
         self.assertEqual(self.make(), 0)
         self.assertIn('loadfile("/usr/bin/a".lua")', self.startup_script())
 
     def test_backslash_in_the_startup_file(self):
         self.write("root/usr/bin/a\\b.lua", "print(1)\n")
         self.edit("/usr/bin/box.lua", "/usr/bin/a\\b.lua")
-        self.expect("startup-script", r"takes the backslash in /usr/bin/a\\b.lua for", 'File="/usr/bin/a')
+        self.expect("startup-script", r"takes the backslash in /usr/bin/a\\b.lua for",
+                    'File="/usr/bin/a')
         self.assertEqual(self.make(), 0)
         self.assertIn('loadfile("/usr/bin/a\\b.lua")', self.startup_script())
 
     def test_line_break_in_the_base_directory(self):
         (self.dir / "root/usr/lib/lua\n/x").mkdir(parents=True)
         self.edit('BaseDir="/usr/lib/lua"', 'BaseDir="/usr/lib/lua&#10;"')
-        self.expect("startup-script", r"takes the line break in /usr/lib/lua\\n for", 'BaseDir="/usr')
+        self.expect("startup-script", r"takes the line break in /usr/lib/lua\\n for",
+                    'BaseDir="/usr')
         self.assertEqual(self.make(), 0)
         self.assertIn('"/usr/lib/lua\n"', self.startup_script())
 
@@ -71,7 +74,8 @@ class Values(CheckWorld):
         self.edit(' KeyFile="keys/firmware.key"', ' BuildInstaller="true" EncryptInstaller="true"')
         self.expect("encryption", "EncryptInstaller has no effect", "EncryptInstaller=")
         self.assertEqual(self.make(), 0)
-        self.assertIn("authenticated  no", self.tool("ztinspect", "firmware/ZT100-box-0.1-install.ztf"))
+        self.assertIn("authenticated  no", self.tool("ztinspect",
+                                                        "firmware/ZT100-box-0.1-install.ztf"))
 
     def test_key_file_without_a_name(self):
         self.edit("keys/firmware.key", "")
@@ -122,6 +126,44 @@ class Values(CheckWorld):
             "The models ZT100 and ./ZT100 have one firmware file, which is written twice"])
         self.assertEqual(self.make(), 0)
         self.assertEqual(len(self.firmware()), 1)
+
+
+class Positions(CheckWorld):
+    """Where a mistake is, in files that are not plain text in English."""
+
+    def place(self, text):
+        """Where a text of the project file stands, counted as editors do."""
+        before = self.text.partition(text)[0]
+        return str(before.count("\n") + 1), str(len(before) - before.rfind("\n"))
+
+    def save(self, text, encoding="utf-8"):
+        self.text = text
+        self.write("box.ztp", text.encode(encoding))
+
+    def places(self):
+        return [(finding["line"], finding["column"]) for finding in self.findings()]
+
+    def test_utf_16(self):
+        self.save(self.read("box.ztp").replace("UTF-8", "UTF-16").replace("KeyFile", "Keyfile"),
+                  "utf-16")
+        self.assertEqual(self.places(), [self.place("Keyfile=")])
+
+    def test_letters_of_other_languages(self):
+        self.save(self.read("box.ztp").replace("KeyFile=", "schlüssel="))
+        self.assertEqual(self.places(), [self.place("schlüssel=")])
+        self.assertIn("Remove it", self.ask("check").stdout)
+
+    def test_letters_that_are_two_in_utf_16(self):
+        self.save(self.read("box.ztp").replace("<Target ",
+                                               '<Target Label="\U0001f600" Verbose="x" '))
+        self.assertEqual(self.places()[:2], [self.place("Label="), self.place("Verbose=")])
+        # The reader tells the end of the tag.
+        line, column = self.place('"ZT100"/>')
+        self.assertEqual(self.places()[2:], [(line, str(int(column) + len('"ZT100"/')))])
+
+    def test_many_lines(self):
+        self.save(self.read("box.ztp").replace("<Target ", "\n" * 70000 + '<Target Kind="x" '))
+        self.assertEqual(self.places(), [self.place("Kind=")])
 
 
 if __name__ == "__main__":
