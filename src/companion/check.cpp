@@ -49,7 +49,7 @@ bool isProjectFile(const QByteArray &text)
 /// Reports what the readers have said.
 void reportRefusal(CheckedProject *project, const QByteArray &text, const QString &reason)
 {
-    QString cure = u"Correct it, and what the schema finds, as project-file.md has it."_s;
+    QString cure = u"Correct it, and what the schema finds, as project-file.md describes."_s;
     if (text.isEmpty())
         cure = u"Name the project file, or start ztproject where it is."_s;
     else if (!isProjectFile(text))

@@ -195,7 +195,7 @@ private:
                     u"%1 cannot make %2 again: %3"_s.arg(
                             command.displayName, output.path,
                             said.isEmpty() ? errorText(command, *listener.result()) : said),
-                    u"Correct that: a build with --all would stop there."_s);
+                    u"Correct this: a build with --all would fail at it."_s);
         }
         return false;
     }

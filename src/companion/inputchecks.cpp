@@ -25,7 +25,7 @@ QString faultOf(const MergeSpec &merge, const QString &source)
     if (!info.isReadable() || (info.isDir() && !info.isExecutable()))
         return u"%1 cannot be read"_s.arg(source);
     if (merge.type == MergeSpec::Type::Archive && !isArchive(source))
-        return u"%1 is no romfs image, as an Archive must be"_s.arg(source);
+        return u"%1 is not a romfs image, as an Archive must be"_s.arg(source);
     return {};
 }
 
@@ -41,7 +41,7 @@ void checkSources(CheckedProject *project)
             project->error(
                     project->sourcePlace(i), "source", fault,
                     isOfSdk ? u"Take an SDK that has it, or correct the Source."_s
-                            : u"Correct the Source, which is seen from the project directory."_s);
+                            : u"Correct the Source, which is relative to the project directory."_s);
         }
     }
 }
@@ -94,7 +94,7 @@ QString faultOfTranslations(const ProjectSpec &spec, const QString &language)
     const QString path = QDir::cleanPath(language);
     if (path.contains(u'/') && !path.startsWith("../"_L1)
         && !QFileInfo(QFileInfo(spec.qmFilePath(path)).path()).isDir())
-        return u"A language is called like de or de_AT: %1"_s.arg(language);
+        return u"A language has a name like de or de_AT: %1"_s.arg(language);
     QFile file(spec.tsFilePath(language + u".ts"_s));
     if (!file.exists())
         return {};

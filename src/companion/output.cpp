@@ -29,6 +29,6 @@ bool finishOutput()
 {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return true;
-    printMessage(u"Standard output cannot be written."_s);
+    printMessage(u"Cannot write to standard output."_s);
     return false;
 }

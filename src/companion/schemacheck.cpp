@@ -102,7 +102,8 @@ QString cureFor(const QString &text, const QStringList &names)
             u"attribute '([^']+)' is not allowed|Element '([^']+)': This element is not expected"_s);
     const QRegularExpressionMatch match = unknown.match(text);
     if (!match.hasMatch())
-        return u"Correct it as project-file.md has it; ztmake takes it another way, or ignores it."_s;
+        return u"Correct it as project-file.md describes; ztmake takes it differently, or ignores "
+               "it."_s;
     const QString word = match.captured(match.captured(1).isEmpty() ? 2 : 1);
     const QString nearest = nearestWord(word, names);
     if (nearest == word) {

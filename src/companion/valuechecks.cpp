@@ -21,7 +21,7 @@ void checkScriptText(CheckedProject *project, const Place &place, const QString 
     const QString oddity = oddityIn(text);
     if (!oddity.isEmpty()) {
         project->warn(place, "startup-script",
-                      u"The start-up script takes the %1 in %2 for its own"_s.arg(oddity, text),
+                      u"The start-up script does not escape the %1 in %2"_s.arg(oddity, text),
                       u"Choose a path on the device without it."_s);
     }
 }
@@ -42,10 +42,10 @@ void checkStrictAt(CheckedProject *project, const Place &place, const ProcessSpe
 {
     const ProcessSpec &whole = project->spec.process;
     if (process.strict.isSet() && process.strictLua() != whole.strictLua()) {
-        project->warn(place, "strict",
-                      u"Strict has no effect here: the device has one mode for all programs, that "
-                      "of the Process of the Project"_s,
-                      u"Write it in the Process of the Project, or remove it."_s);
+        project->warn(
+                place, "strict",
+                u"Strict has no effect here: only the one in the Project's own Process counts"_s,
+                u"Move it to the Process of the Project, or remove it."_s);
     }
 }
 
@@ -90,8 +90,8 @@ void checkWildcards(CheckedProject *project)
     if (name.contains(u'[')) {
         project->warn(
                 project->places.attribute(u"Project"_s, u"Name"_s), "name",
-                u"The [ in %1 stands for other letters when a build looks for earlier "
-                "firmware: it keeps its own, and may remove that of other projects"_s.arg(name),
+                u"A build takes the [ in %1 for a wildcard when it removes earlier firmware: its "
+                "own stays, and that of other projects may go"_s.arg(name),
                 u"Choose a Name without it."_s);
     }
 }

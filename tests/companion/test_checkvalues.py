@@ -17,7 +17,7 @@ class Values(CheckWorld):
     def test_quote_in_the_startup_file(self):
         self.write('root/usr/bin/a".lua', "print(1)\n")
         self.edit("/usr/bin/box.lua", "/usr/bin/a&quot;.lua")
-        self.expect("startup-script", "takes the quote in /usr/bin/a\".lua for",
+        self.expect("startup-script", "does not escape the quote in /usr/bin/a\".lua",
                     'File="/usr/bin/a&quot;')
         self.assertEqual(self.make(), 0)
         self.assertIn('loadfile("/usr/bin/a".lua")', self.startup_script())
@@ -25,7 +25,7 @@ class Values(CheckWorld):
     def test_backslash_in_the_startup_file(self):
         self.write("root/usr/bin/a\\b.lua", "print(1)\n")
         self.edit("/usr/bin/box.lua", "/usr/bin/a\\b.lua")
-        self.expect("startup-script", r"takes the backslash in /usr/bin/a\\b.lua for",
+        self.expect("startup-script", r"does not escape the backslash in /usr/bin/a\\b.lua",
                     'File="/usr/bin/a')
         self.assertEqual(self.make(), 0)
         self.assertIn('loadfile("/usr/bin/a\\b.lua")', self.startup_script())
@@ -33,7 +33,7 @@ class Values(CheckWorld):
     def test_line_break_in_the_base_directory(self):
         (self.dir / "root/usr/lib/lua\n/x").mkdir(parents=True)
         self.edit('BaseDir="/usr/lib/lua"', 'BaseDir="/usr/lib/lua&#10;"')
-        self.expect("startup-script", r"takes the line break in /usr/lib/lua\\n for",
+        self.expect("startup-script", r"does not escape the line break in /usr/lib/lua\\n",
                     'BaseDir="/usr')
         self.assertEqual(self.make(), 0)
         self.assertIn('"/usr/lib/lua\n"', self.startup_script())
@@ -92,7 +92,7 @@ class Values(CheckWorld):
 
     def test_name_with_wildcards(self):
         self.edit('Name="box"', 'Name="k[0-9]"')
-        self.expect("name", r"The \[ in k\[0-9\] stands for", 'Name="k')
+        self.expect("name", r"takes the \[ in k\[0-9\] for a wildcard", 'Name="k')
         other = self.write("firmware/ZT100-k5-1.0-firmware.ztf", "x")
         own = self.write("firmware/ZT100-k[0-9]-0.0-firmware.ztf", "x")
         self.assertEqual(self.make(), 0)
@@ -100,7 +100,7 @@ class Values(CheckWorld):
 
     def test_name_with_half_a_wildcard(self):
         self.edit('Name="box"', 'Name="k["')
-        self.expect("name", r"The \[ in k\[ stands for", 'Name="k')
+        self.expect("name", r"takes the \[ in k\[ for a wildcard", 'Name="k')
         own = self.write("firmware/ZT100-k[-0.0-firmware.ztf", "x")
         self.assertEqual(self.make(), 0)
         self.assertTrue(own.exists())
@@ -115,14 +115,14 @@ class Values(CheckWorld):
 
     def test_model_with_a_slash(self):
         self.edit('Model="ZT100"', 'Model="./ZT100"')
-        self.expect("target", "The model ./ZT100 has a slash", 'Model="./')
+        self.expect("target", "The slash in the model ./ZT100", 'Model="./')
         self.assertEqual(self.make(), 0)
 
     def test_two_models_of_one_firmware(self):
         self.edit('<Target Model="ZT100"/>', '<Target Model="ZT100"/><Target Model="./ZT100"/>')
         found = [finding["text"] for finding in self.findings() if finding["check"] == "target"]
         self.assertEqual(found, [
-            "The model ./ZT100 has a slash, which gets into the path of its firmware",
+            "The slash in the model ./ZT100 becomes part of the path of its firmware",
             "The models ZT100 and ./ZT100 have one firmware file, which is written twice"])
         self.assertEqual(self.make(), 0)
         self.assertEqual(len(self.firmware()), 1)

@@ -110,7 +110,7 @@ class Size(BoxWorld):
         before = self.read("box.ztp")
         result = self.ask("size", "--svg", "box.ztp")
         self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (1, "", "[ztproject] box.ztp is no drawing, and stays as it is.\n"))
+                         (1, "", "[ztproject] box.ztp is not a drawing, and was left as it is.\n"))
         self.assertEqual(self.read("box.ztp"), before)
         self.size("--svg", "sizes.svg")
         drawn = self.read("sizes.svg")
@@ -145,7 +145,7 @@ class Size(BoxWorld):
         (self.dir / "obj/ztproject-sizes.json").mkdir()
         result = self.ask("size")
         self.assertEqual(result.returncode, 0)
-        self.assertEqual(result.stderr, "[ztproject] The sizes cannot be kept in obj.\n")
+        self.assertEqual(result.stderr, "[ztproject] Cannot save the sizes in obj.\n")
 
     def test_firmware_without_an_image(self):
         self.make()
