@@ -19,7 +19,7 @@ _ztproject() {
         --model | --language) return ;;
     esac
     case ${words[1]} in
-        check) options='--strict --format' ;;
+        check) options='--strict --compare --format' ;;
         why) options='--all --commands' ;;
         init) options='--model --language --sdk --key' ;;
         size) options='--svg' ;;

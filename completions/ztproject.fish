@@ -8,6 +8,7 @@ complete -c ztproject -n __fish_use_subcommand -a size -d 'Show what the firmwar
 complete -c ztproject -n __fish_use_subcommand -l version -d 'Print the version'
 complete -c ztproject -l help -d 'Print the usage text'
 complete -c ztproject -n '__fish_seen_subcommand_from check' -l strict -d 'Fail for warnings, too'
+complete -c ztproject -n '__fish_seen_subcommand_from check' -l compare -d 'Make what is current again, and compare'
 complete -c ztproject -n '__fish_seen_subcommand_from check' -l format -x -a 'text json' -d 'Form of the findings'
 complete -c ztproject -n '__fish_seen_subcommand_from why' -l all -d 'As for a build with --all'
 complete -c ztproject -n '__fish_seen_subcommand_from why' -l commands -d 'Show the tool calls, too'

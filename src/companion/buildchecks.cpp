@@ -43,30 +43,22 @@ void checkKernels(CheckedProject *project, const RehearsedBuild &build)
     }
 }
 
-/// The build's tools are those beside its program: in the directory of this one, if any of them is
-/// there, or else in the SDK's.
 void checkTools(CheckedProject *project, const RehearsedBuild &build)
 {
+    const QString directory = build.toolDirectory();
+    if (directory.isEmpty())
+        return; // they may be beside a ztmake that is elsewhere
     QStringList names;
     for (const Command &command : build.commands())
         names << command.displayName;
     names.removeDuplicates();
-    for (const QString &directory : {project->spec.toolPath({}), project->spec.sdkPath(u"bin"_s)}) {
-        const auto isMissing = [&directory](const QString &name) {
-            const QFileInfo info(joined(directory, name));
-            return !info.isFile() || !info.isExecutable();
-        };
-        if (std::all_of(names.begin(), names.end(), isMissing))
-            continue;
-        for (const QString &name : std::as_const(names)) {
-            if (isMissing(name)) {
-                project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "tool",
-                               u"There is no program %1, which a build would start"_s.arg(
-                                       joined(directory, name)),
-                               u"Put it there, executable, or take an SDK that has it."_s);
-            }
+    for (const QString &name : std::as_const(names)) {
+        const QString program = directory + u'/' + name;
+        if (!isProgram(program)) {
+            project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "tool",
+                           u"There is no program %1, which a build needs"_s.arg(program),
+                           u"Put it there, executable, or take an SDK that has it."_s);
         }
-        return;
     }
 }
 
@@ -99,10 +91,11 @@ void checkIncludes(CheckedProject *project, const RehearsedBuild &build)
                 continue;
             seen.insert(directory);
             const auto place = project->places.elementWithText(u"Include"_s, directory);
-            project->warn(place.value_or(project->places.element(u"Project"_s)), "include",
-                          u"There is no include directory %1"_s.arg(directory),
-                          u"Correct the Include, which is seen from the directory where ztmake is "
-                          "started; or start it in the project's directory."_s);
+            project->warn(
+                    place.value_or(project->places.element(u"Project"_s)), "include",
+                    u"There is no include directory %1"_s.arg(directory),
+                    u"Correct the Include, which is relative to the directory in which ztmake is "
+                    "started; or start ztmake in the project's directory."_s);
         }
     }
 }
@@ -128,7 +121,7 @@ void checkObjects(CheckedProject *project, const RehearsedBuild &build)
         if (known != inputs.constEnd() && *known != step.input) {
             project->warn(
                     project->places.element(u"Project/Filesystem"_s), "same-object",
-                    u"%1 and %2 share the object %3: the firmware has one of them twice"_s.arg(
+                    u"%1 and %2 share the object %3: the firmware gets one of them twice"_s.arg(
                             *known, step.input, step.output),
                     u"Merge a Directory instead of the File, rename one of the sources, or keep "
                     u"dots "
@@ -141,8 +134,8 @@ void checkObjects(CheckedProject *project, const RehearsedBuild &build)
     if (!outside.isEmpty()) {
         project->warn(
                 project->places.attribute(u"Project"_s, u"ObjectDirectory"_s), "object-path",
-                u"A dot in the path of the object directory cuts a name: the object is %1"_s.arg(
-                        outside),
+                u"A dot in the path of the object directory cuts off a name: the object becomes "
+                "%1"_s.arg(outside),
                 u"Merge a Directory instead of the File, or keep dots out of the path."_s);
     }
 }
@@ -180,8 +173,8 @@ void checkOutputsInMerges(CheckedProject *project, const RehearsedBuild &build)
         if (found != directories.keyEnd() && !CheckedProject::isInside(objects, source)) {
             project->warn(
                     project->mergePlace(i), "merge",
-                    u"A build puts its objects into the merge, where they are packed: %1"_s.arg(
-                            directories.value(*found)),
+                    u"A build writes its objects into the merged directory, and packs them: %1"_s
+                            .arg(directories.value(*found)),
                     u"Give the project another ObjectDirectory."_s);
         }
     }
@@ -226,11 +219,12 @@ bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
         const QString meant = project->spec.translationReport();
         if (CheckedProject::realPath(QDir::cleanPath(QFileInfo(report).absolutePath()))
             != CheckedProject::realPath(QFileInfo(meant).absolutePath())) {
-            project->warn(project->places.attribute(u"Project"_s, u"ObjectDirectory"_s),
-                          "translation-path",
-                          u"The translation report would be written to %1: --report has nothing "
-                          "to show"_s.arg(QDir::cleanPath(report)),
-                          cure);
+            project->warn(
+                    project->places.attribute(u"Project"_s, u"ObjectDirectory"_s),
+                    "translation-path",
+                    u"The translation report would be written to %1: --report would show nothing"_s
+                            .arg(QDir::cleanPath(report)),
+                    cure);
             return true;
         }
     }
@@ -248,7 +242,7 @@ void checkBaseDirectory(CheckedProject *project, const QList<Command> &commands)
     }
     project->warn(
             project->places.attribute(u"Project/Translation"_s, u"BaseDir"_s), "base-directory",
-            u"No merged directory holds anything in %1: texts are kept by bare file names"_s.arg(
+            u"No merged directory has anything in %1: texts are filed under bare file names"_s.arg(
                     project->spec.translationBaseDir),
             u"Let BaseDir name the directory, on the device, below which the Lua modules are."_s);
 }

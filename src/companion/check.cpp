@@ -4,6 +4,7 @@
 #include "companion/checkedproject.h"
 #include "companion/output.h"
 #include "companion/schemacheck.h"
+#include "engine/interruption.h"
 #include "tools/tools.h"
 #include "xml/boundedfile.h"
 #include "xml/projectnamespaces.h"
@@ -48,16 +49,17 @@ bool isProjectFile(const QByteArray &text)
 /// Reports what the readers have said.
 void reportRefusal(CheckedProject *project, const QByteArray &text, const QString &reason)
 {
-    QString cure = u"Correct it, and what the schema finds, as project-file.md has it."_s;
+    QString cure = u"Correct it, and what the schema finds, as project-file.md describes."_s;
     if (text.isEmpty())
         cure = u"Name the project file, or start ztproject where it is."_s;
     else if (!isProjectFile(text))
         cure = u"Begin it with <ZeltaProject xmlns=\"%1\">, as ztproject init does."_s.arg(
                 QLatin1StringView(ProjectNamespaces::current));
-    project->error(placeIn(reason), "project-file", withoutPlace(reason), cure);
+    project->error(project->places.inCharacters(placeIn(reason)), "project-file",
+                   withoutPlace(reason), cure);
 }
 
-QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &error)
+QList<Finding> findingsOf(OpenedProject *opened, bool isRead, bool compare, const QString &error)
 {
     BoundedFile file(opened->file);
     const QByteArray text = file.open(QIODevice::ReadOnly) ? file.read(maximumSize) : QByteArray();
@@ -73,12 +75,14 @@ QList<Finding> findingsOf(OpenedProject *opened, bool isRead, const QString &err
     if (isRead) {
         const bool hasSdk = checkSdk(&project);
         checkDescription(&project);
+        checkValues(&project);
         checkInputs(&project);
         checkTrees(&project);
         checkNeighbours(&project);
         if (hasSdk) {
             checkBuild(&project);
-            checkTimes(&project);
+            const bool areCompared = compare && compareOutputs(&project);
+            checkTimes(&project, areCompared);
         }
     }
     for (Finding &finding : project.findings) {
@@ -112,7 +116,9 @@ int checkProject(const CheckOptions &options)
         return 1;
     }
     opened.spec.svnversion = Tristate{0}; // no check is about the version
-    QList<Finding> findings = findingsOf(&opened, isRead, error);
+    QList<Finding> findings = findingsOf(&opened, isRead, options.compare, error);
+    if (Interruption::signal() != 0)
+        Interruption::finish();
     std::stable_sort(findings.begin(), findings.end(), [&](const Finding &a, const Finding &b) {
         const auto key = [&](const Finding &finding) {
             return std::tuple(finding.file != opened.file, finding.file, finding.place.line,

@@ -8,6 +8,7 @@ struct CheckOptions
     QString projectFile; ///< empty: the one that ztmake would choose
     bool strict = false; ///< warnings fail, too
     bool json = false;
+    bool compare = false; ///< make what is current again, elsewhere, to see whether it is right
 };
 
 /// Puts out on standard output what would build the wrong firmware.

@@ -40,6 +40,8 @@ struct CheckedProject
 bool checkSdk(CheckedProject *project);
 /// Targets, the filesystem, the languages, and the files that they name.
 void checkDescription(CheckedProject *project);
+/// Values that have no effect, or another one than is meant.
+void checkValues(CheckedProject *project);
 /// The files that a build reads and writes, as they are.
 void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.
@@ -47,6 +49,11 @@ void checkTrees(CheckedProject *project);
 /// What a build of everything would do.
 void checkBuild(CheckedProject *project);
 /// What a plain build would not notice.
-void checkTimes(CheckedProject *project);
+/// @param areCompared  what was made is known to be right: it does not matter that its inputs seem
+/// to have been replaced
+void checkTimes(CheckedProject *project, bool areCompared);
+/// Outputs that a plain build would keep: makes them again in a temporary directory.
+/// @return whether all that differ are found; not when the tools are missing, or after a signal
+bool compareOutputs(CheckedProject *project);
 /// Other project files beside this one.
 void checkNeighbours(CheckedProject *project);

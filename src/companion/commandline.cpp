@@ -58,7 +58,7 @@ public:
             return 0;
         }
         if (m_parser.positionalArguments().size() > 2) {
-            printMessage(u"Only one can be named: %1"_s.arg(
+            printMessage(u"Only one name is expected: %1"_s.arg(
                     m_parser.positionalArguments().sliced(1).join(u' ')));
             return 1;
         }
@@ -95,15 +95,17 @@ int runCheck(const QStringList &arguments)
     SubCommandLine line(arguments, "Finds what would build the wrong firmware.",
                         projectFileArgument);
     line.addFlag("strict", "fail for warnings, too");
-    line.addOption("format", "text, as compilers put it, or json", "format");
+    line.addFlag("compare", "compare what a build would keep with what the tools make now");
+    line.addOption("format", "text, as compilers print it, or json", "format");
     if (const std::optional<int> status = line.read())
         return *status;
     const QString format = line.value("format");
     if (!format.isEmpty() && format != "text"_L1 && format != "json"_L1) {
-        printMessage(u"Unknown format %1: there are text and json."_s.arg(format));
+        printMessage(u"Unknown format %1: choose text or json."_s.arg(format));
         return 1;
     }
-    return checkProject({line.argument(), line.isSet("strict"), format == "json"_L1});
+    return checkProject(
+            {line.argument(), line.isSet("strict"), format == "json"_L1, line.isSet("compare")});
 }
 
 int runInit(const QStringList &arguments)

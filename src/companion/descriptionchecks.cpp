@@ -6,7 +6,7 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSet>
+#include <QHash>
 
 using namespace Qt::StringLiterals;
 
@@ -40,15 +40,29 @@ void checkTargets(CheckedProject *project)
                       u"There is no Target: nothing is linked"_s,
                       u"Add a <Target Model=\"…\"/> for each device model."_s);
     }
-    QSet<QString> models;
+    QHash<QString, QString> models; // by the paths of their firmware
     for (qsizetype i = 0; i < targets.size(); ++i) {
-        if (models.contains(targets[i].model)) {
-            project->warn(project->places.attribute(u"Project/Target"_s, u"Model"_s, i), "target",
-                          u"The model %1 has a Target already: its firmware is written twice"_s.arg(
-                                  targets[i].model),
-                          u"Remove one of the two."_s);
+        const QString &model = targets[i].model;
+        const Place place = project->places.attribute(u"Project/Target"_s, u"Model"_s, i);
+        if (model.contains(u'/')) {
+            project->warn(
+                    place, "target",
+                    u"The slash in the model %1 becomes part of the path of its firmware"_s.arg(
+                            model),
+                    u"Write the bare name of the model."_s);
         }
-        models.insert(targets[i].model);
+        const QString path = QDir::cleanPath(model);
+        const auto known = models.constFind(path);
+        if (known != models.constEnd()) {
+            const QString text =
+                    *known == model
+                            ? u"The model %1 has a Target already: its firmware is written twice"_s
+                                      .arg(model)
+                            : u"The models %1 and %2 have one firmware file, which is written "
+                              "twice"_s.arg(*known, model);
+            project->warn(place, "target", text, u"Remove one of the two."_s);
+        }
+        models.insert(path, model);
     }
 }
 
@@ -63,7 +77,8 @@ void checkBootRecords(CheckedProject *project)
         if (target.buildInstaller.orElse(spec.buildInstaller).isOn()
             && target.includeMbr.orElse(spec.includeMbr).isOn() && !exists(record)) {
             project->warn(project->places.element(u"Project/Target"_s, i), "boot-record",
-                          u"The SDK has no boot block %1: the installer goes without"_s.arg(record),
+                          u"The SDK has no boot block %1: the installer is made without one"_s.arg(
+                                  record),
                           u"Take an SDK that has it, or remove IncludeMBR."_s);
         }
     }
@@ -75,8 +90,8 @@ void checkName(CheckedProject *project)
     const ProjectSpec &spec = project->spec;
     if (Tools::safeFileName(spec.name).isEmpty()) {
         project->warn(project->places.attribute(u"Project"_s, u"Name"_s), "name",
-                      u"The project has no name for its files: each build removes the firmware of "
-                      "all projects from %1"_s.arg(spec.outputFilePath({})),
+                      u"The project has no name that file names can hold: each build removes the "
+                      "firmware of all projects from %1"_s.arg(spec.outputFilePath({})),
                       u"Give the Project a Name of its own."_s);
     }
 }
@@ -87,10 +102,11 @@ void checkStartup(CheckedProject *project)
     if (spec.startupFile.isEmpty() || spec.filesystems.isEmpty())
         return;
     if (imageHolds(spec, spec.startupFile) == Held::No) {
-        project->warn(project->places.attribute(u"Project/Startup"_s, u"File"_s), "startup",
-                      u"No merge puts %1 into the image: the device has nothing to start"_s.arg(
-                              spec.startupFile),
-                      u"Correct File, a path on the device, or the Destination of a Merge."_s);
+        project->warn(
+                project->places.attribute(u"Project/Startup"_s, u"File"_s), "startup",
+                u"No merge puts %1 into the image: the device has nothing to start"_s.arg(
+                        spec.startupFile),
+                u"Correct File, which is a path on the device, or the Destination of a Merge."_s);
     }
 }
 
@@ -107,7 +123,7 @@ void checkLanguages(CheckedProject *project)
         const QString source = spec.tsFilePath(spec.languages[i] + u".ts"_s);
         if (!spec.languages[i].isEmpty() && !exists(source)) {
             project->warn(project->places.element(u"Project/Translation/Language"_s, i), "language",
-                          u"There is no %1: nothing of this language is translated"_s.arg(source),
+                          u"There is no %1: no text is translated into this language"_s.arg(source),
                           u"Build once, which makes the file, and have it translated; or correct "
                           "the Language."_s);
         }
@@ -125,7 +141,7 @@ void checkCatalogues(CheckedProject *project)
         project->warn(project->mergePlace(merges.size() - 1), "catalogue",
                       u"The catalogues go to %1/usr/lib/translations, below the destination of the "
                       "last Merge"_s.arg(last),
-                      u"Put a Merge with the Destination / last."_s);
+                      u"Let the last Merge be one with the Destination /."_s);
     }
 }
 
@@ -147,7 +163,7 @@ bool checkSdk(CheckedProject *project)
     else if (!directory.isEmpty())
         cure = u"Install it there, or correct SDK; a version is looked for in ZELTASDK, too."_s;
     project->error(project->places.attribute(u"Project"_s, u"SDK"_s), "sdk",
-                   u"The SDK is not found; looked at: %1"_s.arg(looked), cure);
+                   u"The SDK was not found; looked at: %1"_s.arg(looked), cure);
     return false;
 }
 

@@ -202,10 +202,10 @@ QString obstacleTo(const QString &path, const QString &top)
 QString mistakeIn(const InitOptions &options, const QString &name, const SdkAtHand &sdk)
 {
     if (!isGoodName(name))
-        return u"A name is made of letters, digits, _ and -: %1"_s.arg(name);
+        return u"A name can hold only letters, digits, _ and -: %1"_s.arg(name);
     for (const QString &language : options.languages) {
         if (!isGoodName(language))
-            return u"A language is called like de or de_AT: %1"_s.arg(language);
+            return u"A language has a name like de or de_AT: %1"_s.arg(language);
     }
     if (sdk.directory.isEmpty())
         return u"Cannot find SDK directory. Name one with --sdk, or set ZELTASDK."_s;
@@ -214,7 +214,7 @@ QString mistakeIn(const InitOptions &options, const QString &name, const SdkAtHa
         return u"The SDK %1 has no kernel."_s.arg(sdk.directory);
     for (const QString &model : options.models) {
         if (!known.contains(model))
-            return u"The SDK has no kernel for %1, but for %2."_s.arg(model, known.join(u", "_s));
+            return u"The SDK has no kernel for %1, only for %2."_s.arg(model, known.join(u", "_s));
     }
     return {};
 }
@@ -236,7 +236,7 @@ int startProject(const InitOptions &wanted)
     for (auto file = files.begin(); mistake.isEmpty() && file != files.end(); ++file) {
         const QString obstacle = obstacleTo(directory + u'/' + file->path, directory);
         if (!obstacle.isEmpty())
-            mistake = u"%1 is there already; nothing was written."_s.arg(obstacle);
+            mistake = u"%1 already exists; nothing was written."_s.arg(obstacle);
     }
     if (!mistake.isEmpty()) {
         printMessage(mistake);

@@ -25,7 +25,7 @@ QString faultOf(const MergeSpec &merge, const QString &source)
     if (!info.isReadable() || (info.isDir() && !info.isExecutable()))
         return u"%1 cannot be read"_s.arg(source);
     if (merge.type == MergeSpec::Type::Archive && !isArchive(source))
-        return u"%1 is no romfs image, as an Archive must be"_s.arg(source);
+        return u"%1 is not a romfs image, as an Archive must be"_s.arg(source);
     return {};
 }
 
@@ -41,7 +41,7 @@ void checkSources(CheckedProject *project)
             project->error(
                     project->sourcePlace(i), "source", fault,
                     isOfSdk ? u"Take an SDK that has it, or correct the Source."_s
-                            : u"Correct the Source, which is seen from the project directory."_s);
+                            : u"Correct the Source, which is relative to the project directory."_s);
         }
     }
 }
@@ -55,6 +55,13 @@ void checkLoneCopies(CheckedProject *project)
                        "source by itself"_s.arg(merges[number].source),
                        u"Merge its directory, or have it preprocessed or compiled."_s);
     }
+}
+
+bool isBlank(const QString &path)
+{
+    constexpr qint64 enough = 65536;
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.read(enough).trimmed().isEmpty() && file.atEnd();
 }
 
 void checkKey(CheckedProject *project)
@@ -71,6 +78,8 @@ void checkKey(CheckedProject *project)
         fault = u"The key file %1 cannot be read"_s;
     else if (info.isFile() && info.size() == 0)
         fault = u"The key file %1 is empty"_s;
+    else if (info.isFile() && isBlank(info.filePath()))
+        fault = u"The key file %1 is blank"_s;
     if (!fault.isEmpty()) {
         project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
                        fault.arg(info.filePath()), u"Put the key there, or correct KeyFile."_s);
@@ -85,7 +94,7 @@ QString faultOfTranslations(const ProjectSpec &spec, const QString &language)
     const QString path = QDir::cleanPath(language);
     if (path.contains(u'/') && !path.startsWith("../"_L1)
         && !QFileInfo(QFileInfo(spec.qmFilePath(path)).path()).isDir())
-        return u"A language is called like de or de_AT: %1"_s.arg(language);
+        return u"A language has a name like de or de_AT: %1"_s.arg(language);
     QFile file(spec.tsFilePath(language + u".ts"_s));
     if (!file.exists())
         return {};

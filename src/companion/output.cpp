@@ -10,8 +10,11 @@ using namespace Qt::StringLiterals;
 QString printable(const QString &text)
 {
     QString shown = text;
+    shown.replace(u'\n', u"\\n"_s).replace(u'\r', u"\\r"_s).replace(u'\t', u"\\t"_s);
     const auto cannotBeShown = [](QChar letter) {
-        return letter.category() == QChar::Other_Control || letter.unicode() >= 0xfffe;
+        const QChar::Category category = letter.category();
+        return category == QChar::Other_Control || category == QChar::Separator_Line
+               || category == QChar::Separator_Paragraph || letter.unicode() >= 0xfffe;
     };
     std::replace_if(shown.begin(), shown.end(), cannotBeShown, QChar(QChar::ReplacementCharacter));
     return shown;
@@ -26,6 +29,6 @@ bool finishOutput()
 {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return true;
-    printMessage(u"Standard output cannot be written."_s);
+    printMessage(u"Cannot write to standard output."_s);
     return false;
 }

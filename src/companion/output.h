@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// @return a text in which nothing changes a terminal or is not allowed in XML: names of files can
-/// hold control characters
+/// @return a text in one line, in which nothing changes a terminal or is not allowed in XML: names
+/// of files can hold control characters
 QString printable(const QString &text);
 
 /// Puts out one line on standard output, see printable().

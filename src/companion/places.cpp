@@ -1,6 +1,7 @@
 #include "companion/places.h"
 
 #include <QRegularExpression>
+#include <QStringDecoder>
 #include <QStringList>
 #include <QXmlStreamReader>
 
@@ -8,7 +9,26 @@
 
 using namespace Qt::StringLiterals;
 
-Places::Places(const QByteArray &text) : m_text(QString::fromUtf8(text))
+namespace {
+
+/// @return a text in UTF-8, or in the other encoding that its first bytes show
+QString decoded(const QByteArray &text)
+{
+    const auto encoding = QStringConverter::encodingForData(text, u'<');
+    QStringDecoder decoder(encoding.value_or(QStringConverter::Utf8));
+    return decoder(text);
+}
+
+/// An editor shows one character for both halves of a pair.
+int charactersIn(QStringView text)
+{
+    const auto begins = [](QChar unit) { return !unit.isLowSurrogate(); };
+    return static_cast<int>(std::count_if(text.begin(), text.end(), begins));
+}
+
+} // namespace
+
+Places::Places(const QByteArray &text) : m_text(decoded(text))
 {
     QXmlStreamReader reader(m_text);
     QStringList path;
@@ -34,7 +54,7 @@ Place Places::placeAt(qsizetype offset) const
 {
     const QStringView before = QStringView(m_text).first(std::min(offset, m_text.size()));
     const qsizetype lineStart = before.lastIndexOf(u'\n') + 1;
-    return {static_cast<int>(before.count(u'\n')) + 1, static_cast<int>(offset - lineStart) + 1};
+    return {static_cast<int>(before.count(u'\n')) + 1, charactersIn(before.sliced(lineStart)) + 1};
 }
 
 Place Places::placeOf(const Element &element, const QString &attribute) const
@@ -77,7 +97,8 @@ Place Places::attribute(const QString &path, const QString &name, qsizetype numb
     return m_elements.isEmpty() ? Place{1, 1} : placeOf(m_elements.first(), {});
 }
 
-Place Places::child(const QString &path, qsizetype number, const QString &name) const
+Place Places::child(const QString &path, qsizetype number, const QString &name,
+                    const QString &attribute) const
 {
     const Element *const parent = find(path, number);
     const Element *found = parent;
@@ -90,7 +111,7 @@ Place Places::child(const QString &path, qsizetype number, const QString &name) 
                 found = element;
         }
     }
-    return found ? placeOf(*found, {}) : element(path);
+    return found ? placeOf(*found, attribute) : element(path);
 }
 
 std::optional<Place> Places::elementWithText(const QString &name, const QString &text) const
@@ -106,4 +127,15 @@ Place Places::inDocumentOrder(qsizetype number, const QString &attribute) const
 {
     return number >= 0 && number < m_elements.size() ? placeOf(m_elements[number], attribute)
                                                      : Place{1, 1};
+}
+
+Place Places::inCharacters(const Place &place) const
+{
+    QStringView rest = m_text;
+    for (int line = 1; line < place.line; ++line)
+        rest = rest.sliced(rest.indexOf(u'\n') + 1);
+    const QStringView before = rest.first(std::clamp<qsizetype>(place.column - 1, 0, rest.size()));
+    const auto pairs = std::count_if(before.begin(), before.end(),
+                                     [](QChar unit) { return unit.isLowSurrogate(); });
+    return {place.line, place.column - static_cast<int>(pairs)};
 }

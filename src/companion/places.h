@@ -5,11 +5,13 @@
 
 #include <optional>
 
-/// A place in a text file; counted from 1. Line 0: the file as a whole.
+/// A place in a text file, in lines and characters, counted from 1. Line 0: the file as a whole.
 struct Place
 {
     int line = 0;
     int column = 0;
+
+    bool operator==(const Place &) const = default;
 };
 
 /// Where the elements and attributes of a project file stand, for messages about what the readers
@@ -27,11 +29,15 @@ public:
     Place element(const QString &path, qsizetype number = last) const;
     /// @return the attribute of that element; when there is none the element
     Place attribute(const QString &path, const QString &name, qsizetype number = last) const;
-    /// @return the last element @p name in the @p number th element of that path; when there is
-    /// none that one
-    Place child(const QString &path, qsizetype number, const QString &name) const;
+    /// @return the last element @p name in the @p number th element of that path, or its attribute;
+    /// when there is none that one
+    Place child(const QString &path, qsizetype number, const QString &name,
+                const QString &attribute = {}) const;
     /// @return the element of that name whose text is @p text; nothing when there is none
     std::optional<Place> elementWithText(const QString &name, const QString &text) const;
+
+    /// @return a place whose column counts units of UTF-16
+    Place inCharacters(const Place &place) const;
 
     /// @return the @p number th element of the file, from 0, or its attribute
     Place inDocumentOrder(qsizetype number, const QString &attribute = {}) const;

@@ -4,6 +4,10 @@
 #include "files/rehearsal.h"
 #include "tools/tools.h"
 
+#include <QFileInfo>
+
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -30,6 +34,12 @@ QStringList optionValues(const QStringList &arguments, const QString &option)
 QString optionValue(const QStringList &arguments, const QString &option)
 {
     return optionValues(arguments, option).value(0);
+}
+
+bool isProgram(const QString &path)
+{
+    const QFileInfo info(path);
+    return info.isFile() && info.isExecutable();
 }
 
 RehearsalScope::RehearsalScope()
@@ -74,6 +84,18 @@ RehearsedBuild::RehearsedBuild(const ProjectSpec &spec, const FileStatus &projec
 bool RehearsedBuild::rehearse(Operation operation)
 {
     return run(operation);
+}
+
+QString RehearsedBuild::toolDirectory() const
+{
+    for (const QString &directory : {spec().toolPath({}), spec().sdkPath(u"bin"_s)}) {
+        const auto isHere = [&directory](const Command &command) {
+            return isProgram(directory + u'/' + command.displayName);
+        };
+        if (std::any_of(m_commands.begin(), m_commands.end(), isHere))
+            return directory;
+    }
+    return {};
 }
 
 void RehearsedBuild::making(const QString &output, const QString &input, Staleness why)

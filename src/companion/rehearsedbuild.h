@@ -40,6 +40,10 @@ public:
     const QList<Command> &commands() const { return m_commands; }
     const QStringList &messages() const { return m_messages; }
 
+    /// @return where the tools of the build are: in the directory of this program, if any of them
+    /// is there, or else in the SDK; empty when none is in either
+    QString toolDirectory() const;
+
     void msg(const QString &text) override { m_messages.append(text); }
     void making(const QString &output, const QString &input, Staleness why) override;
 
@@ -54,6 +58,9 @@ private:
     QStringList m_messages;
     qsizetype m_announced = 0; ///< the first step whose command has not come yet
 };
+
+/// @return whether @p path is a file that can be run
+bool isProgram(const QString &path);
 
 /// @return the value that follows @p option in @p arguments; empty when there is none
 QString optionValue(const QStringList &arguments, const QString &option);

@@ -196,6 +196,20 @@ std::optional<Finding::Severity> severityFor(const MadeFile &file)
     return sign == Sign::Doubt ? std::optional(Finding::Severity::Note) : std::nullopt;
 }
 
+/// @param severity  a warning, or a note
+void reportProjectFile(CheckedProject *project, Finding::Severity severity)
+{
+    const bool isSure = severity == Finding::Severity::Warning;
+    project->report(
+            severity, project->opened.file, {1, 1}, "replaced-project",
+            isSure ? u"Replaced by a file with an older time after objects were made with it: a "
+                     "build does not notice"_s
+                   : u"Perhaps replaced by a file with an older time after objects were made "
+                     "with it: a build would not notice"_s,
+            isSure ? u"Build with --all, or touch it."_s
+                   : u"Build with --all, unless only its name or its permissions have changed."_s);
+}
+
 } // namespace
 
 void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
@@ -206,18 +220,25 @@ void checkReplaced(CheckedProject *project, const QList<MadeFile> &files)
         if (severity && inputs.value(file.input, Finding::Severity::Note) >= *severity)
             inputs.insert(file.input, *severity);
     }
+    const auto ofProject = inputs.constFind(project->opened.file);
+    if (ofProject != inputs.constEnd()) {
+        reportProjectFile(project, *ofProject);
+        inputs.erase(ofProject);
+    }
     const QStringList warned = inputs.keys(Finding::Severity::Warning);
     if (!warned.isEmpty()) {
-        project->warnIn(warned.first(), {1, 1}, "replaced-source",
-                        u"Replaced after its object was made, by a file that is older than that: a "
-                        "build does not notice; sources: %1"_s.arg(warned.size()),
-                        u"Build with --all, or touch the sources."_s);
+        project->warnIn(
+                warned.first(), {1, 1}, "replaced-source",
+                u"Replaced by a file with an older time after its object was made: a build does "
+                "not notice; sources: %1"_s.arg(warned.size()),
+                u"Build with --all, or touch the sources."_s);
     }
     const QStringList noted = inputs.keys(Finding::Severity::Note);
     if (!noted.isEmpty()) {
-        project->report(Finding::Severity::Note, noted.first(), {1, 1}, "replaced-source",
-                        u"Perhaps replaced after its object was made, by a file that is older than "
-                        "that: a build would not notice; sources: %1"_s.arg(noted.size()),
-                        u"Build with --all, unless nothing but its name or its rights are new."_s);
+        project->report(
+                Finding::Severity::Note, noted.first(), {1, 1}, "replaced-source",
+                u"Perhaps replaced by a file with an older time after its object was made: a "
+                "build would not notice; sources: %1"_s.arg(noted.size()),
+                u"Build with --all, unless only its name or its permissions have changed."_s);
     }
 }

@@ -99,10 +99,11 @@ struct Validation
 QString cureFor(const QString &text, const QStringList &names)
 {
     static const QRegularExpression unknown(
-            u"attribute '(\\w+)' is not allowed|Element '(\\w+)': This element is not expected"_s);
+            u"attribute '([^']+)' is not allowed|Element '([^']+)': This element is not expected"_s);
     const QRegularExpressionMatch match = unknown.match(text);
     if (!match.hasMatch())
-        return u"Correct it as project-file.md has it; ztmake takes it another way, or ignores it."_s;
+        return u"Correct it as project-file.md describes; ztmake takes it differently, or ignores "
+               "it."_s;
     const QString word = match.captured(match.captured(1).isEmpty() ? 2 : 1);
     const QString nearest = nearestWord(word, names);
     if (nearest == word) {
@@ -114,16 +115,11 @@ QString cureFor(const QString &text, const QStringList &names)
                    : u"Write %1: ztmake ignores %2."_s.arg(nearest, word);
 }
 
-bool isSame(const Place &a, const Place &b)
-{
-    return a.line == b.line && a.column == b.column;
-}
-
 void takeError(void *data, xmlErrorPtr error)
 {
     auto *validation = static_cast<Validation *>(data);
     static const QRegularExpression nameSpace(u"\\{[^}]*\\}"_s);
-    static const QRegularExpression attribute(u"attribute '(\\w+)'"_s);
+    static const QRegularExpression attribute(u"attribute '([^']+)'"_s);
     const QString text = QString::fromUtf8(error->message)
                                  .remove(nameSpace)
                                  .section(u" Expected is"_s, 0, 0)
@@ -140,7 +136,7 @@ void takeError(void *data, xmlErrorPtr error)
     // What a value may be can be said twice: what its parts are like, and that it is none of them.
     const bool isDetail = error->code == XML_SCHEMAV_CVC_PATTERN_VALID
                           || error->code == XML_SCHEMAV_CVC_ENUMERATION_VALID;
-    if (validation->isDetail && isSame(validation->findings->last().place, place))
+    if (validation->isDetail && validation->findings->last().place == place)
         validation->findings->removeLast();
     validation->isDetail = isDetail;
     validation->findings->append({.severity = Finding::Severity::Warning,

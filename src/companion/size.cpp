@@ -146,7 +146,7 @@ int showSizes(const SizeOptions &options)
     if (!project.open(options.projectFile, &error))
         return fail(project.file.isEmpty() ? error : u"%1: %2"_s.arg(project.file, error));
     if (!isFreeForTreemap(options.svg))
-        return fail(u"%1 is no drawing, and stays as it is."_s.arg(options.svg));
+        return fail(u"%1 is not a drawing, and was left as it is."_s.arg(options.svg));
     const QList<Firmware> firmware = firmwareOf(project, &error);
     if (firmware.isEmpty())
         return fail(error.isEmpty() ? u"There is no firmware yet; build the project first."_s
@@ -174,7 +174,7 @@ int showSizes(const SizeOptions &options)
     printer.printRemoved(sizes);
     const QString objects = project.spec.objectFilePath({});
     if (!history.isKept() && QFileInfo(objects).isDir())
-        printMessage(u"The sizes cannot be kept in %1."_s.arg(objects));
+        printMessage(u"Cannot save the sizes in %1."_s.arg(objects));
     const QString title =
             u"%1 %2: %3 bytes in %4 files"_s.arg(project.spec.name, project.spec.version)
                     .arg(tree.size)

@@ -22,7 +22,8 @@ struct Preprocessing
 struct AllOutputs
 {
     QList<Preprocessing> preprocessings;
-    QList<MadeFile> files; ///< those that are made of sources
+    QList<MadeFile> files;  ///< those that are made of sources
+    QStringList luaOutputs; ///< those that depend on the project file, too
 };
 
 MadeFile::Way wayOf(const RehearsedBuild &build, const RehearsedStep &step)
@@ -65,6 +66,8 @@ AllOutputs allOutputs(const CheckedProject &project, HeaderSearch *search)
             all.preprocessings.append({step.input, step.output, directories, headers});
         }
         all.files.append(file);
+        if (isLua)
+            all.luaOutputs << step.output;
     }
     return all;
 }
@@ -111,10 +114,13 @@ void checkHeaders(CheckedProject *project, const AllOutputs &all, const QSet<QSt
     }
 }
 
-/// @return what was made of sources and headers, and would stay as it is
-QList<MadeFile> keptFiles(const AllOutputs &all, const QSet<QString> &made)
+/// @return what was made of sources, headers and the project file, and would stay as it is
+QList<MadeFile> keptFiles(const QString &projectFile, const AllOutputs &all,
+                          const QSet<QString> &made)
 {
     QList<MadeFile> files = all.files;
+    for (const QString &output : all.luaOutputs)
+        files.append({projectFile, output, MadeFile::Way::Other, {}});
     for (const Preprocessing &run : all.preprocessings) {
         for (const Header &header : run.headers.found)
             files.append({header.path, run.output, MadeFile::Way::Other, {}});
@@ -127,7 +133,7 @@ QList<MadeFile> keptFiles(const AllOutputs &all, const QSet<QString> &made)
 
 } // namespace
 
-void checkTimes(CheckedProject *project)
+void checkTimes(CheckedProject *project, bool areCompared)
 {
     HeaderSearch search;
     const AllOutputs all = allOutputs(*project, &search);
@@ -139,5 +145,6 @@ void checkTimes(CheckedProject *project)
     for (const RehearsedStep &step : build.steps())
         made.insert(step.output);
     checkHeaders(project, all, made);
-    checkReplaced(project, keptFiles(all, made));
+    if (!areCompared)
+        checkReplaced(project, keptFiles(project->opened.file, all, made));
 }

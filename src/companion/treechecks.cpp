@@ -151,16 +151,18 @@ void reportTree(CheckedProject *project, const Place &place, const MergeSpec &me
     warn(tree.projects, "merge", u"The merge holds another project: %1"_s,
          u"Merge a directory that holds nothing but what the device needs."_s);
     warn(tree.loops, "link", u"A link leads back to a directory above it: %1"_s,
-         u"Remove the link; how the tools take it differs."_s);
-    warn(tree.links, "link", u"Links to directories are followed, and packed like these: %1"_s,
-         u"Make it a Merge of its own, if that is what is meant."_s);
+         u"Remove the link; the tools differ in what they make of it."_s);
+    warn(tree.links, "link",
+         u"Links to directories are followed, and packed like directories: %1"_s,
+         u"If that is meant, give the directory a Merge of its own."_s);
     const auto refuse = [&](const Occurrence &found, const QString &text) {
         if (found.count > 0)
             project->error(place, "source", text.arg(found.text()),
                            u"Remove it from the merge, or correct its owner and rights."_s);
     };
-    refuse(tree.unreadable, u"The merge holds what cannot be read: %1"_s);
-    refuse(tree.special, u"The merge holds what is neither file, directory nor link: %1"_s);
+    refuse(tree.unreadable, u"The merge holds something that cannot be read: %1"_s);
+    refuse(tree.special,
+           u"The merge holds something that is neither file, directory nor link: %1"_s);
     if (!isCompiled)
         return;
     warn(tree.hidden, "hidden", u"Hidden Lua files are not compiled, and shipped as source: %1"_s,
@@ -178,8 +180,7 @@ void checkOwnOutputs(CheckedProject *project, const Place &place, const QString 
         if (CheckedProject::isInside(CheckedProject::realPath(path), directory)) {
             project->warn(
                     place, "merge",
-                    u"The merge holds %1: each build packs what the one before has made"_s.arg(
-                            path),
+                    u"The merge holds %1: each build packs what the previous one made"_s.arg(path),
                     u"Merge a directory below, or move ObjectDirectory and OutputDirectory out "
                     "of it."_s);
         }

@@ -56,7 +56,7 @@ QString inputReason(const RehearsedStep &step)
     if (step.isInputMade)
         return u"made from %1, which is made first"_s.arg(step.input);
     if (!step.inputBefore.exists())
-        return u"%1 cannot be looked at"_s.arg(step.input);
+        return u"%1 cannot be accessed"_s.arg(step.input);
     return u"older than %1 by %2"_s.arg(
             step.input, ageBetween(step.outputBefore.modified(), step.inputBefore.modified()));
 }
@@ -68,8 +68,7 @@ QString reason(const RehearsedStep &step, bool isAsked)
     case Staleness::Always:
         return u"always"_s;
     case Staleness::Forced:
-        return isAsked ? u"--all"_s
-                       : u"everything is made again, because an earlier build lost its power"_s;
+        return isAsked ? u"--all"_s : u"everything is made again after a power failure"_s;
     case Staleness::Missing:
         return u"missing"_s;
     case Staleness::LeftOver:
@@ -141,7 +140,7 @@ int tellWhy(const WhyOptions &options)
         printMessage(message);
     printSteps(build, options);
     if (!ok) {
-        printMessage(u"Here the build would stop: %1"_s.arg(build.errorText()));
+        printMessage(u"The build would stop here: %1"_s.arg(build.errorText()));
         return 1;
     }
     const QList<qsizetype> copies = mergesOfLoneCopies(project.spec);

@@ -32,12 +32,12 @@ class Stopped(CheckWorld):
     def test_archive_that_is_a_directory(self):
         (self.dir / "more").mkdir()
         self.merge("more", kind="Archive")
-        self.expect_stop("source", "more is no romfs image", "<Source>more")
+        self.expect_stop("source", "more is not a romfs image", "<Source>more")
 
     def test_archive_of_another_kind(self):
         self.write("more.zip", "PK")
         self.merge("more.zip", kind="Archive")
-        self.expect_stop("source", "more.zip is no romfs image", "<Source>more")
+        self.expect_stop("source", "more.zip is not a romfs image", "<Source>more")
 
     def test_pipe_in_a_merge(self):
         os.mkfifo(self.dir / "root/pipe")
@@ -78,7 +78,7 @@ class Stopped(CheckWorld):
         self.assertIn("Cannot delete obj/root", self.printed)
         why = self.ask("why")
         self.assertEqual((why.returncode, why.stderr),
-                         (1, "[ztproject] Here the build would stop: Cannot delete obj/root\n"))
+                         (1, "[ztproject] The build would stop here: Cannot delete obj/root\n"))
         self.assertEqual([finding["check"] for finding in self.findings()], ["lone-copy"])
 
     def test_source_merged_by_itself_in_the_first_generation(self):
@@ -115,7 +115,7 @@ class Stopped(CheckWorld):
         self.assertEqual(result.returncode, 1)
         self.assertEqual(
             [(found["check"], found["text"]) for found in LINE.finditer(result.stdout)],
-            [("tool", f"There is no program {sdk}/bin/{name}, which a build would start")
+            [("tool", f"There is no program {sdk}/bin/{name}, which a build needs")
              for name in ("lrelease", "ztlink")])
         # A program of a package lies beside no tools.
         (self.home / "bin").mkdir()
@@ -141,7 +141,7 @@ class Stopped(CheckWorld):
     def test_language_that_is_a_path(self):
         self.write("translations/a/b.ts", self.read("translations/de.ts"))
         self.edit("<Language>de<", "<Language>a/b<")
-        self.expect_stop("translation", "A language is called like de", "<Language>a/b")
+        self.expect_stop("translation", "A language has a name like de", "<Language>a/b")
 
     def test_language_beside_the_others(self):
         self.edit("<Language>de<", "<Language>../de<")
@@ -213,7 +213,7 @@ class OtherFirmware(CheckWorld):
 
     def test_name_without_a_letter(self):
         self.edit('Name="box"', 'Name="???"')
-        self.expect("name", "no name for its files", 'Name="?')
+        self.expect("name", "no name that file names can hold", 'Name="?')
         self.assertEqual(self.make(), 0)
 
 

@@ -73,7 +73,7 @@ class FileTraps(CheckWorld):
 
     def test_objects_that_go_into_a_merge(self):
         self.edit("<Project ", '<Project ObjectDirectory="." ')
-        self.expect("merge", "puts its objects into the merge, .*: ./root/.*box.lui$", "<Merge")
+        self.expect("merge", "writes its objects into the merged directory, .*: ./root/.*box.lui$", "<Merge")
         self.assertEqual(self.make(), 0)
         self.assertIn("box.lui", self.tool("ztinspect", *self.firmware()))
 

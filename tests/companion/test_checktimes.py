@@ -238,6 +238,38 @@ class Replaced(CheckWorld):
             self.assertEqual([finding["kind"] for finding in self.findings()], ["note"])
         self.assertEqual(self.ask("check", "--strict").returncode, 0)
 
+    def test_project_file_replaced_by_an_older_one(self):
+        self.replace("box.ztp", 'Strip="true"', 'Strip="false"', in_place=False)
+        self.expect("replaced-project", "^Replaced ", "<?xml")
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.ask("check", "--strict").returncode, 1)
+        self.assertEqual(self.make("--all"), 0)
+        self.assertEqual(self.findings(), [])
+
+    def test_project_file_perhaps_replaced_by_an_older_one(self):
+        self.replace("box.ztp", 'Strip="true"', 'Strip="false"')
+        self.expect("replaced-project", "^Perhaps replaced ", "<?xml", "note")
+        self.assertEqual(self.make(), 0)
+
+    def test_project_file_that_is_newer(self):
+        self.edit('Strip="true"', 'Strip="false"')
+        self.assertEqual(self.findings(), [])
+
+    def test_other_rights_and_names_of_the_project_file(self):
+        file = self.dir / "box.ztp"
+        for act in (lambda: file.chmod(0o600), lambda: os.link(file, self.dir / "other"),
+                    lambda: file.rename(self.dir / "old") and (self.dir / "old").rename(file)):
+            act()
+            self.assertEqual([(finding["check"], finding["kind"]) for finding in self.findings()],
+                             [("replaced-project", "note")])
+        self.assertEqual(self.ask("check", "--strict").returncode, 0)
+
+    def test_project_file_replaced_in_another_directory(self):
+        shutil.copytree(self.dir, self.dir.parent / "old")
+        self.dir.rename(self.dir.parent / "gone")
+        (self.dir.parent / "old").rename(self.dir) # the objects have come along
+        self.assertEqual(self.findings(), [])
+
     def test_moved_and_copied_project(self):
         for move in (shutil.move, lambda old, new: shutil.copytree(old, new, symlinks=True)):
             new = self.home / f"new{move.__name__[0]}"

@@ -77,18 +77,18 @@ class Init(World):
             with self.subTest(file):
                 self.write(file, "mine")
                 self.assertEqual(self.start("box"),
-                                 f"[ztproject] {file} is there already; nothing was written.\n")
+                                 f"[ztproject] {file} already exists; nothing was written.\n")
                 self.assertEqual(self.files(), [file])
                 (self.dir / file).unlink()
         os.symlink("nowhere", self.dir / "box/box.ztp")
-        self.assertIn("is there already", self.start("box"))
+        self.assertIn("already exists", self.start("box"))
 
     def test_file_in_place_of_a_directory(self):
         for file in "box/root/usr/lib", "box/translations", "box":
             with self.subTest(file):
                 self.write(file, "mine")
                 self.assertEqual(self.start("box", "--language", "de"),
-                                 f"[ztproject] {file} is there already; nothing was written.\n")
+                                 f"[ztproject] {file} already exists; nothing was written.\n")
                 self.assertEqual(self.files(), [file])
                 (self.dir / file).unlink()
                 shutil.rmtree(self.dir / "box", ignore_errors=True)
@@ -111,9 +111,9 @@ class Init(World):
     def test_mistakes(self):
         for arguments, text in (
                 ((), "Name the project: ztproject init NAME"),
-                (("my.box",), "A name is made of letters, digits, _ and -: my.box"),
-                (("box", "--language", "../x"), "A language is called like de or de_AT: ../x"),
-                (("box", "--model", "X1"), "The SDK has no kernel for X1, but for ZT100, ZT200."),
+                (("my.box",), "A name can hold only letters, digits, _ and -: my.box"),
+                (("box", "--language", "../x"), "A language has a name like de or de_AT: ../x"),
+                (("box", "--model", "X1"), "The SDK has no kernel for X1, only for ZT100, ZT200."),
                 (("box", "--sdk", "7"),
                  "Cannot find SDK directory. Name one with --sdk, or set ZELTASDK.")):
             with self.subTest(text):

@@ -100,9 +100,9 @@ class Size(BoxWorld):
         self.write("root/a\x1b[31m\x7f\nb", "12345")
         self.make()
         result = self.ask("size", "--svg", "sizes.svg")
-        self.assertIn(" a\ufffd[31m\ufffd\ufffdb\n", result.stdout)
+        self.assertIn(" a\ufffd[31m\ufffd\\nb\n", result.stdout)
         root = xml.fromstring(self.read("sizes.svg"))
-        self.assertIn("/a\ufffd[31m\ufffd\ufffdb: 5 bytes",
+        self.assertIn("/a\ufffd[31m\ufffd\\nb: 5 bytes",
                       [title.text for title in root.iter(f"{SVG}title")])
 
     def test_treemap_replaces_nothing_but_a_treemap(self):
@@ -110,7 +110,7 @@ class Size(BoxWorld):
         before = self.read("box.ztp")
         result = self.ask("size", "--svg", "box.ztp")
         self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (1, "", "[ztproject] box.ztp is no drawing, and stays as it is.\n"))
+                         (1, "", "[ztproject] box.ztp is not a drawing, and was left as it is.\n"))
         self.assertEqual(self.read("box.ztp"), before)
         self.size("--svg", "sizes.svg")
         drawn = self.read("sizes.svg")
@@ -145,7 +145,7 @@ class Size(BoxWorld):
         (self.dir / "obj/ztproject-sizes.json").mkdir()
         result = self.ask("size")
         self.assertEqual(result.returncode, 0)
-        self.assertEqual(result.stderr, "[ztproject] The sizes cannot be kept in obj.\n")
+        self.assertEqual(result.stderr, "[ztproject] Cannot save the sizes in obj.\n")
 
     def test_firmware_without_an_image(self):
         self.make()

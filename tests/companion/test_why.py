@@ -116,12 +116,11 @@ class Why(BoxWorld):
     def test_lost_power(self):
         self.make()
         self.write("obj/.unfinished", "torn")
-        self.assertIn(f"obj/{MODULE}.luo: everything is made again, because an earlier build lost "
-                      "its power", self.why())
+        self.assertIn(f"obj/{MODULE}.luo: everything is made again after a power failure", self.why())
 
     def test_build_that_would_stop(self):
         self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
-        self.assertEqual(self.why(status=1, complaint="[ztproject] Here the build would stop: "
+        self.assertEqual(self.why(status=1, complaint="[ztproject] The build would stop here: "
                                   'MTD16 input file "box.mtdef" not found.\n'), [])
 
     def test_no_project(self):
@@ -161,7 +160,7 @@ class Usage(BoxWorld):
         self.assertEqual(self.ask("why", "--what").stderr,
                          "[ztproject] Unknown option 'what'.\n")
         self.assertEqual(self.ask("why", "a", "b").stderr,
-                         "[ztproject] Only one can be named: a b\n")
+                         "[ztproject] Only one name is expected: a b\n")
 
     def test_full_disk(self):
         self.make()
@@ -171,7 +170,7 @@ class Usage(BoxWorld):
                 result = subprocess.run([PROGRAM, *arguments], cwd=self.dir, stdout=full,
                                         env=self.environment(), stderr=subprocess.PIPE, text=True)
                 self.assertEqual((result.returncode, result.stderr),
-                                 (1, "[ztproject] Standard output cannot be written.\n"))
+                                 (1, "[ztproject] Cannot write to standard output.\n"))
 
     def test_version(self):
         self.assertEqual(self.ask("--version").stdout,

@@ -83,7 +83,7 @@ class Completion:
                          set(companion_options()))
 
     def test_options_of_the_companion_are_offered(self):
-        self.assertEqual(sum(len(names) for names in companion_options().values()), 9)
+        self.assertEqual(sum(len(names) for names in companion_options().values()), 10)
         for command, names in companion_options().items():
             with self.subTest(command):
                 self.assertEqual(set(self.complete(f"ztproject {command} --")), names | {"--help"})

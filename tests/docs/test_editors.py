@@ -71,9 +71,9 @@ class Editors(ProjectWorld):
 
     def break_project_file(self):
         text = self.read("thermostat.ztp")
-        self.write("thermostat.ztp", text.replace("KeyFile=", "Keyfile="))
+        self.write("thermostat.ztp", text.replace(" Version=", " Verison="))
         return next(str(number) for number, line in enumerate(text.splitlines(), 1)
-                    if "KeyFile=" in line)
+                    if " Version=" in line)
 
     def test_finding_is_found_by_the_check_task(self):
         line = self.break_project_file()

@@ -62,6 +62,51 @@ private slots:
         QCOMPARE(places.inDocumentOrder(5).line, 1);
     }
 
+    void everyEncodingHasTheSamePlaces_data()
+    {
+        const QString good = QString::fromUtf8(text).replace(u"b=\"<\""_s, u"b=\"-\""_s);
+        const auto encoded = [&good](QStringConverter::Encoding encoding,
+                                     QStringConverter::Flag flag) -> QByteArray {
+            return QStringEncoder(encoding, flag).encode(good);
+        };
+        using Converter = QStringConverter;
+        Rows<QByteArray> row;
+        row("UTF-16, little end first", encoded(Converter::Utf16LE, Converter::Flag::WriteBom));
+        row("UTF-16, big end first", encoded(Converter::Utf16BE, Converter::Flag::WriteBom));
+        row("UTF-16 without a mark", encoded(Converter::Utf16LE, Converter::Flag::Default));
+        row("UTF-8 with a mark", encoded(Converter::Utf8, Converter::Flag::WriteBom));
+    }
+    void everyEncodingHasTheSamePlaces()
+    {
+        const auto [encoded] = fetch<QByteArray>();
+        const Places places(encoded);
+        QCOMPARE(places.element(u"Two/Three"_s), (Place{6, 9}));
+        QCOMPARE(places.element({}), (Place{3, 1}));
+    }
+
+    void columnsCountCharacters()
+    {
+        const QByteArray line = "<a>\n<b x='\U0001F600\U0001F600ü' y=''/></a>";
+        const Places places(line);
+        QCOMPARE(places.attribute(u"b"_s, u"y"_s), (Place{2, 12}));
+        QCOMPARE(places.inCharacters({2, 14}), (Place{2, 12}));
+        QCOMPARE(places.inCharacters({2, 3}), (Place{2, 3}));
+        QCOMPARE(places.inCharacters({2, 1000}).line, 2);
+        QCOMPARE(places.inCharacters({9, 5}), (Place{9, 5}));
+    }
+
+    void attributeMayHaveAnyLetters()
+    {
+        const Places places("<a><b größe='1' \U0001F600='2'/></a>");
+        QCOMPARE(places.attribute(u"b"_s, u"größe"_s), (Place{1, 7}));
+    }
+
+    void linesHaveNoEnd()
+    {
+        const Places places("<a>" + QByteArray(100'000, '\n') + "<b/></a>");
+        QCOMPARE(places.element(u"b"_s), (Place{100'001, 1}));
+    }
+
     void brokenTextHasThePlacesInFrontOfTheBreak()
     {
         QCOMPARE(Places(text).element(u"Two"_s).line, 3);
