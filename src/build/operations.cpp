@@ -21,8 +21,8 @@ bool Project::run(Operation operation)
     m_errorText.clear();
     const bool ok = checkSdk() && runOperation(operation);
     m_outputGuard.close(ok);
+    m_nameLock.release(); // first: who has to wait for it alone takes this build for killed
     m_lock.release();
-    m_nameLock.release();
     // Programs that a tool has left behind have inherited the claim.
     if (BuildLock lock;
         m_outputGuard.isWaryOfOrphans() && lock.tryAcquire(m_spec.objectFilePath({})))

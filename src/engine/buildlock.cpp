@@ -1,9 +1,9 @@
 #include "engine/buildlock.h"
 
 #include "engine/interruption.h"
+#include "engine/lockowner.h"
 #include "files/filestatus.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <algorithm>
@@ -52,31 +52,34 @@ bool isOfOwnBuild(const QByteArray &claim)
     });
 }
 
-/// For a process whose environment is not the one of the build that started it.
-/// @param range  of the lock, as the system writes it
-/// @return whether a lock on that file is one that this process has inherited
-bool isInherited(const FileId &id, const QByteArray &range)
+/// What is to be locked.
+struct Claim
 {
-    const QDir descriptors(u"/proc/self/fd"_s);
-    const QStringList names = descriptors.entryList(QDir::Files | QDir::Dirs | QDir::System);
-    return std::any_of(names.begin(), names.end(), [&](const QString &name) {
-        if (FileStatus::of(descriptors.filePath(name)).id() != id)
-            return false;
-        QFile info(u"/proc/self/fdinfo/"_s + name);
-        return info.open(QIODevice::ReadOnly) && info.readAll().contains(' ' + range + '\n');
-    });
+    FileId id;
+    QByteArray text;  ///< for the builds that this process starts
+    QByteArray range; ///< as the system writes it
+};
+
+/// @param owner  of the lock; 0: unknown
+bool isClaimedByOwnBuild(const Claim &claim, pid_t owner)
+{
+    return isOfOwnBuild(claim.text) || LockOwner::isThisProcess(claim.id, claim.range)
+           || LockOwner::isOuterBuild(owner);
 }
 
 /// @param tryLock  returns false with errno set when another process has the lock
-template <typename TryLock>
-BuildLock::Result acquireBy(TryLock tryLock, int descriptor, const QByteArray &claim,
-                            const QByteArray &range, const std::function<void()> &onWait)
+/// @param owner  tells whose the lock is; 0: unknown
+template <typename TryLock, typename Owner>
+BuildLock::Result acquireBy(TryLock tryLock, Owner owner, const Claim &claim,
+                            const std::function<void()> &onWait, bool *wasLeft)
 {
     for (int polls = 0; !tryLock();) {
         if (errno != EWOULDBLOCK)
             return BuildLock::Result::NotHeld;
-        if (isOfOwnBuild(claim) || (polls == 0 && isInherited(idOf(descriptor), range)))
+        const pid_t process = owner();
+        if (polls == 0 && isClaimedByOwnBuild(claim, process))
             return BuildLock::Result::OwnBuild;
+        *wasLeft = *wasLeft || LockOwner::hasEnded(process);
         if (Interruption::signal() != 0)
             return BuildLock::Result::Interrupted;
         if (++polls == silentPolls)
@@ -102,24 +105,29 @@ off_t offsetOf(const QByteArray &name)
     return static_cast<off_t>(hash >> 2U);
 }
 
-/// A directory can be locked for reading only, so this looks first for others that have done so.
-/// Two that look at the same moment both go on; the lock on the directory itself keeps them apart.
+bool setOffsetLock(int descriptor, int command, struct flock *lock, short type, off_t offset)
+{
+    *lock = {};
+    lock->l_type = type;
+    lock->l_start = offset;
+    lock->l_len = 1;
+    return fcntl(descriptor, command, lock) == 0;
+}
+
+/// A directory can be locked for reading only, so this looks whether others have done so, too. Of
+/// two that come at the same moment at most one goes on.
 /// @return false with errno set
 bool lockOffset(int descriptor, off_t offset)
 {
     struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    lock.l_start = offset;
-    lock.l_len = 1;
-    if (fcntl(descriptor, F_OFD_GETLK, &lock) != 0)
+    if (!setOffsetLock(descriptor, F_OFD_SETLK, &lock, F_RDLCK, offset)
+        || !setOffsetLock(descriptor, F_OFD_GETLK, &lock, F_WRLCK, offset))
         return false;
-    if (lock.l_type != F_UNLCK) {
-        errno = EWOULDBLOCK;
-        return false;
-    }
-    lock.l_type = F_RDLCK;
-    lock.l_pid = 0;
-    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+    if (lock.l_type == F_UNLCK)
+        return true;
+    setOffsetLock(descriptor, F_OFD_SETLK, &lock, F_UNLCK, offset);
+    errno = EWOULDBLOCK;
+    return false;
 }
 
 } // namespace
@@ -143,7 +151,8 @@ BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
         return errno == ENOENT ? Result::Missing : Result::NotHeld;
     const FileId id = idOf(m_descriptor);
     const Result result = acquireBy([this] { return flock(m_descriptor, LOCK_EX | LOCK_NB) == 0; },
-                                    m_descriptor, textOf(id), "0 EOF", onWait);
+                                    [&id] { return LockOwner::of(id); }, {id, textOf(id), "0 EOF"},
+                                    onWait, &m_wasLeft);
     if (result != Result::Held)
         return result;
     // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
@@ -166,11 +175,19 @@ BuildLock::Result BuildLock::acquireName(const QString &directory, const QString
         return Result::NotHeld;
     const off_t offset = offsetOf(QFile::encodeName(name));
     const QByteArray place = QByteArray::number(qint64(offset));
-    const QByteArray claim = textOf(idOf(m_descriptor)) + ':' + place;
-    const Result result = acquireBy([&] { return lockOffset(m_descriptor, offset); }, m_descriptor,
-                                    claim, place + ' ' + place, onWait);
+    const FileId id = idOf(m_descriptor);
+    const Claim claim{id, textOf(id) + ':' + place, place + ' ' + place};
+    bool hasWaited = false;
+    const auto tryLock = [&] {
+        const bool ok = lockOffset(m_descriptor, offset);
+        hasWaited = hasWaited || (!ok && errno == EWOULDBLOCK);
+        return ok;
+    };
+    const Result result = acquireBy(
+            tryLock, [] { return 0; }, claim, onWait, &m_wasLeft);
+    m_wasLeft = m_wasLeft || hasWaited;
     if (result == Result::Held)
-        noteClaim(claim);
+        noteClaim(claim.text);
     return result;
 }
 

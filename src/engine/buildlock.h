@@ -52,6 +52,10 @@ public:
     /// Claims @p directory if nobody else has, as far as the file system can tell.
     bool tryAcquire(const QString &directory);
 
+    /// @return whether programs that a killed build has left were waited for; for a name, also
+    /// whether any build was, as what had that name is gone
+    bool wasLeft() const { return m_wasLeft; }
+
     /// @return what is open, or -1
     int descriptor() const { return m_descriptor; }
 
@@ -59,4 +63,5 @@ private:
     Result acquireWhole(const QString &path, int flags, const std::function<void()> &onWait);
 
     int m_descriptor = -1;
+    bool m_wasLeft = false;
 };

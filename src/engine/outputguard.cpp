@@ -91,14 +91,15 @@ bool OutputGuard::recover(bool *rebuildAll, QString *error)
     if (m_spec.mtd16Enabled()) {
         for (const QString &output :
              {m_spec.mtd16Header.effectiveValue(), m_spec.mtd16Lua.effectiveValue()}) {
-            if (!OutsideNote(output).recover(m_onWait, error))
+            if (!OutsideNote(output, m_spec.projectFilePath({})).recover(m_onWait, error))
                 return false;
         }
     }
     const std::optional<UnfinishedNote::State> state = note().read(error);
     if (!state)
         return false;
-    bool isTorn = *state == UnfinishedNote::State::Torn;
+    bool isTorn = *state == UnfinishedNote::State::Torn
+                  || (m_areOutputsDistrusted && *state == UnfinishedNote::State::Absent);
     if (!removeUnfinished(note().outputs(), &isTorn, error))
         return false;
     m_isNoteLeft = *state != UnfinishedNote::State::Absent;
@@ -169,13 +170,17 @@ bool OutputGuard::noteOutputs(const QStringList &outputs, QString *error)
     bool isNoted = false;
     for (const QString &output : outputs) {
         if (isOutside(output)) {
-            OutsideNote outsideNote(output);
+            OutsideNote outsideNote(output, m_spec.projectFilePath({}));
+            const auto isThisNote = [&outsideNote](const auto &made) {
+                return outsideNote.isSameAs(made.second);
+            };
+            if (std::any_of(m_outsideNotes.begin(), m_outsideNotes.end(), isThisNote))
+                continue;
             const BuildLock::Result result = outsideNote.begin(m_onWait);
             *error = BuildLock::errorText(result, output);
             if (!error->isEmpty())
                 return false;
-            // The tool may make a folder that is missing yet, so the note in the object directory
-            // has to do.
+            // Otherwise the note in the object directory has to do.
             if (result != BuildLock::Result::Missing) {
                 m_outsideNotes.insert_or_assign(output, std::move(outsideNote));
                 continue;
@@ -206,13 +211,20 @@ void OutputGuard::finish(OutputChain *chain)
 void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)
 {
     // What the tool has started may go on and write after its end. So the outputs stay in the note,
-    // and the next build, which waits for such programs, removes them again.
+    // and who finds that such programs have ended undoes them again: this build or the next one.
     const bool removes = chain->removesAfterFailure || Interruption::signal() != 0;
-    for (const QString &output : outputs) {
-        chain->outputs.removeOne(output);
-        if ((removes && remove(output)) || makeOlder(output, chain->inputStatus.modified()))
-            m_failed.append(output);
+    for (const QString &path : outputs) {
+        chain->outputs.removeOne(path);
+        const FailedOutput output{path, removes, chain->inputStatus.modified()};
+        if (undo(output))
+            m_failed.push_back(output);
     }
+}
+
+/// @return false when a later build would take it for up to date
+bool OutputGuard::undo(const FailedOutput &output)
+{
+    return (output.isRemoved && remove(output.path)) || makeOlder(output.path, output.inputTime);
 }
 
 bool OutputGuard::forget(const QString &output, QString *error)
@@ -270,8 +282,8 @@ void OutputGuard::close(bool operationSucceeded)
                 && (Interruption::signal() != 0 || (m_isRestInherited && !operationSucceeded));
         const bool isOnDisk = m_isNoteLeft || m_note->isWritten();
         QStringList others = m_unfinished;
-        for (const QString &output : std::as_const(m_failed))
-            others.removeOne(nameInNote(output));
+        for (const FailedOutput &output : std::as_const(m_failed))
+            others.removeOne(nameInNote(output.path));
         if (isOnDisk && !isRestLeft && others.isEmpty() && !Rehearsal::isOn()) {
             if (!m_directories.isEmpty())
                 DiskSync::fileSystemsOf(m_directories.values());
@@ -288,12 +300,15 @@ void OutputGuard::close(bool operationSucceeded)
 
 void OutputGuard::forgetOrphans()
 {
-    const QStringList outputs = std::exchange(m_failed, {});
-    for (const QString &output : outputs) {
+    bool areUndone = true;
+    for (const FailedOutput &output : std::exchange(m_failed, {})) {
         QString ignored; // the build has failed anyway
-        forget(output, &ignored);
+        if (undo(output))
+            forget(output.path, &ignored);
+        else
+            areUndone = false;
     }
-    if (std::exchange(m_isNoteOfOrphans, false))
+    if (std::exchange(m_isNoteOfOrphans, false) && areUndone)
         note().remove();
     m_note.reset();
 }

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <map>
+#include <vector>
 
 struct ProjectSpec;
 
@@ -54,6 +55,9 @@ public:
     /// @return false with the reason in @p error
     bool recover(bool *rebuildAll, QString *error);
 
+    /// Says, before recover(), that somebody may have written who is not in a note.
+    void distrustOutputs() { m_areOutputsDistrusted = true; }
+
     /// @return whether an interrupted build was to make @p output anew, and did not
     bool isLeftOver(const FileStatus &output) const;
 
@@ -76,16 +80,24 @@ public:
 
     /// @return whether notes are left for what a failed tool may have left behind, which may still
     /// write
-    bool isWaryOfOrphans() const { return !m_failed.isEmpty(); }
-    /// Removes those notes, if it has left nothing behind.
+    bool isWaryOfOrphans() const { return !m_failed.empty(); }
+    /// Undoes what they have written, and removes those notes; to be called when none is left.
     void forgetOrphans();
 
 private:
+    struct FailedOutput
+    {
+        QString path;
+        bool isRemoved; ///< otherwise it is made older than the input
+        FileTime inputTime;
+    };
+
     UnfinishedNote &note();
     bool removeUnfinished(const QStringList &outputs, bool *isTorn, QString *error) const;
     bool noteOutputs(const QStringList &outputs, QString *error);
     bool writeNote(QString *error);
     bool forget(const QString &output, QString *error);
+    static bool undo(const FailedOutput &output);
     std::optional<FileTime> oldestEdit(const OutputChain &chain) const;
     QString nameInNote(const QString &output) const;
     bool isOutside(const QString &output) const;
@@ -95,10 +107,11 @@ private:
     QDateTime m_projectFileTime;
     std::optional<FileStatus> m_projectFile;
     std::optional<UnfinishedNote> m_note;
+    bool m_areOutputsDistrusted = false;
     bool m_isNoteLeft = false;                     ///< by an earlier build, and still there
     bool m_isRestInherited = false;                ///< an earlier build was to make everything
     QStringList m_unfinished;                      ///< as seen from the object directory
-    QStringList m_failed;                          ///< outputs that may be written to again
+    std::vector<FailedOutput> m_failed;            ///< may be written to again
     bool m_isNoteOfOrphans = false;                ///< there is nothing else in it
     QSet<QString> m_directories;                   ///< that outputs were written to
     std::map<QString, OutsideNote> m_outsideNotes; ///< by their outputs

@@ -2,12 +2,13 @@
 
 #include "files/changes.h"
 #include "files/disksync.h"
-#include "files/filestatus.h"
 #include "files/rehearsal.h"
+#include "tools/tools.h"
 
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -18,37 +19,58 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString notePath(const QString &output)
+/// @return whether the file may be a note; also when there is none
+bool mayBeNote(const QByteArray &path, bool *exists)
 {
-    const QFileInfo info(output);
-    return u"%1/.%2.unfinished"_s.arg(info.path(), info.fileName());
+    struct stat data = {};
+    *exists = lstat(path.constData(), &data) == 0;
+    return !*exists || (S_ISREG(data.st_mode) && data.st_size == 0);
 }
 
 } // namespace
 
-OutsideNote::OutsideNote(const QString &output) : m_output(output), m_path(notePath(output)) {}
+OutsideNote::OutsideNote(const QString &output, const QString &projectDirectory) : m_output(output)
+{
+    const QFileInfo info(output);
+    const QString name = u".%1.unfinished"_s;
+    m_paths << info.path() + u'/' + name.arg(info.fileName());
+    m_paths << Tools::ensureDirectorySeparator(projectDirectory)
+                       + name.arg(QString(output).replace(u'/', u'%'));
+}
 
 BuildLock::Result OutsideNote::begin(const std::function<void()> &onWait)
 {
-    const QByteArray path = QFile::encodeName(m_path);
+    for (const QString &path : std::as_const(m_paths)) {
+        const BuildLock::Result result = beginAt(path, onWait);
+        if (result != BuildLock::Result::Missing)
+            return result;
+    }
+    return BuildLock::Result::Missing;
+}
+
+BuildLock::Result OutsideNote::beginAt(const QString &path, const std::function<void()> &onWait)
+{
+    const QByteArray name = QFile::encodeName(path);
     BuildLock::Result result = BuildLock::Result::Missing;
     // Another build may take it away before the claim is had.
     while (result == BuildLock::Result::Missing) {
-        struct stat data = {};
-        if (lstat(path.constData(), &data) == 0 && !S_ISREG(data.st_mode))
-            unlink(path.constData()); // whatever stands in its place is not opened
+        bool exists = false;
+        if (!mayBeNote(name, &exists))
+            return result;
         const int note =
-                ::open(path.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
+                ::open(name.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
         if (note < 0)
             return result;
         close(note);
-        result = m_claim.acquireFile(m_path, onWait);
+        result = m_claim.acquireFile(path, onWait);
     }
-    if (BuildLock::errorText(result, m_path).isEmpty()) {
-        if (m_claim.descriptor() >= 0)
-            DiskSync::file(m_claim.descriptor());
-        DiskSync::directory(QFileInfo(m_output).path());
-    }
+    if (!BuildLock::errorText(result, path).isEmpty())
+        return result;
+    m_path = path;
+    m_id = FileStatus::of(path).id();
+    if (m_claim.descriptor() >= 0)
+        DiskSync::file(m_claim.descriptor());
+    DiskSync::directory(QFileInfo(path).path());
     return result;
 }
 
@@ -71,13 +93,20 @@ bool OutsideNote::end(QString *error)
 
 bool OutsideNote::recover(const std::function<void()> &onWait, QString *error)
 {
-    const QByteArray path = QFile::encodeName(m_path);
-    struct stat data = {};
-    if (lstat(path.constData(), &data) != 0)
+    return std::all_of(m_paths.cbegin(), m_paths.cend(),
+                       [&](const QString &path) { return recoverAt(path, onWait, error); });
+}
+
+bool OutsideNote::recoverAt(const QString &path, const std::function<void()> &onWait,
+                            QString *error)
+{
+    const QByteArray name = QFile::encodeName(path);
+    bool exists = false;
+    if (!mayBeNote(name, &exists) || !exists)
         return true;
     BuildLock claim;
     if (!Rehearsal::isOn()) {
-        const BuildLock::Result result = claim.acquireFile(m_path, onWait);
+        const BuildLock::Result result = claim.acquireFile(path, onWait);
         if (result == BuildLock::Result::Missing)
             return true; // the other build has ended well
         *error = BuildLock::errorText(result, m_output);
@@ -89,6 +118,14 @@ bool OutsideNote::recover(const std::function<void()> &onWait, QString *error)
         return false;
     }
     if (!Rehearsal::isOn())
-        unlink(path.constData());
+        unlink(name.constData());
     return true;
+}
+
+bool OutsideNote::isSameAs(const OutsideNote &made) const
+{
+    return std::any_of(m_paths.cbegin(), m_paths.cend(), [&made](const QString &path) {
+        const FileStatus note = FileStatus::of(path);
+        return note.exists() && note.id() == made.m_id;
+    });
 }

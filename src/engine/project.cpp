@@ -155,21 +155,9 @@ bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
     const QString directory = m_spec.objectFilePath({});
     const auto onWait = [this] { sayWaiting(); };
     BuildLock::Result result = m_lock.acquire(directory, onWait);
-    while (result == BuildLock::Result::Missing) {
-        // Who finds no object directory claims the folder in which it is to be: a build until it
-        // has made it, another operation until its end.
-        BuildLock parent;
-        if (parent.acquire(nearestExisting(directory), onWait) == BuildLock::Result::Interrupted)
-            return checkInterruption();
-        if (!FileStatus::of(directory).exists()) {
-            if (!makeDirectory) {
-                m_lock = std::move(parent);
-                break;
-            }
-            if (!makeDirectory())
-                return false;
-        }
-        parent.release();
+    while (result == BuildLock::Result::Missing && makeDirectory) {
+        if (!makeDirectory())
+            return false;
         result = m_lock.acquire(directory, onWait);
     }
     // Whoever still writes below one that was removed meanwhile has kept the claim on its name.
@@ -181,6 +169,8 @@ bool Project::claimObjectDirectory(const std::function<bool()> &makeDirectory)
     }
     if (!error.isEmpty())
         return raiseError(error);
+    if (m_lock.wasLeft() || m_nameLock.wasLeft())
+        m_outputGuard.distrustOutputs();
     if (result == BuildLock::Result::Held)
         ResponseFile::removeLeftIn(directory);
     return result != BuildLock::Result::NotHeld || !makeDirectory || makeDirectory();

@@ -197,6 +197,16 @@ class Jobs(unittest.TestCase):
                 shutil.rmtree(self.path("p"))
                 os.makedirs(self.path("p/firmware"))
 
+    def test_what_a_failed_tool_leaves_behind_writes_while_others_run(self):
+        self.tree("a", "b")
+        self.tools(ztlpp="case $output in\n"
+                         "*a.lui) until [ -e began ]; do sleep 0.01; done; echo half >$output\n"
+                         "(while [ -e $output ]; do sleep 0.01; done\n"
+                         "echo stale >$output; : >written) & exit 1;;\n"
+                         "*) : >began; until [ -e written ]; do sleep 0.01; done;; esac\n")
+        self.assertEqual(self.run_build()[0], 1)
+        self.assertFalse(os.path.exists(self.path("p/obj/root/a.lui")))
+
     def test_failure_leaves_no_note(self):
         self.tree("a", "b")
         self.tools(ztlpp="exit 1\n")

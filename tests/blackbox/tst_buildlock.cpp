@@ -193,19 +193,22 @@ private slots:
     // The program is killed alone; its tool writes when the next build would long be done.
     void toolThatOutlivesItsBuildIsWaitedFor_data()
     {
-        Rows<QByteArrayList> row; // the next operation
-        row("build", {"-q"});
-        row("build of everything", {"-q", "-A"});
+        Rows<QByteArrayList, bool> row; // the next operation, whether the note is gone
+        row("build", {"-q"}, false);
+        row("build of everything", {"-q", "-A"}, false);
+        row("build without the note", {"-q"}, true);
     }
     void toolThatOutlivesItsBuildIsWaitedFor()
     {
-        const auto [next] = fetch<QByteArrayList>();
+        const auto [next, isNoteGone] = fetch<QByteArrayList, bool>();
         World world;
         writeSmallProject(world);
         planToStop(world, "ztluac", {"signal parent 9"});
         Running killed(world, {"-q"});
         QVERIFY(hasBegun(world));
         QCOMPARE(killed.end().signal, SIGKILL);
+        if (isNoteGone)
+            world.remove("project/obj/.unfinished");
         Running build(world, next);
         QVERIFY(build.says(waiting));
         QCOMPARE(world.tree("project/obj").count(".luo"), 0);
@@ -247,6 +250,21 @@ private slots:
         SAME(result.err, waiting);
         QCOMPARE(result.status, 0);
         SAME(outputs(world), outputsOf(steps.size() - 1, true));
+    }
+
+    void objectDirectoriesInsideEachOtherAreTwo()
+    {
+        World world;
+        writeSmallProject(world);
+        world.write("project/other.ztp",
+                    world.read("project/demo.ztp")
+                            .replace("<Project ", "<Project ObjectDirectory=\"obj/sub\" "));
+        planToStop(world, "ztlpp");
+        Running one(world, {"-q", "demo.ztp"});
+        QVERIFY(hasBegun(world));
+        SAME(world.run({"-q", "other.ztp"}).err, "");
+        world.write("go");
+        SAME(one.end().err, "");
     }
 
     // Another project makes the same definitions, and knows nothing of that object directory.

@@ -212,6 +212,24 @@ private slots:
                        "ztluac -o obj/root/usr/lib/lua/mtd16.luo -- root/usr/lib/lua/mtd16.lua\n");
     }
 
+    void bothOutputsCanBeOneFile_data()
+    {
+        Rows<QByteArray> row; // the other path of the header
+        row("same path", "include/m");
+        row("another path", "./include/m");
+    }
+    void bothOutputsCanBeOneFile()
+    {
+        const auto [path] = fetch<QByteArray>();
+        World world(demo, "<MTD16 Enabled=\"1\"><Header>include/m</Header><Lua>" + path
+                                  + "</Lua></MTD16>");
+        world.makeDirectory("project/include");
+        world.write("project/demo.mtdef");
+        const Result result = world.run({"-q"});
+        SAME(result.err, "");
+        SAME(world.tree("project/include"), "m\n");
+    }
+
     void verbosityIsTheProjects()
     {
         const QByteArray call =

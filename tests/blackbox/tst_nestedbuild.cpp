@@ -14,7 +14,9 @@ private slots:
         Rows<QByteArray, QByteArray, QByteArray> row; // before it, project file, what is in use
         row("same environment", "exec", "demo.ztp", "obj");
         row("empty environment", "exec env -i", "demo.ztp", "obj");
-        row("no descriptors", "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; exec", "demo.ztp", "obj");
+        const QByteArray close = "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; exec";
+        row("no descriptors", close, "demo.ztp", "obj");
+        row("no descriptors, empty environment", close + " env -i", "demo.ztp", "obj");
         row("removed directory", "rm -r obj; exec", "demo.ztp", "obj");
         row("removed directory, empty environment", "rm -r obj; exec env -i", "demo.ztp", "obj");
         row("same definitions", "exec", "other.ztp", "made/m.lh");

@@ -8,6 +8,7 @@
 //   read                 read standard input to its end and log it
 //   probe PATH           log whether PATH is missing, a directory, or a file and its content
 //   write PATH TEXT      write a file
+//   folder PATH          make a folder
 //   remove PATH          remove a file or a tree
 //   sleep SECONDS        wait
 //   await PATH           wait until something is there
@@ -256,6 +257,8 @@ bool doAfterLogging(const std::string &tool, const Strings &arguments, const Str
         } else if (action == "write") {
             const std::size_t gap = argument.find(' ');
             writeFile(argument.substr(0, gap), unescaped(argument.substr(gap + 1)));
+        } else if (action == "folder") {
+            std::filesystem::create_directories(argument);
         } else if (action == "remove") {
             std::filesystem::remove_all(argument);
         } else if (action == "sleep") {

@@ -138,6 +138,33 @@ private slots:
         QVERIFY(!QFile::exists(marker()));
     }
 
+    // There its note is in the project directory, with the path for its name.
+    void outputOutsideWhereNoNoteCanBe_data()
+    {
+        Rows<bool> row; // whether something is in the place of the note
+        row("no folder", false);
+        row("somebody else's file", true);
+    }
+    void outputOutsideWhereNoNoteCanBe()
+    {
+        const auto [isTaken] = fetch<bool>();
+        const QString taken = path(u"made/.h.unfinished"_s);
+        QVERIFY(!isTaken || TestFiles::write(taken, "mine"));
+        const QString note = path(u".%1.unfinished"_s.arg(path(u"made/h"_s).replace(u'/', u'%')));
+        QVERIFY(make(step({u"made/h"_s}), [&] {
+            return QFile::exists(note) && QDir().mkpath(path(u"made"_s))
+                   && write(u"made/h"_s, 2'000);
+        }));
+        QVERIFY(!QFile::exists(note));
+        QVERIFY(TestFiles::write(note));
+        m_spec.mtd16 = {1};
+        m_spec.mtd16Header.value = path(u"made/h"_s);
+        bool rebuildAll = false;
+        QVERIFY(m_project->recoverFromKill(&rebuildAll));
+        QVERIFY(!QFile::exists(note) && !QFile::exists(path(u"made/h"_s)));
+        QCOMPARE(QFile::exists(taken), isTaken);
+    }
+
     void outputOutsideIsRemovedAfterAKill()
     {
         m_spec.mtd16 = {1};
