@@ -18,6 +18,7 @@ OTHERS = {
     r"[%s] %s\n",                                  # the program's name before a message
     " [Installer]", r"tr._translation_base_dir = \"", "Application terminated unexpectedly.",
     "(in %1) ", " ...",                            # parts of the echo
+    "0 EOF",                                       # the range of a lock, as the system writes it
     "<!DOCTYPE TSREPORT>", ") ", r"tt=%s name=\"%s\" text=\"%s\"",
 }
 
