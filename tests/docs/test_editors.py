@@ -97,6 +97,14 @@ class Editors(ProjectWorld):
         self.assertEqual(self.read("found").splitlines(),
                          [f"thermostat.ztp:{line}:w", f"thermostat.ztp:{line}:n"])
 
+    def test_text_that_is_no_literal_is_found_where_the_scan_runs(self):
+        text = self.read(MODULE).replace("\nreturn schedule", "\nlocal text = tr(name)\nreturn schedule")
+        self.write(MODULE, text)
+        problems = self.problems(*self.task("build"))
+        self.assertEqual([(problem["file"], problem["line"]) for problem in problems],
+                         [("../" + MODULE, "23")])
+        self.assertTrue((self.dir / "translations" / problems[0]["file"]).exists())
+
 
 if __name__ == "__main__":
     unittest.main()
