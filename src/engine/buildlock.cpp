@@ -60,7 +60,6 @@ struct Claim
     QByteArray range; ///< as the system writes it
 };
 
-/// @param owner  of the lock; 0: unknown
 bool isClaimedByOwnBuild(const Claim &claim, pid_t owner)
 {
     return isOfOwnBuild(claim.text) || LockOwner::isThisProcess(claim.id, claim.range)
@@ -68,7 +67,7 @@ bool isClaimedByOwnBuild(const Claim &claim, pid_t owner)
 }
 
 /// @param tryLock  returns false with errno set when another process has the lock
-/// @param owner  tells whose the lock is; 0: unknown
+/// @param owner  tells whose the lock is
 template <typename TryLock, typename Owner>
 BuildLock::Result acquireBy(TryLock tryLock, Owner owner, const Claim &claim,
                             const std::function<void()> &onWait, bool *wasLeft)
@@ -145,7 +144,7 @@ BuildLock::Result BuildLock::acquireFile(const QString &path, const std::functio
 BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
                                           const std::function<void()> &onWait)
 {
-    release();
+    close();
     m_descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | flags); // inherited
     if (m_descriptor < 0)
         return errno == ENOENT ? Result::Missing : Result::NotHeld;
@@ -158,7 +157,7 @@ BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
     // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
     const FileStatus now = FileStatus::of(path);
     if (!now.exists() || now.id() != id) {
-        release();
+        close();
         return Result::Missing;
     }
     noteClaim(textOf(id));
@@ -168,7 +167,7 @@ BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
 BuildLock::Result BuildLock::acquireName(const QString &directory, const QString &name,
                                          const std::function<void()> &onWait)
 {
-    release();
+    close();
     m_descriptor = ::open(QFile::encodeName(directory.isEmpty() ? u"."_s : directory).constData(),
                           O_RDONLY | O_DIRECTORY); // inherited
     if (m_descriptor < 0)
@@ -177,15 +176,9 @@ BuildLock::Result BuildLock::acquireName(const QString &directory, const QString
     const QByteArray place = QByteArray::number(qint64(offset));
     const FileId id = idOf(m_descriptor);
     const Claim claim{id, textOf(id) + ':' + place, place + ' ' + place};
-    bool hasWaited = false;
-    const auto tryLock = [&] {
-        const bool ok = lockOffset(m_descriptor, offset);
-        hasWaited = hasWaited || (!ok && errno == EWOULDBLOCK);
-        return ok;
-    };
-    const Result result = acquireBy(
-            tryLock, [] { return 0; }, claim, onWait, &m_wasLeft);
-    m_wasLeft = m_wasLeft || hasWaited;
+    // What a build had under this name is gone, whether it goes on itself or not.
+    const Result result = acquireBy([&] { return lockOffset(m_descriptor, offset); },
+                                    [] { return LockOwner::gone; }, claim, onWait, &m_wasLeft);
     if (result == Result::Held)
         noteClaim(claim.text);
     return result;
@@ -208,6 +201,12 @@ QString BuildLock::errorText(Result result, const QString &path)
 
 void BuildLock::release()
 {
+    close();
+    m_wasLeft = false;
+}
+
+void BuildLock::close()
+{
     if (m_descriptor >= 0)
         ::close(m_descriptor);
     m_descriptor = -1;
@@ -215,7 +214,7 @@ void BuildLock::release()
 
 bool BuildLock::tryAcquire(const QString &directory)
 {
-    release();
+    close();
     const QByteArray path = QFile::encodeName(directory.isEmpty() ? u"."_s : directory);
     m_descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     return m_descriptor < 0 || flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;

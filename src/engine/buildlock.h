@@ -28,6 +28,7 @@ public:
     BuildLock &operator=(BuildLock &&other) noexcept
     {
         std::swap(m_descriptor, other.m_descriptor);
+        std::swap(m_wasLeft, other.m_wasLeft);
         return *this;
     }
 
@@ -61,6 +62,7 @@ public:
 
 private:
     Result acquireWhole(const QString &path, int flags, const std::function<void()> &onWait);
+    void close();
 
     int m_descriptor = -1;
     bool m_wasLeft = false;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -31,29 +30,32 @@ QByteArray statusOf(pid_t process, const QByteArray &key)
     return line == lines.end() ? QByteArray() : line->sliced(key.size() + 1).trimmed();
 }
 
+QByteArray hexadecimal(unsigned number)
+{
+    return QByteArray::number(number, 16).rightJustified(2, '0');
+}
+
 } // namespace
 
-pid_t LockOwner::of(const FileId &id)
+pid_t LockOwner::of(const FileId &file)
 {
-    QByteArray place(64, Qt::Uninitialized);
-    place.truncate(std::snprintf(place.data(), static_cast<size_t>(place.size()), "%02x:%02x:%llu",
-                                 major(id.device), minor(id.device),
-                                 static_cast<unsigned long long>(id.inode)));
+    const QByteArray place = hexadecimal(major(file.device)) + ':' + hexadecimal(minor(file.device))
+                             + ':' + QByteArray::number(quint64(file.inode));
     for (const QByteArray &line : linesOf(u"/proc/locks"_s)) {
         // As "1: FLOCK  ADVISORY  WRITE 4711 fe:00:1234 0 EOF".
         const QByteArrayList words = line.simplified().split(' ');
         if (words.size() > 5 && words[1] == "FLOCK" && words[5] == place)
-            return std::max(words[4].toInt(), 0);
+            return std::max(words[4].toInt(), unknown); // below 0: of another namespace
     }
-    return 0;
+    return unknown;
 }
 
-bool LockOwner::isThisProcess(const FileId &id, const QByteArray &range)
+bool LockOwner::isThisProcess(const FileId &file, const QByteArray &range)
 {
     const QDir descriptors(u"/proc/self/fd"_s);
     const QStringList names = descriptors.entryList(QDir::Files | QDir::Dirs | QDir::System);
     return std::any_of(names.begin(), names.end(), [&](const QString &name) {
-        if (FileStatus::of(descriptors.filePath(name)).id() != id)
+        if (FileStatus::of(descriptors.filePath(name)).id() != file)
             return false;
         QFile info(u"/proc/self/fdinfo/"_s + name);
         return info.open(QIODevice::ReadOnly) && info.readAll().contains(' ' + range + '\n');
@@ -70,7 +72,7 @@ bool LockOwner::isOuterBuild(pid_t owner)
 
 bool LockOwner::hasEnded(pid_t owner)
 {
-    if (owner <= 0)
-        return false;
+    if (owner <= unknown)
+        return owner == gone;
     return kill(owner, 0) == 0 ? statusOf(owner, "State").startsWith('Z') : errno == ESRCH;
 }

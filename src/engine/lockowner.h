@@ -9,7 +9,10 @@
 /// Whose a lock is that a build has to wait for, as far as the system says it in /proc.
 namespace LockOwner {
 
-/// @return the process that has locked the whole file; 0: unknown
+constexpr pid_t unknown = 0;
+constexpr pid_t gone = -1;
+
+/// @return the process that has locked the whole file, or `unknown`
 pid_t of(const FileId &file);
 
 /// @param range  of the lock, as the system writes it
@@ -19,7 +22,7 @@ bool isThisProcess(const FileId &file, const QByteArray &range);
 /// @return whether the owner runs this program, too, and this process is one of its descendants
 bool isOuterBuild(pid_t owner);
 
-/// @return whether the owner is dead, so that programs that it had started have the lock
+/// @return whether the owner is gone or dead, so that programs that it had started have the lock
 bool hasEnded(pid_t owner);
 
 } // namespace LockOwner
