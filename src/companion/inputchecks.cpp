@@ -57,7 +57,7 @@ void checkLoneCopies(CheckedProject *project)
     }
 }
 
-bool isBlank(const QString &path)
+bool hasOnlyBlanks(const QString &path)
 {
     constexpr qint64 enough = 65536;
     QFile file(path);
@@ -78,7 +78,7 @@ void checkKey(CheckedProject *project)
         fault = u"The key file %1 cannot be read"_s;
     else if (info.isFile() && info.size() == 0)
         fault = u"The key file %1 is empty"_s;
-    else if (info.isFile() && isBlank(info.filePath()))
+    else if (info.isFile() && hasOnlyBlanks(info.filePath()))
         fault = u"The key file %1 is blank"_s;
     if (!fault.isEmpty()) {
         project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
