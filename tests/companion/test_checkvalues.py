@@ -70,6 +70,17 @@ class Values(CheckWorld):
 
     # The key
 
+    # Words
+
+    def test_words_that_are_allowed(self):
+        for old, new, words in (('Label="root"', 'Label="Root"', "'root', ''"),
+                                ('Type="Directory"', 'Type="Directories"',
+                                 "'Directory', 'File', 'Archive'")):
+            with self.subTest(new):
+                self.edit(old, new)
+                self.assertIn(f"is not an element of the set {{{words}}}.", self.ask("check").stdout)
+                self.edit(new, old)
+
     def test_encrypted_installer_without_a_key(self):
         self.edit(' KeyFile="keys/firmware.key"', ' BuildInstaller="true" EncryptInstaller="true"')
         self.expect("encryption", "EncryptInstaller has no effect", "EncryptInstaller=")
