@@ -2,13 +2,13 @@
 
 #include "app/makeproject.h"
 #include "build/generatedfiles.h"
+#include "companion/contentof.h"
 #include "companion/openedproject.h"
 #include "companion/output.h"
 #include "companion/rehearsedbuild.h"
 #include "companion/sizehistory.h"
 #include "companion/treemap.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -43,9 +43,8 @@ QList<Firmware> firmwareOf(const OpenedProject &project, QString *error)
     }
     QList<Firmware> found;
     for (const QString &path : std::as_const(paths)) {
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            found.append({path, file.readAll()});
+        if (const auto content = contentOf(path))
+            found.append({path, *content});
     }
     return found;
 }
