@@ -138,6 +138,14 @@ public:
 
     void compare(const KeptOutput &output)
     {
+        const QFileInfo input(output.input);
+        if (input.exists() && !input.isFile() && !input.isDir()) {
+            // A tool would wait for a pipe.
+            m_project->warnIn(output.source, {1, 1}, "compare",
+                              u"%1 is not a regular file"_s.arg(output.input),
+                              u"Put a file in its place."_s);
+            return;
+        }
         QString again = output.input;
         if (output.command) {
             std::optional<Command> command = redirected(output, &again);

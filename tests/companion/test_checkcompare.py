@@ -205,6 +205,17 @@ class Compared(CheckWorld):
         self.assertEqual([one["check"] for one in found], ["header"])
         self.assertIn("include/mtd16.lh is newer", found[0]["text"])
 
+    def test_pipe_as_source(self):
+        for path in "translations/de.ts", "box.mtdef":
+            (self.dir / path).unlink()
+            os.mkfifo(self.dir / path)
+            self.time(path, -100)
+        self.assertEqual({(found["check"], found["file"], found["text"])
+                          for found in self.compared()}, {
+            ("translation", "box.ztp", "translations/de.ts is not a regular file"),
+            ("compare", "translations/de.ts", "translations/de.ts is not a regular file"),
+            ("compare", "box.mtdef", "box.mtdef is not a regular file")})
+
     def test_no_temporary_directory(self):
         self.temporary.rmdir()
         self.temporary.write_text("")
