@@ -9,6 +9,7 @@
 #include "xml/boundedfile.h"
 #include "xml/projectnamespaces.h"
 
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QXmlStreamReader>
@@ -62,7 +63,9 @@ void reportRefusal(CheckedProject *project, const QByteArray &text, const QStrin
 QList<Finding> findingsOf(OpenedProject *opened, bool isRead, bool compare, const QString &error)
 {
     BoundedFile file(opened->file);
-    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.read(maximumSize) : QByteArray();
+    const QByteArray text = QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly)
+                                    ? file.read(maximumSize)
+                                    : QByteArray();
     const Places places(text);
     CheckedProject project{.opened = *opened, .spec = opened->spec, .places = places};
     if (!text.isEmpty())

@@ -49,8 +49,8 @@ void checkTrees(CheckedProject *project);
 /// What a build of everything would do.
 void checkBuild(CheckedProject *project);
 /// What a plain build would not notice.
-/// @param areCompared  what was made is known to be right: it does not matter that its inputs seem
-/// to have been replaced
+/// @param areCompared  what was made is known to be right: it does not matter that its inputs are
+/// newer, or seem to have been replaced
 void checkTimes(CheckedProject *project, bool areCompared);
 /// Outputs that a plain build would keep: makes them again in a temporary directory.
 /// @return whether all that differ are found; not when the tools are missing, or after a signal

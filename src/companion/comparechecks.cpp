@@ -1,5 +1,6 @@
 #include "companion/checkedproject.h"
 
+#include "companion/contentof.h"
 #include "engine/interruption.h"
 #include "engine/toolrunner.h"
 
@@ -121,16 +122,6 @@ bool redirect(Command *command, const QString &output, const QString &other)
     return false;
 }
 
-/// @return nothing when the file cannot be read
-std::optional<QByteArray> bytesOf(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    const QByteArray content = file.readAll();
-    return file.error() == QFile::NoError ? std::optional(content) : std::nullopt;
-}
-
 /// Makes outputs again in a temporary directory, which goes with this object.
 class Comparison
 {
@@ -147,14 +138,22 @@ public:
 
     void compare(const KeptOutput &output)
     {
+        const QFileInfo input(output.input);
+        if (input.exists() && !input.isFile() && !input.isDir()) {
+            // A tool would wait for a pipe.
+            m_project->warnIn(output.source, {1, 1}, "compare",
+                              u"%1 is not a regular file"_s.arg(output.input),
+                              u"Put a file in its place."_s);
+            return;
+        }
         QString again = output.input;
         if (output.command) {
             std::optional<Command> command = redirected(output, &again);
             if (!command || !run(*command, output))
                 return;
         }
-        const std::optional<QByteArray> content = bytesOf(output.path);
-        if (!content || content != bytesOf(again)) {
+        const std::optional<QByteArray> content = contentOf(output.path);
+        if (!content || content != contentOf(again)) {
             m_project->warnIn(output.source, {1, 1}, "compare",
                               u"%1 is not what %2 gives"_s.arg(output.path, output.source),
                               u"Build with --all."_s);

@@ -1,9 +1,9 @@
 #include "companion/headersearch.h"
 
+#include "companion/contentof.h"
 #include "files/filestatus.h"
 
 #include <QDir>
-#include <QFile>
 
 namespace {
 
@@ -50,8 +50,7 @@ const HeaderSearch::Lines &HeaderSearch::linesOf(const QString &path)
     if (known != m_lines.constEnd())
         return *known;
     Lines &lines = m_lines[path];
-    QFile file(path);
-    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QByteArray text = contentOf(path).value_or(QByteArray());
     if (!text.contains('#')) // neither headers nor macros, as most
         return lines;
     const LuaSource source = LuaSource::of(text);

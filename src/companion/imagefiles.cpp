@@ -1,5 +1,6 @@
 #include "companion/imagefiles.h"
 
+#include "companion/contentof.h"
 #include "companion/romfs.h"
 #include "files/directory.h"
 #include "model/projectspec.h"
@@ -23,10 +24,7 @@ QString below(const QString &directory, const QString &path)
 
 Held archiveHolds(const QString &archive, const QString &path)
 {
-    QFile file(archive);
-    if (!file.open(QIODevice::ReadOnly))
-        return Held::Unknown;
-    const auto files = filesOfRomfs(file.readAll());
+    const auto files = filesOfRomfs(contentOf(archive).value_or(QByteArray()));
     if (!files)
         return Held::Unknown;
     return std::any_of(files->begin(), files->end(),
@@ -74,8 +72,7 @@ QList<qsizetype> mergesOfLoneCopies(const ProjectSpec &spec)
 
 bool isArchive(const QString &file)
 {
-    QFile archive(file);
-    return archive.open(QIODevice::ReadOnly) && filesOfRomfs(archive.readAll());
+    return filesOfRomfs(contentOf(file).value_or(QByteArray())).has_value();
 }
 
 Held imageHolds(const ProjectSpec &spec, const QString &path)

@@ -175,7 +175,8 @@ bool writeNew(const QString &path, const NewFile &file)
 
 bool isGoodName(const QString &name)
 {
-    static const QRegularExpression pattern(u"^[A-Za-z0-9][A-Za-z0-9_-]*$"_s);
+    static const QRegularExpression pattern(
+            QRegularExpression::anchoredPattern(u"[A-Za-z0-9][A-Za-z0-9_-]*"_s));
     return pattern.match(name).hasMatch();
 }
 
@@ -202,7 +203,8 @@ QString obstacleTo(const QString &path, const QString &top)
 QString mistakeIn(const InitOptions &options, const QString &name, const SdkAtHand &sdk)
 {
     if (!isGoodName(name))
-        return u"A name can hold only letters, digits, _ and -: %1"_s.arg(name);
+        return u"A name holds only the letters A to Z and a to z, digits, _ and -, and does not "
+               "begin with _ or -: %1"_s.arg(name);
     for (const QString &language : options.languages) {
         if (!isGoodName(language))
             return u"A language has a name like de or de_AT: %1"_s.arg(language);
@@ -239,7 +241,7 @@ int startProject(const InitOptions &wanted)
             mistake = u"%1 already exists; nothing was written."_s.arg(obstacle);
     }
     if (!mistake.isEmpty()) {
-        printMessage(mistake);
+        printMessage(printable(mistake));
         return 1;
     }
     for (const NewFile &file : files) {

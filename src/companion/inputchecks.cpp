@@ -74,11 +74,13 @@ void checkKey(CheckedProject *project)
         fault = u"There is no key file %1"_s;
     else if (info.isDir())
         fault = u"The key file %1 is a directory"_s;
+    else if (!info.isFile())
+        fault = u"The key file %1 is not a regular file"_s;
     else if (!info.isReadable())
         fault = u"The key file %1 cannot be read"_s;
-    else if (info.isFile() && info.size() == 0)
+    else if (info.size() == 0)
         fault = u"The key file %1 is empty"_s;
-    else if (info.isFile() && hasOnlyBlanks(info.filePath()))
+    else if (hasOnlyBlanks(info.filePath()))
         fault = u"The key file %1 is blank"_s;
     if (!fault.isEmpty()) {
         project->error(project->places.attribute(u"Project"_s, u"KeyFile"_s), "key",
@@ -96,8 +98,11 @@ QString faultOfTranslations(const ProjectSpec &spec, const QString &language)
         && !QFileInfo(QFileInfo(spec.qmFilePath(path)).path()).isDir())
         return u"A language has a name like de or de_AT: %1"_s.arg(language);
     QFile file(spec.tsFilePath(language + u".ts"_s));
-    if (!file.exists())
+    const QFileInfo info(file);
+    if (!info.exists())
         return {};
+    if (!info.isFile() && !info.isDir())
+        return u"%1 is not a regular file"_s.arg(file.fileName());
     if (!file.open(QIODevice::ReadOnly))
         return u"%1: %2"_s.arg(file.fileName(), file.errorString());
     QXmlStreamReader reader(&file);

@@ -1,6 +1,7 @@
 #include "companion/luasource.h"
 
-#include <QFile>
+#include "companion/contentof.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -169,6 +170,5 @@ LuaSource LuaSource::of(const QByteArray &text)
 
 LuaSource LuaSource::read(const QString &path)
 {
-    QFile file(path);
-    return of(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray());
+    return of(contentOf(path).value_or(QByteArray()));
 }

@@ -1,6 +1,7 @@
 #include "companion/checkedproject.h"
 
 #include "build/firmwarelinker.h"
+#include "tools/tools.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -30,15 +31,20 @@ void checkFirmwareOf(CheckedProject *project, const OpenedProject &other)
 {
     if (!haveOnePath(project->spec.outputFilePath({}), other.spec.outputFilePath({})))
         return;
+    const QString name = Tools::safeFileName(project->spec.name);
+    if (name.isEmpty())
+        return; // checkName() has said more than this would
     RehearsedBuild build(other.spec, other.status);
     const FirmwareLinker linker(&build);
     for (const TargetSpec &target : other.spec.targets) {
         const QString file = linker.firmwareFile(target);
         if (QDir::match(firmwareWildcards(project->spec), QFileInfo(file).fileName())) {
-            project->warn(project->places.attribute(u"Project"_s, u"Name"_s), "shared-firmware",
-                          u"Each build removes the firmware of %1: %2"_s.arg(other.file, file),
-                          u"Give each an OutputDirectory of its own, or a Name that is not the "
-                          "beginning of the other's."_s);
+            project->warn(
+                    project->places.attribute(u"Project"_s, u"Name"_s), "shared-firmware",
+                    u"Each build removes the firmware of %1, because -%2 is in its name: %3"_s.arg(
+                            other.file, name, file),
+                    u"Give each an OutputDirectory of its own, or the other a Name and a "
+                    "Version that has no -%1 in it."_s.arg(name));
             return;
         }
     }

@@ -27,6 +27,10 @@ bool OpenedProject::open(const QString &path, QString *error)
         *error = qt_error_string(status.isDirectory() ? EISDIR : errno);
         return false;
     }
+    if (!status.isRegularFile()) {
+        *error = u"not a regular file"_s;
+        return false;
+    }
     if (!loadProject(file, &spec, error))
         return false;
     spec.verbose = 1; // as without options

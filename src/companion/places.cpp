@@ -36,10 +36,13 @@ Places::Places(const QByteArray &text) : m_text(decoded(text))
     while (!reader.atEnd()) {
         reader.readNext();
         if (reader.isStartElement()) {
-            if (!open.isEmpty())
+            if (open.isEmpty())
+                m_nameSpace = reader.namespaceUri().toString();
+            else
                 path << reader.name().toString();
             open << m_elements.size();
-            m_elements.append({path.join(u'/'), reader.characterOffset(), {}});
+            m_elements.append({path.join(u'/'), reader.characterOffset(),
+                               reader.namespaceUri() != m_nameSpace});
         } else if (reader.isEndElement()) {
             open.removeLast();
             if (!path.isEmpty())
@@ -57,11 +60,17 @@ Place Places::placeAt(qsizetype offset) const
     return {static_cast<int>(before.count(u'\n')) + 1, charactersIn(before.sliced(lineStart)) + 1};
 }
 
-Place Places::placeOf(const Element &element, const QString &attribute) const
+qsizetype Places::startOf(const Element &element) const
 {
     // A tag has no other "<"; the reader does not tell where it has begun.
     const qsizetype end = std::min(element.end, m_text.size());
-    const qsizetype start = std::max(QStringView(m_text).first(end).lastIndexOf(u'<'), 0LL);
+    return std::max(QStringView(m_text).first(end).lastIndexOf(u'<'), 0LL);
+}
+
+Place Places::placeOf(const Element &element, const QString &attribute) const
+{
+    const qsizetype end = std::min(element.end, m_text.size());
+    const qsizetype start = startOf(element);
     if (attribute.isEmpty())
         return placeAt(start);
     const QRegularExpression pattern(u"\\s(%1)\\s*="_s.arg(QRegularExpression::escape(attribute)));
@@ -121,6 +130,34 @@ std::optional<Place> Places::elementWithText(const QString &name, const QString 
             return placeOf(element, {});
     }
     return {};
+}
+
+QString Places::value(const QString &path, const QString &name) const
+{
+    const Element *const element = find(path, last);
+    if (!element)
+        return {};
+    const QRegularExpression pattern(
+            u"\\s%1\\s*=\\s*([\"'])(.*?)\\1"_s.arg(QRegularExpression::escape(name)));
+    const qsizetype start = startOf(*element);
+    return pattern.match(m_text.sliced(start, std::min(element->end, m_text.size()) - start))
+            .captured(2);
+}
+
+QString Places::text(const QString &path, qsizetype number) const
+{
+    const Element *const element = find(path, number);
+    return element ? element->text : QString();
+}
+
+QList<Place> Places::foreignElements(const QRegularExpression &paths) const
+{
+    QList<Place> places;
+    for (const Element &element : m_elements) {
+        if (element.isForeign && paths.match(element.path).hasMatch())
+            places.append(placeOf(element, {}));
+    }
+    return places;
 }
 
 Place Places::inDocumentOrder(qsizetype number, const QString &attribute) const

@@ -5,6 +5,8 @@
 
 #include <optional>
 
+class QRegularExpression;
+
 /// A place in a text file, in lines and characters, counted from 1. Line 0: the file as a whole.
 struct Place
 {
@@ -36,6 +38,16 @@ public:
     /// @return the element of that name whose text is @p text; nothing when there is none
     std::optional<Place> elementWithText(const QString &name, const QString &text) const;
 
+    /// @return what stands between the quotes of an attribute; empty when there is none
+    QString value(const QString &path, const QString &name) const;
+    /// @return the text in the @p number th element of that path, without comments
+    QString text(const QString &path, qsizetype number) const;
+
+    /// @return the namespace of the root element
+    const QString &nameSpace() const { return m_nameSpace; }
+    /// @return the elements of a path that are in another namespace than the root element
+    QList<Place> foreignElements(const QRegularExpression &paths) const;
+
     /// @return a place whose column counts units of UTF-16
     Place inCharacters(const Place &place) const;
 
@@ -47,13 +59,16 @@ private:
     {
         QString path;
         qsizetype end; ///< of the tag
-        QString text;
+        bool isForeign = false;
+        QString text = {};
     };
 
     const Element *find(const QString &path, qsizetype number) const;
     Place placeAt(qsizetype offset) const;
     Place placeOf(const Element &element, const QString &attribute) const;
+    qsizetype startOf(const Element &element) const;
 
     QString m_text;
+    QString m_nameSpace;
     QList<Element> m_elements; ///< in document order
 };

@@ -1,3 +1,4 @@
+#include "companion/contentof.h"
 #include "companion/luasource.h"
 #include "companion/timechecks.h"
 
@@ -98,12 +99,6 @@ Sign signOf(const MadeFile &file, qint64 since)
 
 enum class Content { Same, Different, Unknown };
 
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 /// Macros put something else in place of their names, and headers add something: the rest of the
 /// source is still there, in its order.
 Content comparePreprocessed(const MadeFile &file)
@@ -129,11 +124,8 @@ Content comparePreprocessed(const MadeFile &file)
 /// @return the translations that a catalogue needs, and no tool may leave out
 QStringList finishedTexts(const QString &path)
 {
-    QFile file(path);
     QStringList texts;
-    if (!file.open(QIODevice::ReadOnly))
-        return texts;
-    QXmlStreamReader reader(&file);
+    QXmlStreamReader reader(contentOf(path).value_or(QByteArray()));
     QString source;
     while (!reader.atEnd()) {
         reader.readNext();
@@ -154,7 +146,7 @@ QStringList finishedTexts(const QString &path)
 
 Content compareTranslated(const MadeFile &file)
 {
-    const QByteArray catalogue = contentOf(file.output);
+    const QByteArray catalogue = contentOf(file.output).value_or(QByteArray());
     const QStringList texts = finishedTexts(file.input);
     const bool holdsAll = std::all_of(texts.begin(), texts.end(), [&](const QString &text) {
         QStringEncoder encoder(QStringEncoder::Utf16BE);

@@ -118,7 +118,7 @@ QString cureFor(const QString &text, const QStringList &names)
 void takeError(void *data, xmlErrorPtr error)
 {
     auto *validation = static_cast<Validation *>(data);
-    static const QRegularExpression nameSpace(u"\\{[^}]*\\}"_s);
+    static const QRegularExpression nameSpace(u"\\{(?!')[^}]*\\}"_s); // not the words in {'root'}
     static const QRegularExpression attribute(u"attribute '([^']+)'"_s);
     const QString text = QString::fromUtf8(error->message)
                                  .remove(nameSpace)

@@ -2,13 +2,13 @@
 
 #include "app/makeproject.h"
 #include "build/generatedfiles.h"
+#include "companion/contentof.h"
 #include "companion/openedproject.h"
 #include "companion/output.h"
 #include "companion/rehearsedbuild.h"
 #include "companion/sizehistory.h"
 #include "companion/treemap.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -43,9 +43,8 @@ QList<Firmware> firmwareOf(const OpenedProject &project, QString *error)
     }
     QList<Firmware> found;
     for (const QString &path : std::as_const(paths)) {
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly))
-            found.append({path, file.readAll()});
+        if (const auto content = contentOf(path))
+            found.append({path, *content});
     }
     return found;
 }
@@ -131,10 +130,10 @@ QString stampOf(const QList<Firmware> &firmware)
 /// @return whether a drawing may be written to @p path: nothing but an earlier one is written over
 bool isFreeForTreemap(const QString &path)
 {
-    constexpr QByteArrayView beginning("<svg");
-    QFile file(path);
-    return !QFileInfo(path).isFile() || file.size() == 0
-           || (file.open(QIODevice::ReadOnly) && file.read(beginning.size()) == beginning);
+    if (!QFileInfo::exists(path))
+        return true;
+    const auto content = contentOf(path);
+    return content && (content->isEmpty() || content->startsWith(treemapBeginning));
 }
 
 } // namespace
@@ -146,7 +145,7 @@ int showSizes(const SizeOptions &options)
     if (!project.open(options.projectFile, &error))
         return fail(project.file.isEmpty() ? error : u"%1: %2"_s.arg(project.file, error));
     if (!isFreeForTreemap(options.svg))
-        return fail(u"%1 is not a drawing, and was left as it is."_s.arg(options.svg));
+        return fail(u"%1 is not a drawing of ztproject, and was left as it is."_s.arg(options.svg));
     const QList<Firmware> firmware = firmwareOf(project, &error);
     if (firmware.isEmpty())
         return fail(error.isEmpty() ? u"There is no firmware yet; build the project first."_s

@@ -1,8 +1,9 @@
 #include "companion/sizehistory.h"
 
 #include "build/generatedfiles.h"
+#include "companion/contentof.h"
 
-#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -31,17 +32,17 @@ Sizes sizesIn(const QJsonObject &build)
 
 std::optional<Sizes> SizeHistory::replace(const QString &build, const Sizes &sizes)
 {
-    QFile file(m_file);
-    const QJsonObject kept = file.open(QIODevice::ReadOnly)
-                                     ? QJsonDocument::fromJson(file.readAll()).object()
-                                     : QJsonObject();
+    const QJsonObject kept =
+            QJsonDocument::fromJson(contentOf(m_file).value_or(QByteArray())).object();
     QJsonObject before = kept.value(u"last"_s).toObject();
     if (before.value(u"build"_s).toString() == build)
         before = kept.value(u"before"_s).toObject();
     const QJsonObject now{{u"last"_s, toJson(build, sizes)}, {u"before"_s, before}};
     // A copy that is cut short by a full disk counts as none.
     QString error;
-    m_isKept =
-            writeGeneratedFile(m_file, QJsonDocument(now).toJson(QJsonDocument::Compact), &error);
+    const QFileInfo info(m_file);
+    m_isKept = (info.isFile() || !info.exists())
+               && writeGeneratedFile(m_file, QJsonDocument(now).toJson(QJsonDocument::Compact),
+                                     &error);
     return before.isEmpty() ? std::optional<Sizes>() : sizesIn(before);
 }

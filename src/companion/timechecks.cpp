@@ -1,6 +1,8 @@
 #include "companion/timechecks.h"
 
 #include "companion/headersearch.h"
+#include "files/rehearsal.h"
+
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
@@ -90,7 +92,10 @@ void checkMissingHeaders(CheckedProject *project, const AllOutputs &all)
     }
 }
 
-void checkHeaders(CheckedProject *project, const AllOutputs &all, const QSet<QString> &made)
+/// To be called while the build is rehearsed. With outputs that are compared, no more than the
+/// headers that the build makes anew are in doubt.
+void checkHeaders(CheckedProject *project, const AllOutputs &all, const QSet<QString> &made,
+                  bool areCompared)
 {
     QHash<QString, int> counts;
     QHash<QString, Header> firsts; // by headers, with the source instead of the header
@@ -99,7 +104,8 @@ void checkHeaders(CheckedProject *project, const AllOutputs &all, const QSet<QSt
         if (made.contains(run.output) || !output.exists())
             continue;
         for (const Header &header : run.headers.found) {
-            if (!output.isOutOfDate(FileStatus::of(header.path)))
+            if (!output.isOutOfDate(FileStatus::of(header.path))
+                || (areCompared && !Rehearsal::status(header.path)))
                 continue;
             if (counts[header.path]++ == 0)
                 firsts.insert(header.path, {run.source, header.line});
@@ -144,7 +150,7 @@ void checkTimes(CheckedProject *project, bool areCompared)
     QSet<QString> made;
     for (const RehearsedStep &step : build.steps())
         made.insert(step.output);
-    checkHeaders(project, all, made);
+    checkHeaders(project, all, made, areCompared);
     if (!areCompared)
         checkReplaced(project, keptFiles(project->opened.file, all, made));
 }

@@ -44,12 +44,13 @@ class Treemap
 public:
     QByteArray draw(const SizeTree &tree, const QString &title)
     {
-        m_svg = u"<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %1 %2\" "
-                "font-family=\"sans-serif\" font-size=\"11\">\n"
-                "<rect width=\"%1\" height=\"%2\" fill=\"#fff\"/>\n"
-                "<text x=\"8\" y=\"19\" font-size=\"14\">%3</text>\n"_s.arg(width)
-                        .arg(height)
-                        .arg(printable(title).toHtmlEscaped());
+        m_svg = QString::fromLatin1(treemapBeginning);
+        m_svg += u"<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %1 %2\" "
+                 "font-family=\"sans-serif\" font-size=\"11\">\n"
+                 "<rect width=\"%1\" height=\"%2\" fill=\"#fff\"/>\n"
+                 "<text x=\"8\" y=\"19\" font-size=\"14\">%3</text>\n"_s.arg(width)
+                         .arg(height)
+                         .arg(printable(title).toHtmlEscaped());
         addParts(partsOf(tree), QRectF(0, titleHeight, width, height - titleHeight), {}, 0);
         m_svg += u"</svg>\n"_s;
         return m_svg.toUtf8();

@@ -1,6 +1,11 @@
 #include "companion/checkedproject.h"
 
 #include "tools/tools.h"
+#include "xml/projectnamespaces.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -82,6 +87,52 @@ void checkKeyUse(CheckedProject *project)
     }
 }
 
+/// In a file of the first generation, the whole project has the attribute, too, but it is not read.
+void checkCompilation(CheckedProject *project)
+{
+    const Places &places = project->places;
+    if (!Tristate::fromWord(places.value(u"Project"_s, u"CompileLua"_s).toLower()).isOn()
+        || project->spec.filesystems.isEmpty()
+        || project->spec.filesystems.first().process.compile.isSet())
+        return;
+    const QList<MergeSpec> merges = project->merges();
+    if (std::any_of(merges.begin(), merges.end(),
+                    [](const MergeSpec &merge) { return !merge.process.compile.isSet(); })) {
+        project->warn(places.attribute(u"Project"_s, u"CompileLua"_s), "compile",
+                      u"CompileLua has no effect here: Lua sources are shipped as they are"_s,
+                      u"Move it to the Filesystem, or remove it."_s);
+    }
+}
+
+/// Of a text in pieces, the reader of the first generation takes the last.
+void checkTextsOfMerges(CheckedProject *project)
+{
+    const QList<MergeSpec> merges = project->merges();
+    for (qsizetype i = 0; i < merges.size(); ++i) {
+        const QString text = project->places.text(u"Project/Filesystem/Merge"_s, i);
+        if (text != merges[i].source) {
+            project->warn(project->mergePlace(i), "source-text",
+                          u"Only %1 of the text %2 counts"_s.arg(merges[i].source, text),
+                          u"Write the path in one piece, with comments in front of it."_s);
+        }
+    }
+}
+
+/// The reader of the current generation goes by the names of elements alone, where it knows them.
+void checkForeignElements(CheckedProject *project)
+{
+    static const QRegularExpression known(QRegularExpression::anchoredPattern(
+            u"Project(/(Startup|Target|Translation(/(Language|Default))?"
+            "|MTD16(/(Source|Header|Lua))?|Filesystem(/Merge(/(Source|Destination))?)?"
+            "|(Filesystem/(Merge/)?)?Process(/(Compile|Preprocess(/Include)?))?))?"_s));
+    for (const Place &place : project->places.foreignElements(known)) {
+        project->warn(place, "namespace",
+                      u"ztmake takes this element for its own, although its namespace is another"_s,
+                      u"Remove it, or put it into an element with a name that ztmake does not "
+                      "know."_s);
+    }
+}
+
 /// Earlier firmware is found by a wildcard with the name in it; the others that mean something in
 /// one never get into names of files.
 void checkWildcards(CheckedProject *project)
@@ -104,4 +155,10 @@ void checkValues(CheckedProject *project)
     checkStrict(project);
     checkKeyUse(project);
     checkWildcards(project);
+    if (project->places.nameSpace() == QLatin1StringView(ProjectNamespaces::first)) {
+        checkCompilation(project);
+        checkTextsOfMerges(project);
+    } else {
+        checkForeignElements(project);
+    }
 }

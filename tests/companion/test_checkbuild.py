@@ -198,11 +198,32 @@ class OtherFirmware(CheckWorld):
         self.write("release.ztp", self.read("box.ztp").replace('"box"', '"box-release"').replace(
             "<Project ", '<Project ObjectDirectory="obj-release" '))
         super().make(project=["release.ztp"])
-        self.expect("shared-firmware", "removes the firmware of release.ztp: "
-                    "firmware/ZT100-box-release-0.1-firmware.ztf", "Name=", "warning", "box.ztp",
+        self.expect("shared-firmware", "removes the firmware of release.ztp, because -box is in its "
+                    "name: firmware/ZT100-box-release-0.1-firmware.ztf", "Name=", "warning", "box.ztp",
                     "box.ztp")
         # Not the other way round.
         self.assertEqual(self.findings("release.ztp"), [])
+        self.assertEqual(self.make(project=["box.ztp"]), 0)
+        self.assertEqual(self.files("firmware"), ["ZT100-box-0.1-firmware.ztf"])
+
+    def test_names_that_end_alike(self):
+        self.write("release.ztp", self.read("box.ztp").replace('"box"', '"my-box"').replace(
+            "<Project ", '<Project ObjectDirectory="obj-release" '))
+        super().make(project=["release.ztp"])
+        self.expect("shared-firmware", "removes the firmware of release.ztp, because -box is in its "
+                    "name: firmware/ZT100-my-box-0.1-firmware.ztf", "Name=", "warning", "box.ztp",
+                    "box.ztp")
+        self.assertIn("that has no -box in it", self.ask("check", "box.ztp").stdout)
+        self.assertEqual(self.make(project=["box.ztp"]), 0)
+        self.assertEqual(self.files("firmware"), ["ZT100-box-0.1-firmware.ztf"])
+
+    def test_name_in_the_version_of_another(self):
+        self.write("release.ztp", self.read("box.ztp").replace('"box"', '"other"').replace(
+            '"0.1"', '"1-box2"').replace("<Project ", '<Project ObjectDirectory="obj-release" '))
+        self.expect("shared-firmware", "because -box is in its name: "
+                    "firmware/ZT100-other-1-box2-firmware.ztf", "Name=", "warning", "box.ztp",
+                    "box.ztp")
+        super().make(project=["release.ztp"])
         self.assertEqual(self.make(project=["box.ztp"]), 0)
         self.assertEqual(self.files("firmware"), ["ZT100-box-0.1-firmware.ztf"])
 

@@ -192,6 +192,30 @@ class Compared(CheckWorld):
         self.assertEqual([found["check"] for found in self.findings()], ["replaced-source"])
         self.assertEqual(self.compared(), [])
 
+    def test_header_that_only_looks_newer(self):
+        self.time("include/a.lh", 1000)
+        self.assertEqual([found["check"] for found in self.findings()], ["header"])
+        self.assertEqual(self.compared(), [])
+        # Nobody knows what is in one that the build makes anew, long after all the others.
+        for path in self.files():
+            old = (self.dir / path).stat().st_mtime - 10000
+            os.utime(self.dir / path, (old, old))
+        self.time("box.mtdef", 2000)
+        found = self.compared()
+        self.assertEqual([one["check"] for one in found], ["header"])
+        self.assertIn("include/mtd16.lh is newer", found[0]["text"])
+
+    def test_pipe_as_source(self):
+        for path in "translations/de.ts", "box.mtdef":
+            (self.dir / path).unlink()
+            os.mkfifo(self.dir / path)
+            self.time(path, -100)
+        self.assertEqual({(found["check"], found["file"], found["text"])
+                          for found in self.compared()}, {
+            ("translation", "box.ztp", "translations/de.ts is not a regular file"),
+            ("compare", "translations/de.ts", "translations/de.ts is not a regular file"),
+            ("compare", "box.mtdef", "box.mtdef is not a regular file")})
+
     def test_no_temporary_directory(self):
         self.temporary.rmdir()
         self.temporary.write_text("")

@@ -94,6 +94,34 @@ class FileTraps(CheckWorld):
         self.expect("merge", "The merge holds a repository: root/.bzr and 8 more", "<Merge")
         self.assertEqual(self.make(), 0)
 
+    # Pipes, which nothing comes out of
+
+    def test_pipe_as_translations(self):
+        (self.dir / "translations/de.ts").unlink()
+        os.mkfifo(self.dir / "translations/de.ts")
+        self.expect("translation", "translations/de.ts is not a regular file", "<Language", "error")
+
+    def test_pipe_as_key(self):
+        (self.dir / "keys/firmware.key").unlink()
+        os.mkfifo(self.dir / "keys/firmware.key")
+        self.expect("key", "The key file keys/firmware.key is not a regular file", "KeyFile=",
+                    "error")
+
+    def test_pipe_as_project_file(self):
+        os.mkfifo(self.dir / "pipe.ztp")
+        self.expect("project-file", "not a regular file", None, "error", "pipe.ztp", "pipe.ztp")
+        self.assertEqual(self.ask("why", "pipe.ztp").returncode, 1)
+        self.assertEqual(self.findings("box.ztp"), []) # whose neighbour it is
+
+    def test_pipe_as_an_image_and_an_object(self):
+        self.make()
+        os.mkfifo(self.dir / "image")
+        self.merge("image", kind="Archive")
+        (self.dir / "obj/root/usr/bin/box.lui").unlink()
+        os.mkfifo(self.dir / "obj/root/usr/bin/box.lui")
+        self.assertIn("image is neither a file nor a directory",
+                      [found["text"] for found in self.findings()])
+
     # Sources
 
     def test_links(self):

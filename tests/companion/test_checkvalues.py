@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """ztproject check: what it says to values of a project file that do something else than is meant."""
 
+import shutil
 import unittest
 
+from box import SOURCES
 from checkworld import CheckWorld
 
 
@@ -68,6 +70,17 @@ class Values(CheckWorld):
         self.assertEqual(self.make(), 0)
         self.assertIn("_set_allow_nil_index(false)", self.startup_script())
 
+    # Words
+
+    def test_words_that_are_allowed(self):
+        for old, new, words in (('Label="root"', 'Label="Root"', "'root', ''"),
+                                ('Type="Directory"', 'Type="Directories"',
+                                 "'Directory', 'File', 'Archive'")):
+            with self.subTest(new):
+                self.edit(old, new)
+                self.assertIn(f"is not an element of the set {{{words}}}.", self.ask("check").stdout)
+                self.edit(new, old)
+
     # The key
 
     def test_encrypted_installer_without_a_key(self):
@@ -125,6 +138,79 @@ class Values(CheckWorld):
             "The slash in the model ./ZT100 becomes part of the path of its firmware",
             "The models ZT100 and ./ZT100 have one firmware file, which is written twice"])
         self.assertEqual(self.make(), 0)
+        self.assertEqual(len(self.firmware()), 1)
+
+
+class FirstGeneration(CheckWorld):
+    """Mistakes that only a project file of the first generation can have."""
+
+    def setUp(self):
+        super().setUp()
+        shutil.copytree(SOURCES / "examples/hello-2009", self.home / "hello")
+        self.project = self.home / "hello"
+
+    def change(self, *pairs):
+        path = self.project / "hello.ztp"
+        text = path.read_text()
+        for old, new in pairs:
+            self.assertIn(old, text)
+            text = text.replace(old, new)
+        path.write_text(text)
+
+    def image(self):
+        return self.tool("ztinspect", *(self.project / "firmware").iterdir())
+
+    def test_compilation_of_the_whole_project(self):
+        self.change((' CompileLua="true"', ""))
+        self.assertEqual(self.findings(cwd=self.project), [])
+        self.change(('SDK="1.0"', 'SDK="1.0" CompileLua="TRUE"'))
+        self.expect("compile", "CompileLua has no effect here", "CompileLua=", "warning",
+                    "hello.ztp", cwd=self.project)
+        self.assertEqual(self.make(cwd=self.project), 0)
+        self.assertEqual(list((self.project / "obj").rglob("*.luo")), [])
+        # Where the filesystem has it, too, all is as it looks.
+        self.change(('IncludeBase="true"', 'IncludeBase="true" CompileLua="yes"'))
+        self.assertEqual(self.findings(cwd=self.project), [])
+        self.change(('CompileLua="TRUE"', 'CompileLua="false"'))
+        self.assertEqual(self.findings(cwd=self.project), [])
+
+    def test_comment_in_the_source_of_a_merge(self):
+        (self.project / "usr").mkdir()
+        self.change((">root<", ">root/<!-- of the device -->usr<"))
+        self.expect("source-text", "Only usr of the text root/usr counts", "<Merge", "warning",
+                    "hello.ztp", cwd=self.project)
+        self.assertEqual(self.make(cwd=self.project), 0)
+        self.assertNotIn("hello.lua", self.image())
+
+    def test_comment_before_the_source_of_a_merge(self):
+        self.change((">root<", "><!-- of the device -->root<!-- all of it --><"))
+        self.assertEqual(self.findings(cwd=self.project), [])
+        self.assertEqual(self.make(cwd=self.project), 0)
+
+
+class OtherNamespaces(CheckWorld):
+    """What other programs keep in a project file."""
+
+    def setUp(self):
+        super().setUp()
+        self.edit("<ZeltaProject ", '<ZeltaProject xmlns:x="urn:x" ')
+
+    def test_element_with_a_known_name(self):
+        self.edit("<Filesystem ", '<x:Target Model="ZT200"/><Filesystem ')
+        self.expect("namespace", "ztmake takes this element for its own", "<x:Target")
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(len(self.firmware()), 2)
+
+    def test_element_with_a_known_name_inside_one(self):
+        self.edit("<Merge ", '<x:Merge Type="Directory"><x:Source>root</x:Source></x:Merge><Merge ')
+        self.assertEqual([finding["check"] for finding in self.findings()], ["namespace"] * 2)
+        self.assertEqual(self.make(), 0)
+
+    def test_elements_of_other_programs(self):
+        self.write("extra.txt", "")
+        self.edit("</Project>", '<x:editor><x:Target Model="ZT200"/></x:editor></Project>')
+        text = self.ask("check").stdout
+        self.assertEqual((text, self.make()), ("", 0))
         self.assertEqual(len(self.firmware()), 1)
 
 

@@ -8,6 +8,10 @@ import unittest
 from box import PROGRAM, SDK, World
 
 
+NAMES = ("A name holds only the letters A to Z and a to z, digits, _ and -, and does not begin with _ "
+         "or -")
+
+
 class Init(World):
     """New projects."""
 
@@ -111,13 +115,22 @@ class Init(World):
     def test_mistakes(self):
         for arguments, text in (
                 ((), "Name the project: ztproject init NAME"),
-                (("my.box",), "A name can hold only letters, digits, _ and -: my.box"),
+                (("my.box",), f"{NAMES}: my.box"),
+                (("_",), f"{NAMES}: _"),
+                (("-",), f"{NAMES}: -"),
+                (("box\n",), f"{NAMES}: box\\n"),
+                (("box", "--language", "de\n"),
+                 "A language has a name like de or de_AT: de\\n"),
                 (("box", "--language", "../x"), "A language has a name like de or de_AT: ../x"),
                 (("box", "--model", "X1"), "The SDK has no kernel for X1, only for ZT100, ZT200."),
                 (("box", "--sdk", "7"),
                  "Cannot find SDK directory. Name one with --sdk, or set ZELTASDK.")):
             with self.subTest(text):
                 self.assertEqual(self.start(*arguments), f"[ztproject] {text}\n")
+
+    def test_name_in_a_directory(self):
+        self.assertEqual(self.start("some.where/box"), "")
+        self.build("some.where/box")
 
     def test_sdk_without_kernels(self):
         (self.dir / "empty").mkdir()

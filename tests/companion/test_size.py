@@ -110,7 +110,8 @@ class Size(BoxWorld):
         before = self.read("box.ztp")
         result = self.ask("size", "--svg", "box.ztp")
         self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (1, "", "[ztproject] box.ztp is not a drawing, and was left as it is.\n"))
+                         (1, "", "[ztproject] box.ztp is not a drawing of ztproject, and was left "
+                          "as it is.\n"))
         self.assertEqual(self.read("box.ztp"), before)
         self.size("--svg", "sizes.svg")
         drawn = self.read("sizes.svg")
@@ -118,6 +119,36 @@ class Size(BoxWorld):
         self.make()
         self.size("--svg", "sizes.svg")
         self.assertNotEqual(self.read("sizes.svg"), drawn)
+
+    def test_treemap_replaces_no_other_drawing(self):
+        self.make()
+        for text in ('<svg xmlns="http://www.w3.org/2000/svg" width="10"><circle r="4"/></svg>\n',
+                     "<svgfoo/>"):
+            self.write("sizes.svg", text)
+            result = self.ask("size", "--svg", "sizes.svg")
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (
+                1, "", "[ztproject] sizes.svg is not a drawing of ztproject, and was left as it is.\n"))
+            self.assertEqual(self.read("sizes.svg"), text)
+        self.write("sizes.svg", "")
+        self.size("--svg", "sizes.svg")
+        self.assertIn("<svg", self.read("sizes.svg"))
+
+    def test_pipes(self):
+        self.make()
+        os.mkfifo(self.dir / "sizes.svg")
+        result = self.ask("size", "--svg", "sizes.svg")
+        self.assertEqual((result.returncode, result.stderr), (
+            1, "[ztproject] sizes.svg is not a drawing of ztproject, and was left as it is.\n"))
+        os.mkfifo(self.dir / "obj/ztproject-sizes.json")
+        result = self.ask("size")
+        self.assertEqual((result.returncode, result.stderr),
+                         (0, "[ztproject] Cannot save the sizes in obj.\n"))
+        firmware = self.dir / self.firmware()[0]
+        firmware.unlink()
+        os.mkfifo(firmware)
+        result = self.ask("size")
+        self.assertEqual((result.returncode, result.stderr),
+                         (1, "[ztproject] There is no firmware yet; build the project first.\n"))
 
     def test_directory_with_an_undecodable_name(self):
         self.make()

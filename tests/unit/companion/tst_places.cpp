@@ -2,6 +2,8 @@
 
 #include "rows.h"
 
+#include <QRegularExpression>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -51,6 +53,28 @@ private slots:
         QVERIFY(place);
         QCOMPARE(place->line, 6);
         QVERIFY(!places.elementWithText(u"Three"_s, u"other"_s));
+    }
+
+    void valuesAndTextsAreFound()
+    {
+        const Places places(QByteArrayLiteral(
+                "<R xmlns='n'><P ab='1' b = \"2'\"><M>x<!-- y -->z</M><M/></P></R>"));
+        QCOMPARE(places.nameSpace(), u"n"_s);
+        QCOMPARE(places.value(u"P"_s, u"b"_s), u"2'"_s);
+        QCOMPARE(places.value(u"P"_s, u"a"_s), QString());
+        QCOMPARE(places.value(u"Q"_s, u"b"_s), QString());
+        QCOMPARE(places.text(u"P/M"_s, 0), u"xz"_s);
+        QCOMPARE(places.text(u"P/M"_s, 1), QString());
+        QCOMPARE(places.text(u"P/M"_s, 2), QString());
+    }
+
+    void foreignElementsAreFound()
+    {
+        const Places places(QByteArrayLiteral(
+                "<R xmlns='n' xmlns:x='y'><P/><x:P/><P xmlns=''/><x:Q><x:P/></x:Q></R>"));
+        const QList<Place> found = places.foreignElements(
+                QRegularExpression(QRegularExpression::anchoredPattern(u"P"_s)));
+        QCOMPARE(found, (QList<Place>{{1, 30}, {1, 36}}));
     }
 
     void elementsAreCountedInDocumentOrder()
