@@ -42,6 +42,8 @@ bool checkSdk(CheckedProject *project);
 void checkDescription(CheckedProject *project);
 /// Values that have no effect, or another one than is meant.
 void checkValues(CheckedProject *project);
+/// The MTD16 definitions and what is made from them.
+void checkDefinitions(CheckedProject *project);
 /// The files that a build reads and writes, as they are.
 void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.
