@@ -265,6 +265,7 @@ void checkBuild(CheckedProject *project)
     checkKernels(project, build);
     checkArchives(project, build);
     checkIncludes(project, build);
+    checkPreprocessing(project, build);
     checkObjects(project, build);
     checkOutputsInMerges(project, build);
     const QList<Command> commands = scans(build);

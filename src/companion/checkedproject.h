@@ -50,6 +50,8 @@ void checkInputs(CheckedProject *project);
 void checkTrees(CheckedProject *project);
 /// What a build of everything would do.
 void checkBuild(CheckedProject *project);
+/// What the preprocessor would do in such a build, and would not.
+void checkPreprocessing(CheckedProject *project, const RehearsedBuild &build);
 /// What a plain build would not notice.
 /// @param areCompared  what was made is known to be right: it does not matter that its inputs seem
 /// to have been replaced

@@ -3,6 +3,7 @@
 
 import unittest
 
+from box import MAIN, SDK
 from checkworld import CheckWorld
 
 
@@ -32,6 +33,45 @@ class ImageTraps(CheckWorld):
         self.assertEqual(self.findings(), [])
         self.assertEqual(self.make(), 0)
         self.assertNotIn("firmware.key", self.tool("ztinspect", *self.firmware()))
+
+    # Sources that are not preprocessed
+
+    def test_directive_in_the_first_line_without_preprocessing(self):
+        self.write("include/a.lh", "LIMIT = 1\n")
+        self.write(MAIN, '#include "a.lh"\n' + self.read(MAIN))
+        self.edit("<Preprocess ", '<Preprocess Enabled="false" ')
+        self.expect("directive", "The first line is left out: #include", "#include", "warning",
+                    MAIN)
+        self.assertEqual(self.make(), 0)
+
+    def test_other_first_lines_without_preprocessing(self):
+        self.edit("<Preprocess ", '<Preprocess Enabled="false" ')
+        program = self.read(MAIN)
+        for line in "#!/usr/bin/lua", "# include things", "#includes", "-- #include":
+            with self.subTest(line):
+                self.write(MAIN, f"{line}\n{program}")
+                self.assertEqual(self.findings() == [], line != "# include things")
+
+    # Headers
+
+    def shadow(self, header):
+        name = next((SDK / "usr/include").glob("*.lh")).name
+        self.write(f"include/{name}", header or (SDK / "usr/include" / name).read_bytes())
+        self.edit('SimplifyWhitespace="true"/>',
+                  'SimplifyWhitespace="true">\n<Include>include</Include></Preprocess>')
+        return name
+
+    def test_header_of_the_name_of_one_of_the_sdk(self):
+        name = self.shadow("#define MINE 1\n")
+        self.expect("include", f"include/{name} is never taken: .*/usr/include/{name} comes first",
+                    "<Include>")
+        self.write(MAIN, f'#include "{name}"\n' + self.read(MAIN) + "print(MINE)\n")
+        self.assertEqual(self.make(), 0)
+        self.assertIn("MINE", self.read(MAIN.replace("root", "obj/root").replace(".lua", ".lui")))
+
+    def test_copy_of_a_header_of_the_sdk(self):
+        self.shadow(None)
+        self.assertEqual(self.findings(), [])
 
 
 if __name__ == "__main__":
