@@ -52,6 +52,39 @@ class ImageTraps(CheckWorld):
                 self.write(MAIN, f"{line}\n{program}")
                 self.assertEqual(self.findings() == [], line != "# include things")
 
+    # Files that a build makes
+
+    def test_startup_without_a_file(self):
+        self.edit('<Startup File="/usr/bin/box.lua"', "<Startup")
+        self.expect("startup", "Startup has no File: there is no start-up script", "<Startup")
+        self.assertEqual(self.make(), 0)
+        self.assertNotIn("/etc/autoexec.lua", self.tool("ztinspect", *self.firmware()))
+        self.write("root/etc/autoexec.lua", "print(1)\n")
+        self.assertEqual(self.findings(), [])
+
+    def test_second_startup_without_a_file(self):
+        self.edit("<Startup ", '<Startup File="/usr/bin/box.lua"/>\n<Startup ')
+        self.edit('File="/usr/bin/box.lua" Inter', 'Inter')
+        self.expect("startup", "Startup has no File", "<Startup Interactive")
+        self.assertEqual(self.make(), 0)
+
+    def test_file_in_place_of_the_version(self):
+        self.write("root/etc/version", "mine\n")
+        self.expect("generated", "A build replaces /etc/version of this merge", "<Merge")
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(self.tool("ztinspect", *self.firmware()).count("/etc/version"), 1)
+
+    def test_file_in_place_of_the_startup_script(self):
+        self.write("root/etc/autoexec.lua", "print('mine')\n")
+        self.expect("generated", "A build replaces /etc/autoexec.lua of this merge", "<Merge")
+        self.assertEqual(self.make(), 0)
+
+    def test_version_elsewhere(self):
+        self.write("more/etc/version", "mine\n")
+        self.merge("more", "/opt")
+        self.merge(str(SDK / "kernel/base.romfs"), "/", "Archive")
+        self.assertEqual(self.findings(), [])
+
     # Headers
 
     def shadow(self, header):
@@ -71,6 +104,34 @@ class ImageTraps(CheckWorld):
 
     def test_copy_of_a_header_of_the_sdk(self):
         self.shadow(None)
+        self.assertEqual(self.findings(), [])
+
+    # Installers
+
+    def test_boot_record_without_an_installer(self):
+        self.edit(' KeyFile=', ' IncludeMBR="true" KeyFile=')
+        self.expect("installer", "IncludeMBR has no effect: no installer is built", "IncludeMBR=")
+        self.assertEqual(self.make(), 0)
+        self.assertEqual(len(self.firmware()), 1)
+
+    def test_boot_record_of_a_target_without_an_installer(self):
+        self.edit('Model="ZT100"', 'Model="ZT100" IncludeMBR="true"')
+        self.expect("installer", "IncludeMBR has no effect", "IncludeMBR=")
+        self.assertEqual(self.make(), 0)
+
+    def test_encryption_without_an_installer(self):
+        self.edit(' KeyFile=', ' EncryptInstaller="true" KeyFile=')
+        self.expect("installer", "EncryptInstaller has no effect", "EncryptInstaller=")
+        self.edit('Model="ZT100"', 'Model="ZT100" BuildInstaller="true"')
+        self.assertEqual(self.findings(), [])
+
+    # Languages
+
+    def test_translations_without_their_language(self):
+        self.write("translations/fr.ts", self.read("translations/de.ts"))
+        self.expect("language", "translations/fr.ts has no effect", "<Translation", "note")
+        self.assertEqual(self.make(), 0)
+        self.edit("<Language>de<", "<Default>fr</Default><Language>de<")
         self.assertEqual(self.findings(), [])
 
 
