@@ -68,6 +68,11 @@ void checkTargets(CheckedProject *project)
     }
 }
 
+bool buildsInstaller(const ProjectSpec &spec, const TargetSpec &target)
+{
+    return target.buildInstaller.orElse(spec.buildInstaller).isOn();
+}
+
 void checkBootRecords(CheckedProject *project)
 {
     const ProjectSpec &spec = project->spec;
@@ -76,8 +81,8 @@ void checkBootRecords(CheckedProject *project)
     for (qsizetype i = 0; i < spec.targets.size(); ++i) {
         const TargetSpec &target = spec.targets[i];
         const QString record = spec.sdkPath(u"kernel/%1-boot.bin"_s.arg(target.model));
-        if (target.buildInstaller.orElse(spec.buildInstaller).isOn()
-            && target.includeMbr.orElse(spec.includeMbr).isOn() && !exists(record)) {
+        if (buildsInstaller(spec, target) && target.includeMbr.orElse(spec.includeMbr).isOn()
+            && !exists(record)) {
             project->warn(project->places.element(u"Project/Target"_s, i), "boot-record",
                           u"The SDK has no boot block %1: the installer is made without one"_s.arg(
                                   record),
@@ -135,11 +140,6 @@ void checkReplacedFiles(CheckedProject *project)
     checkReplacedFile(project, u"/etc/version"_s);
     if (!project->spec.startupFile.isEmpty())
         checkReplacedFile(project, u"/etc/autoexec.lua"_s);
-}
-
-bool buildsInstaller(const ProjectSpec &spec, const TargetSpec &target)
-{
-    return target.buildInstaller.orElse(spec.buildInstaller).isOn();
 }
 
 void checkInstallerSettings(CheckedProject *project)

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """ztproject check: what it says to files that get into the image, or do not, against what is meant."""
 
+import shutil
 import unittest
 
-from box import MAIN, SDK
+from box import MAIN, SDK, SOURCES
 from checkworld import CheckWorld
 
 
@@ -51,6 +52,15 @@ class ImageTraps(CheckWorld):
             with self.subTest(line):
                 self.write(MAIN, f"{line}\n{program}")
                 self.assertEqual(self.findings() == [], line != "# include things")
+
+    def test_directive_in_the_first_generation(self):
+        project = self.home / "hello"
+        shutil.copytree(SOURCES / "examples/hello-2009", project)
+        source = project / "root/usr/bin/hello.lua"
+        source.write_text("#define LIMIT 1\n" + source.read_text())
+        self.expect("directive", "The first line is left out: #define", "#define", "warning",
+                    "root/usr/bin/hello.lua", cwd=project)
+        self.assertEqual(self.make(cwd=project), 0)
 
     # Files that a build makes
 
