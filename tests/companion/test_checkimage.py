@@ -53,6 +53,11 @@ class ImageTraps(CheckWorld):
                 self.write(MAIN, f"{line}\n{program}")
                 self.assertEqual(self.findings() == [], line != "# include things")
 
+    def test_directive_in_an_earlier_preprocessed_file(self):
+        self.write("obj/root/usr/bin/box.lui", "#define LIMIT 1\n")
+        self.assertEqual([finding for finding in self.findings()
+                          if finding["check"] == "directive"], [])
+
     def test_directive_in_the_first_generation(self):
         project = self.home / "hello"
         shutil.copytree(SOURCES / "examples/hello-2009", project)
@@ -92,7 +97,13 @@ class ImageTraps(CheckWorld):
     def test_version_elsewhere(self):
         self.write("more/etc/version", "mine\n")
         self.merge("more", "/opt")
-        self.merge(str(SDK / "kernel/base.romfs"), "/", "Archive")
+        self.assertEqual(self.findings(), [])
+
+    def test_version_in_an_archive(self):
+        """It cannot be removed from there."""
+        self.write("version", "mine\n")
+        self.tool("ztmkromfs", "-o", "more.romfs", "-D", "/etc/version", "-i", "version")
+        self.merge("more.romfs", "/", "Archive")
         self.assertEqual(self.findings(), [])
 
     # Headers
