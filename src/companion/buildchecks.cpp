@@ -207,7 +207,8 @@ bool checkScanPaths(CheckedProject *project, const QList<Command> &commands)
     const Place place = project->places.element(u"Project/Translation"_s);
     for (const Command &command : commands) {
         const QString source = seenBy(command, command.arguments.last());
-        if (!QFileInfo::exists(source)) {
+        // The build itself may make it, out of the definitions.
+        if (!QFileInfo::exists(source) && !FileStatus::of(QDir::cleanPath(source)).exists()) {
             project->error(place, "translation-path",
                            u"The scan for texts would look for %1"_s.arg(QDir::cleanPath(source)),
                            cure);
@@ -264,6 +265,7 @@ void checkBuild(CheckedProject *project)
     checkKernels(project, build);
     checkArchives(project, build);
     checkIncludes(project, build);
+    checkPreprocessing(project, build);
     checkObjects(project, build);
     checkOutputsInMerges(project, build);
     const QList<Command> commands = scans(build);

@@ -79,6 +79,7 @@ QList<Finding> findingsOf(OpenedProject *opened, bool isRead, bool compare, cons
         const bool hasSdk = checkSdk(&project);
         checkDescription(&project);
         checkValues(&project);
+        checkDefinitions(&project);
         checkInputs(&project);
         checkTrees(&project);
         checkNeighbours(&project);

@@ -42,12 +42,16 @@ bool checkSdk(CheckedProject *project);
 void checkDescription(CheckedProject *project);
 /// Values that have no effect, or another one than is meant.
 void checkValues(CheckedProject *project);
+/// The MTD16 definitions and what is made from them.
+void checkDefinitions(CheckedProject *project);
 /// The files that a build reads and writes, as they are.
 void checkInputs(CheckedProject *project);
 /// What merged directories hold besides sources.
 void checkTrees(CheckedProject *project);
 /// What a build of everything would do.
 void checkBuild(CheckedProject *project);
+/// What the preprocessor would do in such a build, and would not.
+void checkPreprocessing(CheckedProject *project, const RehearsedBuild &build);
 /// What a plain build would not notice.
 /// @param areCompared  what was made is known to be right: it does not matter that its inputs are
 /// newer, or seem to have been replaced

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QHash>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -66,6 +68,11 @@ void checkTargets(CheckedProject *project)
     }
 }
 
+bool buildsInstaller(const ProjectSpec &spec, const TargetSpec &target)
+{
+    return target.buildInstaller.orElse(spec.buildInstaller).isOn();
+}
+
 void checkBootRecords(CheckedProject *project)
 {
     const ProjectSpec &spec = project->spec;
@@ -74,8 +81,8 @@ void checkBootRecords(CheckedProject *project)
     for (qsizetype i = 0; i < spec.targets.size(); ++i) {
         const TargetSpec &target = spec.targets[i];
         const QString record = spec.sdkPath(u"kernel/%1-boot.bin"_s.arg(target.model));
-        if (target.buildInstaller.orElse(spec.buildInstaller).isOn()
-            && target.includeMbr.orElse(spec.includeMbr).isOn() && !exists(record)) {
+        if (buildsInstaller(spec, target) && target.includeMbr.orElse(spec.includeMbr).isOn()
+            && !exists(record)) {
             project->warn(project->places.element(u"Project/Target"_s, i), "boot-record",
                           u"The SDK has no boot block %1: the installer is made without one"_s.arg(
                                   record),
@@ -99,14 +106,61 @@ void checkName(CheckedProject *project)
 void checkStartup(CheckedProject *project)
 {
     const ProjectSpec &spec = project->spec;
-    if (spec.startupFile.isEmpty() || spec.filesystems.isEmpty())
+    if (spec.filesystems.isEmpty())
         return;
-    if (imageHolds(spec, spec.startupFile) == Held::No) {
+    const Place place = project->places.element(u"Project/Startup"_s);
+    const bool isThere = place != project->places.element(u"Project"_s);
+    if (!spec.startupFile.isEmpty() && imageHolds(spec, spec.startupFile) == Held::No) {
         project->warn(
                 project->places.attribute(u"Project/Startup"_s, u"File"_s), "startup",
                 u"No merge puts %1 into the image: the device has nothing to start"_s.arg(
                         spec.startupFile),
                 u"Correct File, which is a path on the device, or the Destination of a Merge."_s);
+    }
+    if (isThere && spec.startupFile.isEmpty()
+        && imageHolds(spec, u"/etc/autoexec.lua"_s) == Held::No) {
+        project->warn(place, "startup", u"Startup has no File: there is no start-up script"_s,
+                      u"Let File name the program, as a path on the device."_s);
+    }
+}
+
+/// What a build makes itself comes behind all merges.
+void checkReplacedFile(CheckedProject *project, const QString &file)
+{
+    for (const qsizetype number : mergesThatHold(project->spec, file)) {
+        project->warn(project->mergePlace(number), "generated",
+                      u"A build replaces %1 of this merge by its own"_s.arg(file),
+                      u"Remove or rename the file; to start a script of your own from "
+                      "/etc/autoexec.lua, remove Startup."_s);
+    }
+}
+
+void checkReplacedFiles(CheckedProject *project)
+{
+    checkReplacedFile(project, u"/etc/version"_s);
+    if (!project->spec.startupFile.isEmpty())
+        checkReplacedFile(project, u"/etc/autoexec.lua"_s);
+}
+
+void checkInstallerSettings(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    const auto warn = [project](const Place &place, const QString &setting) {
+        project->warn(place, "installer",
+                      setting + u" has no effect: no installer is built for it"_s,
+                      u"Add BuildInstaller=\"true\", or remove %1."_s.arg(setting));
+    };
+    const bool isAnyBuilt =
+            std::any_of(spec.targets.begin(), spec.targets.end(),
+                        [&](const TargetSpec &target) { return buildsInstaller(spec, target); });
+    if (spec.encryptInstaller.isOn() && !isAnyBuilt)
+        warn(project->places.attribute(u"Project"_s, u"EncryptInstaller"_s), u"EncryptInstaller"_s);
+    if (spec.includeMbr.isOn() && !isAnyBuilt)
+        warn(project->places.attribute(u"Project"_s, u"IncludeMBR"_s), u"IncludeMBR"_s);
+    for (qsizetype i = 0; i < spec.targets.size(); ++i) {
+        if (spec.targets[i].includeMbr.isOn() && !buildsInstaller(spec, spec.targets[i]))
+            warn(project->places.attribute(u"Project/Target"_s, u"IncludeMBR"_s, i),
+                 u"IncludeMBR"_s);
     }
 }
 
@@ -126,6 +180,28 @@ void checkLanguages(CheckedProject *project)
                           u"There is no %1: no text is translated into this language"_s.arg(source),
                           u"Build once, which makes the file, and have it translated; or correct "
                           "the Language."_s);
+        }
+    }
+}
+
+/// Translation sources that are there without their Language: the default one has perhaps none.
+void checkOtherTranslations(CheckedProject *project)
+{
+    const ProjectSpec &spec = project->spec;
+    if (!spec.lupdateEnabled())
+        return;
+    QStringList known{QDir::cleanPath(spec.defaultLanguage)};
+    for (const QString &language : spec.languages)
+        known << QDir::cleanPath(language);
+    const QDir directory(spec.tsFilePath({}));
+    for (const QString &name : directory.entryList({u"*.ts"_s}, QDir::Files, QDir::Name)) {
+        const QString language = name.chopped(3);
+        if (!known.contains(language)) {
+            project->report(
+                    Finding::Severity::Note, project->opened.file,
+                    project->places.element(u"Project/Translation"_s), "language",
+                    u"%1 has no effect: its language is not named"_s.arg(directory.filePath(name)),
+                    u"Add <Language>%1</Language>, or remove the file."_s.arg(language));
         }
     }
 }
@@ -177,7 +253,10 @@ void checkDescription(CheckedProject *project)
     }
     checkName(project);
     checkBootRecords(project);
+    checkInstallerSettings(project);
     checkStartup(project);
+    checkReplacedFiles(project);
     checkLanguages(project);
+    checkOtherTranslations(project);
     checkCatalogues(project);
 }

@@ -52,6 +52,22 @@ Held mergeHolds(const MergeSpec &merge, const QString &source, const QString &de
     return Held::No;
 }
 
+/// @return the absolute destinations of the merges: relative ones are below the last absolute one
+QStringList destinationsOf(const FilesystemSpec &filesystem)
+{
+    QStringList destinations;
+    QString above = u"/"_s;
+    for (const MergeSpec &merge : filesystem.merges) {
+        QString destination = merge.destination.isEmpty() ? u"/"_s : merge.destination;
+        if (QDir::isAbsolutePath(destination))
+            above = destination;
+        else
+            destination = above + u'/' + destination;
+        destinations << QDir::cleanPath(destination);
+    }
+    return destinations;
+}
+
 } // namespace
 
 QList<qsizetype> mergesOfLoneCopies(const ProjectSpec &spec)
@@ -86,15 +102,25 @@ Held imageHolds(const ProjectSpec &spec, const QString &path)
     };
     if (filesystem.includeBase.isOn())
         take(archiveHolds(spec.sdkPath(u"kernel/base.romfs"_s), below(u"/"_s, wanted)));
-    QString above = u"/"_s; // relative destinations are below the last absolute one
-    for (const MergeSpec &merge : filesystem.merges) {
-        QString destination = merge.destination.isEmpty() ? u"/"_s : merge.destination;
-        if (QDir::isAbsolutePath(destination))
-            above = destination;
-        else
-            destination = above + u'/' + destination;
-        take(mergeHolds(merge, spec.projectFilePath(merge.source), QDir::cleanPath(destination),
-                        wanted));
+    const QStringList destinations = destinationsOf(filesystem);
+    for (qsizetype i = 0; i < destinations.size(); ++i) {
+        const MergeSpec &merge = filesystem.merges[i];
+        take(mergeHolds(merge, spec.projectFilePath(merge.source), destinations[i], wanted));
     }
     return held;
+}
+
+QList<qsizetype> mergesThatHold(const ProjectSpec &spec, const QString &path)
+{
+    QList<qsizetype> numbers;
+    const FilesystemSpec filesystem = spec.filesystems.value(0);
+    const QStringList destinations = destinationsOf(filesystem);
+    for (qsizetype i = 0; i < destinations.size(); ++i) {
+        const MergeSpec &merge = filesystem.merges[i];
+        if (merge.type != MergeSpec::Type::Archive
+            && mergeHolds(merge, spec.projectFilePath(merge.source), destinations[i], path)
+                       == Held::Yes)
+            numbers.append(i);
+    }
+    return numbers;
 }

@@ -21,3 +21,6 @@ bool isArchive(const QString &file);
 
 /// @return whether the image of a project will hold the file @p path, a path on the device
 Held imageHolds(const ProjectSpec &spec, const QString &path);
+
+/// @return the numbers of the merges, archives aside, that put a file @p path into the image
+QList<qsizetype> mergesThatHold(const ProjectSpec &spec, const QString &path);

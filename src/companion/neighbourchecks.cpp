@@ -26,6 +26,26 @@ void checkObjectsOf(CheckedProject *project, const OpenedProject &other)
             u"Give each an ObjectDirectory of its own."_s);
 }
 
+/// An output that is newer than the definition file counts as made from it.
+void checkDefinitionsOf(CheckedProject *project, const OpenedProject &other)
+{
+    const ProjectSpec &own = project->spec;
+    if (!own.mtd16Enabled() || !other.spec.mtd16Enabled()
+        || haveOnePath(own.mtd16DefinitionPath(), other.spec.mtd16DefinitionPath()))
+        return;
+    for (const DefaultString &output : {own.mtd16Header, own.mtd16Lua}) {
+        const QString &path = output.effectiveValue();
+        if (haveOnePath(path, other.spec.mtd16Header.effectiveValue())
+            || haveOnePath(path, other.spec.mtd16Lua.effectiveValue())) {
+            project->warn(project->places.element(u"Project/MTD16"_s), "shared-definitions",
+                          u"%1 generates %2, too, but from other definitions: each takes the "
+                          "other's for its own"_s.arg(other.file, path),
+                          u"Give each a Header and a Lua of its own."_s);
+            return;
+        }
+    }
+}
+
 /// A build removes the earlier firmware of the project before it writes the new one.
 void checkFirmwareOf(CheckedProject *project, const OpenedProject &other)
 {
@@ -65,6 +85,7 @@ void checkNeighbours(CheckedProject *project)
             continue;
         other.spec.svnversion = Tristate{0}; // no check runs a program
         checkObjectsOf(project, other);
+        checkDefinitionsOf(project, other);
         checkFirmwareOf(project, other);
     }
 }

@@ -56,12 +56,15 @@ struct Tree
     Occurrence projects;
     Occurrence unreadable;
     Occurrence special;
+    Occurrence keys;
 };
 
 class TreeWalk
 {
 public:
-    TreeWalk(Tree *tree, QString projectFile) : m_tree(tree), m_projectFile(std::move(projectFile))
+    /// @param keyFile  empty: there is none
+    TreeWalk(Tree *tree, QString projectFile, QString keyFile)
+        : m_tree(tree), m_projectFile(std::move(projectFile)), m_keyFile(std::move(keyFile))
     {
     }
 
@@ -90,6 +93,8 @@ private:
         if (!entry.is_directory(error)) {
             lookAtKind(entry);
             lookAtFile(entry.path(), name, isHere);
+            if (!entry.is_symlink(error) && isKey(entry.path()))
+                m_tree->keys.add(entry.path());
             return;
         }
         if (isRepository(name)) {
@@ -131,10 +136,26 @@ private:
             m_tree->projects.add(path);
     }
 
+    bool isKey(const fs::path &path) const
+    {
+        return !m_keyFile.isEmpty()
+               && m_keyFile.endsWith(QFile::decodeName(path.filename().c_str()))
+               && CheckedProject::realPath(QFile::decodeName(path.c_str())) == m_keyFile;
+    }
+
     Tree *m_tree;
     QString m_projectFile;
+    QString m_keyFile;
     std::vector<fs::path> m_open; ///< the directories on the way, without links
 };
+
+void reportKey(CheckedProject *project, const Place &place, const QString &keys)
+{
+    project->warn(
+            place, "merge",
+            u"The merge holds the key: %1; everyone who has the firmware has it, too"_s.arg(keys),
+            u"Move the key out of the merge, and sign with a new one."_s);
+}
 
 void reportTree(CheckedProject *project, const Place &place, const MergeSpec &merge,
                 const Tree &tree)
@@ -163,6 +184,8 @@ void reportTree(CheckedProject *project, const Place &place, const MergeSpec &me
     refuse(tree.unreadable, u"The merge holds something that cannot be read: %1"_s);
     refuse(tree.special,
            u"The merge holds something that is neither file, directory nor link: %1"_s);
+    if (tree.keys.count > 0)
+        reportKey(project, place, tree.keys.text());
     if (!isCompiled)
         return;
     warn(tree.hidden, "hidden", u"Hidden Lua files are not compiled, and shipped as source: %1"_s,
@@ -191,15 +214,24 @@ void checkOwnOutputs(CheckedProject *project, const Place &place, const QString 
 
 void checkTrees(CheckedProject *project)
 {
+    const ProjectSpec &spec = project->spec;
+    const QString key = spec.keyFile.isEmpty()
+                                ? QString()
+                                : CheckedProject::realPath(spec.projectFilePath(spec.keyFile));
     const QList<MergeSpec> merges = project->merges();
     for (qsizetype i = 0; i < merges.size(); ++i) {
-        const QString source = project->spec.projectFilePath(merges[i].source);
-        if (merges[i].type == MergeSpec::Type::Archive || !QFileInfo(source).isDir())
-            continue; // a File may be a directory, too
+        const QString source = spec.projectFilePath(merges[i].source);
+        if (merges[i].type == MergeSpec::Type::Archive)
+            continue;
         const Place place = project->mergePlace(i);
+        if (!QFileInfo(source).isDir()) { // a File may be a directory, too
+            if (CheckedProject::realPath(source) == key)
+                reportKey(project, place, source);
+            continue;
+        }
         checkOwnOutputs(project, place, source);
         Tree tree;
-        TreeWalk walk(&tree, CheckedProject::realPath(project->opened.file));
+        TreeWalk walk(&tree, CheckedProject::realPath(project->opened.file), key);
         walk.walk(fs::path(QFile::encodeName(source).toStdString()), false);
         reportTree(project, place, merges[i], tree);
     }

@@ -200,6 +200,7 @@ class Traps(CheckWorld):
         self.assertEqual(self.make(), 0)
 
     def test_language_that_is_not_there(self):
+        shutil.rmtree(self.dir / "translations")
         self.edit("<Language>de<", "<Language>ed<")
         self.expect("language", "There is no translations/ed.ts", "<Language>ed")
         self.assertEqual(self.make(), 0)

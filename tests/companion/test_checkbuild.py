@@ -135,17 +135,19 @@ class Stopped(CheckWorld):
         self.expect_stop("translation", "translations/de.ts:2:", "<Language>de")
 
     def test_language_without_a_name(self):
+        shutil.rmtree(self.dir / "translations")
         self.edit("<Language>de<", "<Language><")
         self.expect_stop("translation", "The Language is empty", "<Language>")
 
     def test_language_that_is_a_path(self):
         self.write("translations/a/b.ts", self.read("translations/de.ts"))
+        (self.dir / "translations/de.ts").unlink()
         self.edit("<Language>de<", "<Language>a/b<")
         self.expect_stop("translation", "A language has a name like de", "<Language>a/b")
 
     def test_language_beside_the_others(self):
         self.edit("<Language>de<", "<Language>../de<")
-        shutil.copy(self.dir / "translations/de.ts", self.dir)
+        shutil.move(self.dir / "translations/de.ts", self.dir)
         self.assertEqual(self.findings(), [])
         self.assertEqual(self.make(), 0)
 

@@ -68,7 +68,8 @@ class FileTraps(CheckWorld):
         checks = [(finding["check"], finding["text"][:22]) for finding in self.findings()
                   if finding["check"] == "merge"]
         self.assertEqual(checks, [("merge", "The merge holds obj: e"),
-                                  ("merge", "The merge holds firmwa")])
+                                  ("merge", "The merge holds firmwa"),
+                                  ("merge", "The merge holds the ke")])
         self.assertEqual(self.make(), 0)
 
     def test_objects_that_go_into_a_merge(self):

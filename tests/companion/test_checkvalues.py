@@ -43,7 +43,7 @@ class Values(CheckWorld):
     def test_quote_without_a_startup_script(self):
         (self.dir / 'root/usr/lib/lua"/x').mkdir(parents=True)
         self.edit('BaseDir="/usr/lib/lua"', 'BaseDir="/usr/lib/lua&quot;"')
-        self.edit('<Startup File="/usr/bin/box.lua"', "<Startup")
+        self.edit('<Startup File="/usr/bin/box.lua" Interactive="true"/>', "")
         self.assertEqual(self.findings(), [])
 
     def test_strict_in_a_merge(self):
