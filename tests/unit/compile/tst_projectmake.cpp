@@ -29,8 +29,7 @@ private slots:
     {
         const ProjectMake make(m_project.get());
         QCOMPARE(make.verbosity, -1);
-        QVERIFY(make.process == ProcessSpec());
-        QVERIFY(!make.rebuildAll && !make.referenceTime.isValid());
+        QVERIFY(make.process == ProcessSpec() && !make.rebuildAll && !make.referenceTime.isValid());
         QCOMPARE(make.sdkIncludeDirectory, QString());
     }
 
