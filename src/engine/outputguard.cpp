@@ -193,6 +193,7 @@ bool OutputGuard::noteOutputs(const QStringList &outputs, QString *error)
     }
     return !isNoted || writeNote(error);
 }
+
 void OutputGuard::finish(OutputChain *chain)
 {
     if (Rehearsal::isOn()) {
