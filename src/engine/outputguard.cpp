@@ -203,10 +203,8 @@ void OutputGuard::finish(OutputChain *chain)
     }
     if (oldestEdit(*chain))
         return;
-    for (const QString &output : std::as_const(chain->outputs)) {
-        const QString name = nameInNote(output);
-        m_unfinished.removeOne(name);
-    }
+    for (const QString &output : std::as_const(chain->outputs))
+        m_unfinished.removeOne(nameInNote(output));
 }
 
 void OutputGuard::fail(OutputChain *chain, const QStringList &outputs)

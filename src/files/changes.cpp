@@ -8,6 +8,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace {
+
+void separate(const QString &path, bool isSymbolicToo)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat data = {};
+    if (Rehearsal::isOn() || lstat(name.constData(), &data) != 0)
+        return;
+    const bool isHard = S_ISREG(data.st_mode) && data.st_nlink > 1;
+    const bool isSymbolic = S_ISLNK(data.st_mode) && FileStatus::of(path).isRegularFile();
+    if (isHard || (isSymbolic && isSymbolicToo))
+        unlink(name.constData());
+}
+
+} // namespace
+
 bool Changes::makeDirectory(const QString &path)
 {
     if (!Rehearsal::isOn())
@@ -31,20 +47,10 @@ bool Changes::removeFile(const QString &path)
 
 void Changes::separateHardLinks(const QString &path)
 {
-    const QByteArray name = QFile::encodeName(path);
-    struct stat data = {};
-    if (!Rehearsal::isOn() && lstat(name.constData(), &data) == 0 && S_ISREG(data.st_mode)
-        && data.st_nlink > 1)
-        unlink(name.constData());
+    separate(path, false);
 }
 
 void Changes::separateLinks(const QString &path)
 {
-    const QByteArray name = QFile::encodeName(path);
-    struct stat data = {};
-    if (Rehearsal::isOn() || lstat(name.constData(), &data) != 0)
-        return;
-    if (S_ISLNK(data.st_mode) ? FileStatus::of(path).isRegularFile()
-                              : S_ISREG(data.st_mode) && data.st_nlink > 1)
-        unlink(name.constData());
+    separate(path, true);
 }

@@ -62,6 +62,15 @@ bool hasBegun(const World &world)
     return QTest::qWaitFor([&] { return world.exists("begun"); }, giveUpAfter);
 }
 
+/// Runs a build that is killed alone while a tool of it runs, which goes on when it is told to.
+/// @return whether it was
+bool killBuildAlone(World &world, const QByteArray &tool)
+{
+    planToStop(world, tool, {"signal parent 9"});
+    Running killed(world, {"-q", "demo.ztp"});
+    return hasBegun(world) && killed.end().signal == SIGKILL;
+}
+
 int lockedDirectory(const World &world)
 {
     const int file =
@@ -203,10 +212,7 @@ private slots:
         const auto [next, isNoteGone] = fetch<QByteArrayList, bool>();
         World world;
         writeSmallProject(world);
-        planToStop(world, "ztluac", {"signal parent 9"});
-        Running killed(world, {"-q"});
-        QVERIFY(hasBegun(world));
-        QCOMPARE(killed.end().signal, SIGKILL);
+        QVERIFY(killBuildAlone(world, "ztluac"));
         if (isNoteGone)
             world.remove("project/obj/.unfinished");
         Running build(world, next);
@@ -228,20 +234,17 @@ private slots:
         Rows<QByteArray, bool> row; // tool, whether the directory is made again
         for (const char *tool : {"ztmkmtd", "ztluac", "ztlink"})
             row(tool, tool, false);
-        row("ztluac, made again", "ztluac", true);
+        row("ztlpp, made again", "ztlpp", true);
     }
     void toolThatOutlivesItsObjectDirectoryIsWaitedFor()
     {
         const auto [tool, isMadeAgain] = fetch<QByteArray, bool>();
         World world;
         writeProject(world);
-        planToStop(world, tool, {"signal parent 9"});
-        Running killed(world, {"-q"});
-        QVERIFY(hasBegun(world));
-        QCOMPARE(killed.end().signal, SIGKILL);
+        QVERIFY(killBuildAlone(world, tool));
         world.remove("project/obj");
         if (isMadeAgain)
-            world.makeDirectory("project/obj");
+            world.makeDirectory("project/obj/root");
         Running build(world, {"-q"});
         QVERIFY(build.says(waiting));
         QCOMPARE(world.tree("project/obj").count(".luo"), 0);
@@ -249,6 +252,8 @@ private slots:
         const Result result = build.end();
         SAME(result.err, waiting);
         QCOMPARE(result.status, 0);
+        // What the orphan has made is not taken for current.
+        QVERIFY(names(result).contains(tool));
         SAME(outputs(world), outputsOf(steps.size() - 1, true));
     }
 
@@ -262,7 +267,9 @@ private slots:
         planToStop(world, "ztlpp");
         Running one(world, {"-q", "demo.ztp"});
         QVERIFY(hasBegun(world));
-        SAME(world.run({"-q", "other.ztp"}).err, "");
+        Running other(world, {"-q", "other.ztp"});
+        QVERIFY(QTest::qWaitFor([&] { return other.hasEnded(); }, giveUpAfter));
+        SAME(other.end().err, "");
         world.write("go");
         SAME(one.end().err, "");
     }
@@ -273,10 +280,7 @@ private slots:
         World world;
         writeProject(world);
         writeProjectOfTheSameDefinitions(world);
-        planToStop(world, "ztmkmtd", {"signal parent 9"});
-        Running killed(world, {"-q", "demo.ztp"});
-        QVERIFY(hasBegun(world));
-        QCOMPARE(killed.end().signal, SIGKILL);
+        QVERIFY(killBuildAlone(world, "ztmkmtd"));
         Running build(world, {"-q", "other.ztp"});
         QVERIFY(build.says(waiting));
         world.write("go");

@@ -3,7 +3,7 @@
 import os
 import re
 
-from box import SDK, BoxWorld
+from box import MAIN, SDK, BoxWorld
 
 LINE = re.compile(r"^(?P<file>[^:]+):(?P<line>\d+):(?P<column>\d+): (?P<kind>error|warning|note): "
                   r"(?P<text>.*) \[(?P<check>[\w-]+)\]\n(?P=file):(?P=line):(?P=column): note: .+$",
@@ -42,6 +42,17 @@ class CheckWorld(BoxWorld):
         """A further merge in front of the others."""
         self.edit(MERGE, f'<Merge Type="{kind}"><Source>{source}</Source>'
                          f"<Destination>{destination}</Destination></Merge>\n{MERGE}")
+
+    def use_all_inputs(self, catalogue, includes="<Include>include</Include>"):
+        """Adds a catalogue, a header and definitions, and a program that uses the latter two."""
+        self.write("translations/de.ts", catalogue)
+        self.write("include/a.lh", "#define LIMIT 1\n")
+        self.write("box.mtdef", "0x0100 LIMIT u8\n")
+        self.write(MAIN, '#include "a.lh"\n#include "mtd16.lh"\n' + self.read(MAIN)
+                   + "print(LIMIT, MTD16_LIMIT)\n")
+        self.edit('SimplifyWhitespace="true"/>',
+                  f'SimplifyWhitespace="true">{includes}</Preprocess>')
+        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
 
     def setUp(self):
         super().setUp()

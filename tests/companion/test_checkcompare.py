@@ -28,15 +28,8 @@ class Compared(CheckWorld):
         self.temporary.mkdir()
         environment = {**self.environment(), "TMPDIR": str(self.temporary)}
         self.environment = lambda: environment
-        self.write("translations/de.ts", CATALOGUE)
-        self.write("include/a.lh", "#define LIMIT 1\n")
-        self.write("box.mtdef", "0x0100 LIMIT u8\n")
-        self.write(MAIN, '#include "a.lh"\n#include "mtd16.lh"\n' + self.read(MAIN)
-                   + "print(LIMIT, MTD16_LIMIT)\n")
         # So many that the arguments travel in a file.
-        self.edit('SimplifyWhitespace="true"/>',
-                  f'SimplifyWhitespace="true">{INCLUDES}</Preprocess>')
-        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
+        self.use_all_inputs(CATALOGUE, INCLUDES)
         for i in range(1, 9):
             (self.dir / f"include{i}").mkdir()
         for path in self.files():

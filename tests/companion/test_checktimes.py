@@ -101,14 +101,7 @@ class Replaced(CheckWorld):
 
     def setUp(self):
         super().setUp()
-        self.write("translations/de.ts", CATALOGUE)
-        self.write("include/a.lh", "#define LIMIT 1\n")
-        self.write("box.mtdef", "0x0100 LIMIT u8\n")
-        self.write(MAIN, '#include "a.lh"\n#include "mtd16.lh"\n' + self.read(MAIN)
-                   + "print(LIMIT, MTD16_LIMIT)\n")
-        self.edit('SimplifyWhitespace="true"/>',
-                  'SimplifyWhitespace="true"><Include>include</Include></Preprocess>')
-        self.edit("</Project>", '<MTD16 Enabled="true"/></Project>')
+        self.use_all_inputs(CATALOGUE)
         for path in self.files():
             self.time(path, -10)
         BoxWorld.make(self) # not the one of the trap
