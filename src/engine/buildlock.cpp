@@ -60,25 +60,24 @@ struct Claim
     QByteArray range; ///< as the system writes it
 };
 
-bool isClaimedByOwnBuild(const Claim &claim, pid_t owner)
+bool isClaimedByOwnBuild(const Claim &claim)
 {
     return isOfOwnBuild(claim.text) || LockOwner::isThisProcess(claim.id, claim.range)
-           || LockOwner::isOuterBuild(owner);
+           || LockOwner::isOuterBuild(LockOwner::of(claim.id));
 }
 
 /// @param tryLock  returns false with errno set when another process has the lock
-/// @param owner  tells whose the lock is
-template <typename TryLock, typename Owner>
-BuildLock::Result acquireBy(TryLock tryLock, Owner owner, const Claim &claim,
+/// @param hasOwner  tells whether the build that made the claim still runs
+template <typename TryLock, typename HasOwner>
+BuildLock::Result acquireBy(TryLock tryLock, HasOwner hasOwner, const Claim &claim,
                             const std::function<void()> &onWait, bool *wasLeft)
 {
     for (int polls = 0; !tryLock();) {
         if (errno != EWOULDBLOCK)
             return BuildLock::Result::NotHeld;
-        const pid_t process = owner();
-        if (polls == 0 && isClaimedByOwnBuild(claim, process))
+        if (polls == 0 && isClaimedByOwnBuild(claim))
             return BuildLock::Result::OwnBuild;
-        *wasLeft = *wasLeft || LockOwner::hasEnded(process);
+        *wasLeft = *wasLeft || !hasOwner();
         if (Interruption::signal() != 0)
             return BuildLock::Result::Interrupted;
         if (++polls == silentPolls)
@@ -129,6 +128,28 @@ bool lockOffset(int descriptor, off_t offset)
     return false;
 }
 
+/// Locks a file that is open twice: the whole of it in @p inherited, for this process and the
+/// programs that it starts, and a byte of it in @p own, for this process alone. Who meets only the
+/// former lock knows that its owner has ended, so the latter is taken first.
+/// @return false with errno set
+bool lockWhole(int inherited, int own)
+{
+    struct flock lock = {};
+    setOffsetLock(own, F_OFD_SETLK, &lock, F_RDLCK, 0);
+    if (flock(inherited, LOCK_EX | LOCK_NB) == 0)
+        return true;
+    const int error = errno;
+    setOffsetLock(own, F_OFD_SETLK, &lock, F_UNLCK, 0);
+    errno = error;
+    return false;
+}
+
+bool isWholeOwned(int own)
+{
+    struct flock lock = {};
+    return setOffsetLock(own, F_OFD_GETLK, &lock, F_WRLCK, 0) && lock.l_type != F_UNLCK;
+}
+
 } // namespace
 
 BuildLock::Result BuildLock::acquire(const QString &directory, const std::function<void()> &onWait)
@@ -145,13 +166,15 @@ BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
                                           const std::function<void()> &onWait)
 {
     close();
-    m_descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | flags); // inherited
+    const QByteArray name = QFile::encodeName(path);
+    m_descriptor = ::open(name.constData(), O_RDONLY | flags); // inherited
     if (m_descriptor < 0)
         return errno == ENOENT ? Result::Missing : Result::NotHeld;
+    m_ownDescriptor = ::open(name.constData(), O_RDONLY | flags | O_CLOEXEC);
     const FileId id = idOf(m_descriptor);
-    const Result result = acquireBy([this] { return flock(m_descriptor, LOCK_EX | LOCK_NB) == 0; },
-                                    [&id] { return LockOwner::of(id); }, {id, textOf(id), "0 EOF"},
-                                    onWait, &m_wasLeft);
+    const Result result = acquireBy([this] { return lockWhole(m_descriptor, m_ownDescriptor); },
+                                    [this] { return isWholeOwned(m_ownDescriptor); },
+                                    {id, textOf(id), "0 EOF"}, onWait, &m_wasLeft);
     if (result != Result::Held)
         return result;
     // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
@@ -178,7 +201,7 @@ BuildLock::Result BuildLock::acquireName(const QString &directory, const QString
     const Claim claim{id, textOf(id) + ':' + place, place + ' ' + place};
     // What a build had under this name is gone, whether it goes on itself or not.
     const Result result = acquireBy([&] { return lockOffset(m_descriptor, offset); },
-                                    [] { return LockOwner::gone; }, claim, onWait, &m_wasLeft);
+                                    [] { return false; }, claim, onWait, &m_wasLeft);
     if (result == Result::Held)
         noteClaim(claim.text);
     return result;
@@ -207,9 +230,11 @@ void BuildLock::release()
 
 void BuildLock::close()
 {
-    if (m_descriptor >= 0)
-        ::close(m_descriptor);
-    m_descriptor = -1;
+    for (int *descriptor : {&m_descriptor, &m_ownDescriptor}) { // in this order; see lockWhole()
+        if (*descriptor >= 0)
+            ::close(*descriptor);
+        *descriptor = -1;
+    }
 }
 
 bool BuildLock::tryAcquire(const QString &directory)

@@ -28,6 +28,7 @@ public:
     BuildLock &operator=(BuildLock &&other) noexcept
     {
         std::swap(m_descriptor, other.m_descriptor);
+        std::swap(m_ownDescriptor, other.m_ownDescriptor);
         std::swap(m_wasLeft, other.m_wasLeft);
         return *this;
     }
@@ -65,5 +66,6 @@ private:
     void close();
 
     int m_descriptor = -1;
+    int m_ownDescriptor = -1; ///< closed in the programs that are started
     bool m_wasLeft = false;
 };

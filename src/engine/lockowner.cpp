@@ -4,8 +4,6 @@
 #include <QFile>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -68,11 +66,4 @@ bool LockOwner::isOuterBuild(pid_t owner)
     while (process > 0 && process != owner)
         process = statusOf(process, "PPid").toInt();
     return process > 0 && statusOf(process, "Name") == statusOf(getpid(), "Name");
-}
-
-bool LockOwner::hasEnded(pid_t owner)
-{
-    if (owner <= unknown)
-        return owner == gone;
-    return kill(owner, 0) == 0 ? statusOf(owner, "State").startsWith('Z') : errno == ESRCH;
 }

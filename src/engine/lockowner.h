@@ -10,7 +10,6 @@
 namespace LockOwner {
 
 constexpr pid_t unknown = 0;
-constexpr pid_t gone = -1;
 
 /// @return the process that has locked the whole file, or `unknown`
 pid_t of(const FileId &file);
@@ -21,8 +20,5 @@ bool isThisProcess(const FileId &file, const QByteArray &range);
 
 /// @return whether the owner runs this program, too, and this process is one of its descendants
 bool isOuterBuild(pid_t owner);
-
-/// @return whether the owner is gone or dead, so that programs that it had started have the lock
-bool hasEnded(pid_t owner);
 
 } // namespace LockOwner

@@ -65,7 +65,8 @@ class Test:
         self.identity = f"{name} {digest(code)}"
 
     def passes(self, mutant, seconds):
-        """Runs the test where it can signal and leave behind what it likes."""
+        """Runs the test where it can signal and leave behind what it likes: in a session, a process
+        namespace and a directory of its own."""
         with tempfile.TemporaryDirectory(prefix="mutant-", ignore_cleanup_errors=True) as directory:
             os.chmod(directory, 0o755)
             environment = {**os.environ, **self.environment, "ZTMAKE_MUTANT": str(mutant),
@@ -77,7 +78,8 @@ class Test:
                        '"$@"; exit $?', "sh", *self.command]
             try:
                 return subprocess.run(command, env=environment, cwd=directory, timeout=seconds,
-                                      stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                      start_new_session=True, stdin=subprocess.DEVNULL,
+                                      stdout=subprocess.DEVNULL,
                                       stderr=subprocess.DEVNULL).returncode == 0
             except subprocess.TimeoutExpired:
                 return False
@@ -188,9 +190,9 @@ class Tree:
                     yield Test(f"{test['name']} {function}", program,
                                [str(program), "-nocrashhandler", function], environment)
             else:
-                script = pathlib.Path(command[1])
-                code = program if program.is_relative_to(self.build) else script
-                for method in test_methods(script):
+                code = next(path for path in map(pathlib.Path, command)
+                            if path.is_relative_to(self.build) or path.is_relative_to(self.source))
+                for method in test_methods(code):
                     yield Test(f"{test['name']} {method}".rstrip(), code,
                                [*command, *filter(None, [method])], environment)
 

@@ -16,8 +16,8 @@ OPERATORS = {*COMPARISONS, *EQUALITIES, "&&", "||"}
 # stands on both sides of a comparison.
 ONLY_SPEED = {"reserve"}
 COMMUTATIVE = {"min", "max", "tie"}
-# In the order in which their edits are judged. The tests of src/companion are not among those that
-# are asked.
+# In the order in which their edits are judged. The companion program is left out: it changes no
+# build.
 FOLDERS = ["engine", "compile", "build", "files", "model", "xml", "tools", "app"]
 FUNCTIONS = (CursorKind.CXX_METHOD, CursorKind.FUNCTION_DECL, CursorKind.CONSTRUCTOR,
              CursorKind.DESTRUCTOR)
