@@ -175,6 +175,7 @@ private slots:
         QVERIFY(QTest::qWaitFor(
                 [&] { return build.hasEnded() || hasOpen(build.number(), directory); },
                 giveUpAfter));
+        QTest::qWait(500); // time enough to say it again
         world.write("released");
         close(nextLock);
         const Result result = build.end();

@@ -25,6 +25,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRATCH = ROOT / "build/mutants"
 SUITES = ["unit", "blackbox", "fuzz", "companion"]
 MARKS = 131072
+FUNCTION_OPTIONS = ["-nocrashhandler"]  # of a Qt Test program that runs one function
 
 
 class Survivors:
@@ -52,8 +53,8 @@ class Survivors:
 
 
 class Test:
-    """A function of a test program, or a script, with the edits that it reaches and the seconds
-    that it takes."""
+    """A function of a test program, one row of its table, or a script, with the edits that it
+    reaches and the seconds that it takes."""
 
     def __init__(self, name, code, command, environment):
         self.name = name
@@ -63,6 +64,16 @@ class Test:
         self.seconds = 0
         # What an edit has survived need not be asked again before the test is another one.
         self.identity = f"{name} {digest(code)}"
+
+    def rows(self):
+        """A test for each row of the function's table."""
+        program, *options, function = self.command
+        if options != FUNCTION_OPTIONS:
+            return []
+        lines = run([program, "-datatags"]).splitlines()
+        return [Test(f"{self.name}:{row}", pathlib.Path(program),
+                     [program, *options, f"{function}:{row}"], self.environment)
+                for row in (line.partition(f" {function} ")[2] for line in lines) if row]
 
     def passes(self, mutant, seconds):
         """Runs the test where it can signal and leave behind what it likes: in a session, a process
@@ -188,7 +199,7 @@ class Tree:
                 for line in run([program, "-functions"]).splitlines():
                     function = line.removesuffix("()")
                     yield Test(f"{test['name']} {function}", program,
-                               [str(program), "-nocrashhandler", function], environment)
+                               [str(program), *FUNCTION_OPTIONS, function], environment)
             else:
                 code = next(path for path in map(pathlib.Path, command)
                             if path.is_relative_to(self.build) or path.is_relative_to(self.source))
@@ -258,6 +269,8 @@ def look_at_all(tests, build, jobs, seconds):
 
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         results = list(pool.map(look, tests))
+        rows = [row for test, ok in zip(tests, results) if ok is None for row in test.rows()]
+        tests, results = tests + rows, results + list(pool.map(look, rows))
     path.write_bytes(pickle.dumps({(test.identity, build): looks[test.identity, build]
                                    for test in tests}))
     for result, reason in ((False, "they fail with no edit on"), (None, "they take too long")):
@@ -299,7 +312,8 @@ def judge_all(edits, tests, outcomes, jobs, seconds):
         """The seconds that a test takes, less for one that is likely to notice the edit."""
         if test.name in found[edit.file, edit.function]:
             return test.seconds / 30
-        return test.seconds / 5 if test.name in found[edit.file] else test.seconds
+        is_near = test.name in found[edit.file] or pathlib.Path(edit.file).stem in test.name
+        return test.seconds / 5 if is_near else test.seconds
 
     def noticed(edit, name):
         found[edit.file].add(name)

@@ -1,6 +1,7 @@
 #include "engine/interruption.h"
 
 #include "rows.h"
+#include "testfiles.h"
 
 #include <cerrno>
 #include <csignal>
@@ -9,6 +10,8 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
 
 /// Signals end processes and are noted for good, so each case has its own process.
 class TestInterruption : public QObject
@@ -211,6 +214,26 @@ private slots:
                      require(waitpid(child, nullptr, WNOHANG) == 0);
                      kill(child, SIGKILL);
                      require(endOfChild(child) == -SIGKILL);
+                 }),
+                 0);
+    }
+
+    void interruptedProjectStartsNothing()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     raise(SIGTERM);
+                     const ProjectSpec spec;
+                     RecordingProject project(spec);
+                     project.setCommandRunner(std::make_unique<FakeRunner>([](const Command &) {
+                         require(false);
+                         return true;
+                     }));
+                     OutputChain chain;
+                     require(!project.runTool(u"tool"_s, {}, 0));
+                     require(!project.makeOutputs(&chain, {}, {}));
+                     require(!project.makeImage(u"image"_s, {}));
+                     require(project.errorText() == Interruption::text());
                  }),
                  0);
     }

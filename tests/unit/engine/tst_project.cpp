@@ -84,6 +84,22 @@ private slots:
         QCOMPARE(project.errorText(), QString());
     }
 
+    void commandMayReplaceInputs()
+    {
+        m_spec.languages = QStringList{u"de"_s};
+        const QString texts = path(u"translations/de.ts"_s);
+        const QString other = path(u"other"_s);
+        QVERIFY(TestFiles::write(texts) && TestFiles::write(other));
+        RecordingProject project(m_spec);
+        QVERIFY(project.checkNoInput(other, FileStatus::of(other))); // now it knows its inputs
+        project.setCommandRunner(std::make_unique<FakeRunner>([&](const Command &) {
+            return QFile::remove(texts) && QFile::rename(other, texts);
+        }));
+        QVERIFY(project.runTool(u"tool"_s, {}, 0));
+        QVERIFY(!project.checkNoInput(texts, FileStatus::of(texts)));
+        QCOMPARE(project.errorText(), u"Cannot write %1"_s.arg(texts));
+    }
+
     void temporaryFileIsFreed()
     {
         RecordingProject project(m_spec);
