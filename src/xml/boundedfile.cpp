@@ -15,12 +15,14 @@ bool BoundedFile::open(OpenMode mode)
 qint64 BoundedFile::readData(char *data, qint64 maxSize)
 {
     const qint64 count = hasTooManyAttributes() ? -1 : QFile::readData(data, maxSize);
-    for (qint64 i = 0; i < count && !hasTooManyAttributes(); ++i) {
-        if (data[i] == '\0') // half of a character in UTF-16
+    for (const char c : QByteArrayView(data, std::max<qint64>(count, 0))) {
+        if (c == '\0') // half of a character in UTF-16
             continue;
         std::copy(m_last + 1, std::end(m_last), m_last);
-        m_last[2] = data[i];
-        m_state = next(data[i]);
+        m_last[2] = c;
+        m_state = next(c);
+        if (hasTooManyAttributes())
+            break;
     }
     return hasTooManyAttributes() ? -1 : count;
 }

@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <string_view>
 
 namespace {
 
@@ -17,13 +18,12 @@ QByteArray contentOf(const QString &path)
 bool EntityBound::mayBeParsed(const QString &path)
 {
     const QByteArray content = contentOf(path).replace('\0', ""); // half of a UTF-16 character
-    const qsizetype begin = content.indexOf("<!DOCTYPE");
-    if (begin < 0)
+    const std::string_view text(content.constData(), static_cast<size_t>(content.size()));
+    const size_t begin = text.find("<!DOCTYPE");
+    if (begin == std::string_view::npos)
         return true;
-    const qsizetype end = content.indexOf("]>", begin);
     int depth = 0;
-    for (const char c :
-         QByteArrayView(content).sliced(begin, (end < 0 ? content.size() : end) - begin)) {
+    for (const char c : text.substr(begin, text.find("]>", begin) - begin)) {
         depth += c == '(' ? 1 : c == ')' ? -1 : 0;
         if (depth > maximumNesting)
             return false;
@@ -47,10 +47,11 @@ qint64 EntityBound::expandedSize(const QString &name, int depth)
         return maximumCharacters;
     m_sizes.insert(name, 0); // one that refers to itself is refused by the reader
     qint64 size = value.size();
-    for (qsizetype at = value.indexOf(u'&'); at >= 0; at = value.indexOf(u'&', at + 1)) {
+    for (qsizetype at = value.indexOf(u'&'); at != -1; at = value.indexOf(u'&', at + 1)) {
         const qsizetype end = value.indexOf(u';', at);
-        if (end > at)
-            size += expandedSize(value.sliced(at + 1, end - at - 1), depth + 1);
+        if (end == -1)
+            break;
+        size += expandedSize(value.sliced(at + 1, end - at - 1), depth + 1);
         size = std::min(size, maximumCharacters);
     }
     m_sizes.insert(name, size);
