@@ -14,20 +14,14 @@ namespace {
 int verboseLevel(const QXmlAttributes &attributes)
 {
     bool isNumber = false;
-    const int level = attributes.value(u"Verbose"_s).toInt(&isNumber, 10);
+    const int level = attributes.value(u"Verbose"_s).toInt(&isNumber);
     return isNumber ? level : -1;
 }
 
 } // namespace
 
-ProjectParser1::ProjectParser1()
-{
-    resetParser();
-}
-
 bool ProjectParser1::parseProjectFile(const QString &path, ProjectSpec *spec)
 {
-    resetParser();
     m_spec = spec;
     m_errorMessage.clear();
     m_spec->projectFile = path;
@@ -196,7 +190,6 @@ bool ProjectParser1::enterTarget(const QXmlAttributes &attributes)
 bool ProjectParser1::enterFilesystem(const QXmlAttributes &attributes)
 {
     m_currentFilesystem.type = FilesystemSpec::romfsType;
-    m_currentFilesystem.includeBase = {};
     const QString type = attributes.value(u"Type"_s);
     if (attributes.index(u"Type"_s) >= 0 && type != "romfs"_L1)
         return fail(u"\"Type\" attribute value \"%1\" invalid."_s.arg(type));
@@ -220,7 +213,6 @@ bool ProjectParser1::enterMerge(const QXmlAttributes &attributes)
     m_currentMerge.destination = attributes.value(u"Destination"_s);
     if (!decodeTristate(attributes, u"CompileLua"_s, &m_currentMerge.process.compile))
         return false;
-    m_currentMerge.source.clear();
     m_state = State::Merge;
     return true;
 }

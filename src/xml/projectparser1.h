@@ -12,8 +12,6 @@
 class ProjectParser1 : public QXmlDefaultHandler
 {
 public:
-    ProjectParser1();
-
     /// Fills @p spec, which the caller has reset; after a failure it must not be used.
     /// @return false with errorString() set: a bare message, without file, line or column
     bool parseProjectFile(const QString &path, ProjectSpec *spec);
