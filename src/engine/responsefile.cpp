@@ -1,5 +1,7 @@
 #include "engine/responsefile.h"
 
+#include "files/writeall.h"
+
 #include <QFile>
 
 #include <algorithm>
@@ -25,19 +27,6 @@ QString escaped(const QString &argument)
 {
     QString text = argument;
     return text.replace(u'\\', u"\\\\"_s).replace(u'\n', u"\\n"_s).replace(u'\r', u"\\r"_s);
-}
-
-/// QFile reports a write that was cut short (a full disk) without its reason, hence by hand.
-/// @return false with errno set
-bool writeAll(int descriptor, QByteArrayView text)
-{
-    while (!text.isEmpty()) {
-        const ssize_t count = ::write(descriptor, text.data(), static_cast<size_t>(text.size()));
-        if (count < 0 && errno != EINTR)
-            return false;
-        text = text.sliced(std::max<ssize_t>(count, 0));
-    }
-    return true;
 }
 
 /// Writes piece by piece: an image of a large project has hundreds of thousands of arguments.

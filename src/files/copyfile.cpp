@@ -1,10 +1,10 @@
 #include "files/copyfile.h"
 
 #include "files/rehearsal.h"
+#include "files/writeall.h"
 
 #include <QFile>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -36,54 +36,26 @@ private:
     int m_number;
 };
 
-bool writeAll(int target, const char *data, ssize_t size)
+bool copyContent(int source, int target)
 {
-    while (size > 0) {
-        const ssize_t count = ::write(target, data, static_cast<size_t>(size));
-        if (count < 0 && errno != EINTR)
-            return false;
-        data += std::max<ssize_t>(count, 0);
-        size -= std::max<ssize_t>(count, 0);
+    while (copy_file_range(source, nullptr, target, nullptr, 1 << 30, 0) > 0) {
     }
-    return true;
-}
-
-bool copyByHand(int source, int target)
-{
+    // Some file systems cannot do that, and some files that claim to be empty are not.
     std::array<char, 65'536> piece;
     for (;;) {
         const ssize_t count = ::read(source, piece.data(), piece.size());
-        if (count == 0)
-            return true;
-        if (count < 0 && errno != EINTR)
-            return false;
-        if (!writeAll(target, piece.data(), count))
+        if (count <= 0)
+            return count == 0;
+        if (!writeAll(target, {piece.data(), count}))
             return false;
     }
 }
 
-bool copyContent(int source, int target)
-{
-    bool isFirst = true;
-    for (;;) {
-        const ssize_t count = copy_file_range(source, nullptr, target, nullptr, 1 << 30, 0);
-        // Some file systems cannot, and some files that claim to be empty are not.
-        if (isFirst && (count == 0 || (count < 0 && errno != EINTR)))
-            return copyByHand(source, target);
-        if (count == 0)
-            return true;
-        if (count < 0 && errno != EINTR)
-            return false;
-        isFirst = false;
-    }
-}
-
-/// @return the permissions that QFile::copy() gives: the source's, and what this user may do
+/// @return the permissions that QFile::copy() gives: the source's, and what this user may do, who
+/// has opened it for reading
 mode_t permissionsOf(const QByteArray &source, mode_t mode)
 {
-    mode_t permissions = mode & 0777;
-    if (access(source.constData(), R_OK) == 0)
-        permissions |= S_IRUSR;
+    mode_t permissions = (mode & 0777) | S_IRUSR;
     if (access(source.constData(), W_OK) == 0)
         permissions |= S_IWUSR;
     if (access(source.constData(), X_OK) == 0)

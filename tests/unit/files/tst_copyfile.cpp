@@ -39,7 +39,7 @@ private slots:
     void permissionsAreThoseOfQFileCopy_data()
     {
         Rows<unsigned, bool> row; // mode, ordinaryUser
-        for (const unsigned mode : {0644U, 0755U, 0400U, 0555U, 0666U, 04755U}) {
+        for (const unsigned mode : {0644U, 0755U, 0400U, 0455U, 0555U, 0666U, 04755U}) {
             row(QByteArray::number(mode, 8), mode, false);
             row(QByteArray::number(mode, 8) + " for an ordinary user", mode, true);
         }
