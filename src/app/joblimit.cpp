@@ -24,9 +24,8 @@ std::optional<int> jobLimit(QString *error)
         return 1;
     if (value == "auto")
         return availableProcessors();
-    bool isNumber = false;
-    const int limit = value.toInt(&isNumber);
-    if (isNumber && limit > 0 && std::all_of(value.begin(), value.end(), isDigit))
+    const int limit = value.toInt(); // 0 when it is none
+    if (limit > 0 && std::all_of(value.begin(), value.end(), isDigit))
         return limit;
     *error = u"ZTMAKE_JOBS must be a number from 1 on, or \"auto\", but is \"%1\""_s.arg(
             QString::fromLocal8Bit(value));

@@ -24,13 +24,6 @@ int fail(const QString &message)
     return 1;
 }
 
-QDateTime modificationTime(const FileStatus &status)
-{
-    if (!status.exists())
-        return {};
-    return QDateTime::fromMSecsSinceEpoch(status.modified().toMilliseconds(), Qt::UTC);
-}
-
 /// A file that is opened later must not get the number of a standard stream that the caller has
 /// closed: messages would be written into it.
 void openClosedStreams()
@@ -70,7 +63,8 @@ int run(Options options)
     spec.verbose = options.verbosity; // overrides the project file's
 
     MakeProject project(spec);
-    project.setProjectFileTime(modificationTime(projectFile));
+    project.setProjectFileTime(
+            QDateTime::fromMSecsSinceEpoch(projectFile.modified().toMilliseconds(), Qt::UTC));
     project.setProjectFileStatus(projectFile);
     project.jobs().setLimit(*jobs);
     if (options.verbosity == 0 && project.jobs().runsSeveral())

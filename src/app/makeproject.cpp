@@ -15,7 +15,6 @@ void setProgramName(const char *argv0)
 void printMessage(const QString &text)
 {
     std::fprintf(stderr, "[%s] %s\n", myname, text.toLocal8Bit().constData());
-    std::fflush(stderr);
 }
 
 void MakeProject::msg(const QString &text)

@@ -66,8 +66,7 @@ std::optional<Options> parseOptions(int argc, char *argv[])
     }
     if (argc - optind > 1)
         return {};
-    if (optind < argc)
-        options.projectFile = QString::fromLocal8Bit(argv[optind]);
+    options.projectFile = QString::fromLocal8Bit(argv[optind]); // a null pointer ends the arguments
     return options;
 }
 

@@ -26,7 +26,8 @@ bool printTranslationReport(const ProjectSpec &spec)
                     report.language.toLocal8Bit().constData(), report.total, report.unfinished,
                     report.obsolete);
     }
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+    std::fflush(stdout);
+    if (std::ferror(stdout) == 0)
         return true;
     printMessage(u"Error writing standard output: %1"_s.arg(qt_error_string(errno)));
     return false;

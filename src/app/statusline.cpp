@@ -45,7 +45,6 @@ QString fitted(QString text, qsizetype width)
 void write(const QByteArray &text)
 {
     std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stderr);
-    std::fflush(stderr);
 }
 
 } // namespace

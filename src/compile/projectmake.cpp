@@ -31,7 +31,6 @@ bool ProjectMake::compile()
 {
     objects.clear();
     createdDirectories.clear();
-    m_walked.clear();
     m_readsOutputs = m_project->jobs().runsSeveral() && searchesOutputs();
     return makeDirectory(objectDirectory) && doCompile({});
 }

@@ -15,7 +15,7 @@ OPERATORS = {*COMPARISONS, *EQUALITIES, "&&", "||"}
 # Calls that only save time, and calls that give the same with their arguments swapped: std::tie
 # stands on both sides of a comparison.
 ONLY_SPEED = {"reserve"}
-COMMUTATIVE = {"min", "max", "tie"}
+COMMUTATIVE = {"min", "max", "tie", "qstrnicmp"}
 # In the order in which their edits are judged. The companion program is left out: it changes no
 # build.
 FOLDERS = ["engine", "compile", "build", "files", "model", "xml", "tools", "app"]

@@ -100,9 +100,9 @@ private slots:
     {
         m_spec.translation = {1};
         m_make->process.preprocess_ = m_make->process.compile = {0};
-        QVERIFY(TestFiles::write(path(u"src/a.lua"_s)));
-        QVERIFY(m_make->compile());
-        QVERIFY(m_make->compile());
+        QVERIFY(TestFiles::write(path(u"src/sub/a.lua"_s)) && m_make->compile());
+        QVERIFY(QDir(path(u"obj/root/sub"_s)).removeRecursively() && m_make->compile());
+        QVERIFY(QFile::exists(path(u"obj/root/sub"_s)));
         QCOMPARE(m_make->objects.size(), 1);
         QCOMPARE(m_make->lupdateSources.size(), 2); // these accumulate
     }

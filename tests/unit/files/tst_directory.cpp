@@ -60,10 +60,16 @@ private slots:
         const QTemporaryDir world;
         const auto openFiles = [] { return QDir(u"/proc/self/fd"_s).entryList().size(); };
         const qsizetype before = openFiles();
-        Directory directory(world.path());
-        QVERIFY(directory.ensureOpen());
-        QCOMPARE(openFiles(), before + 1);
-        directory.close();
+        {
+            Directory directory(world.path());
+            QVERIFY(directory.ensureOpen());
+            QCOMPARE(openFiles(), before + 1);
+            directory.close();
+            QCOMPARE(openFiles(), before);
+            QVERIFY(directory.ensureOpen());
+            directory.luaFilesAndDirectories();
+            QCOMPARE(openFiles(), before + 1);
+        }
         QCOMPARE(openFiles(), before);
     }
 
@@ -159,8 +165,10 @@ private slots:
     {
         const QTemporaryDir world;
         QVERIFY(TestFiles::write(world.filePath(u"file"_s)));
-        QCOMPARE(namesIn(world.filePath(u"missing"_s)), QStringList());
-        QCOMPARE(namesIn(world.filePath(u"file"_s)), QStringList());
+        for (const auto &[name, error] : {std::pair(u"missing"_s, ENOENT), {u"file"_s, ENOTDIR}}) {
+            QCOMPARE(namesIn(world.filePath(name)), QStringList());
+            QCOMPARE(Directory(world.filePath(name)).luaFilesAndDirectories().error, error);
+        }
     }
 
 private:
