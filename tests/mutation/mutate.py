@@ -309,11 +309,13 @@ def judge_all(edits, tests, outcomes, jobs, seconds):
     found = collections.defaultdict(set)  # the tests that noticed edits of a file or function
 
     def cost(edit, test):
-        """The seconds that a test takes, less for one that is likely to notice the edit."""
+        """The less, the likelier a test is to notice the edit in the time that it takes: those
+        that reach few edits are, that are named after the source, or noticed others in it."""
+        cost = test.seconds * len(test.reached)
         if test.name in found[edit.file, edit.function]:
-            return test.seconds / 30
+            return cost / 30
         is_near = test.name in found[edit.file] or pathlib.Path(edit.file).stem in test.name
-        return test.seconds / 5 if is_near else test.seconds
+        return cost / 5 if is_near else cost
 
     def noticed(edit, name):
         found[edit.file].add(name)

@@ -72,8 +72,14 @@ private slots:
         Rehearsal::make(path(u"text.txt"_s));
         Rehearsal::make(path(u".hidden.lua"_s));
         Rehearsal::make(path(u"deep/er/module.lua"_s));
+        Rehearsal::make(path(u"old.lua"_s));
+        Rehearsal::remove(path(u"missing.lua"_s));
+        QCOMPARE(listed(path({})), QStringList({u"deep/"_s, u"new.lua"_s, u"old.lua"_s}));
         Rehearsal::remove(path(u"old.lua"_s));
         QCOMPARE(listed(path({})), QStringList({u"deep/"_s, u"new.lua"_s}));
+        QCOMPARE(listed(path(u"missing"_s)), QStringList{u"error"_s});
+        QVERIFY(!Rehearsal::isNewDirectory(path(u"new.lua"_s)));
+        QVERIFY(Rehearsal::isNewDirectory(path(u"deep"_s)));
         QCOMPARE(listed(path(u"deep"_s)), QStringList{u"er/"_s});
         QCOMPARE(listed(path(u"deep/er"_s)), QStringList{u"module.lua"_s});
     }
