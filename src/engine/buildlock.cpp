@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
@@ -47,8 +46,7 @@ bool isOfOwnBuild(const QByteArray &claim)
     return std::any_of(builds.begin(), builds.end(), [&claim](const QByteArray &build) {
         const qsizetype colon = build.indexOf(':');
         const pid_t process = build.left(colon).toInt();
-        return process > 0 && process != getpid() && build.sliced(colon + 1) == claim
-               && (kill(process, 0) == 0 || errno == EPERM);
+        return process != getpid() && build.sliced(colon + 1) == claim && getpgid(process) != -1;
     });
 }
 
@@ -118,14 +116,14 @@ bool setOffsetLock(int descriptor, int command, struct flock *lock, short type, 
 bool lockOffset(int descriptor, off_t offset)
 {
     struct flock lock = {};
-    if (!setOffsetLock(descriptor, F_OFD_SETLK, &lock, F_RDLCK, offset)
-        || !setOffsetLock(descriptor, F_OFD_GETLK, &lock, F_WRLCK, offset))
+    if (setOffsetLock(descriptor, F_OFD_SETLK, &lock, F_RDLCK, offset)
+        && setOffsetLock(descriptor, F_OFD_GETLK, &lock, F_WRLCK, offset)
+        && lock.l_type != F_UNLCK) {
+        setOffsetLock(descriptor, F_OFD_SETLK, &lock, F_UNLCK, offset);
+        errno = EWOULDBLOCK;
         return false;
-    if (lock.l_type == F_UNLCK)
-        return true;
-    setOffsetLock(descriptor, F_OFD_SETLK, &lock, F_UNLCK, offset);
-    errno = EWOULDBLOCK;
-    return false;
+    }
+    return lock.l_type == F_UNLCK;
 }
 
 /// Locks a file that is open twice: the whole of it in @p inherited, for this process and the
@@ -154,7 +152,7 @@ bool isWholeOwned(int own)
 
 BuildLock::Result BuildLock::acquire(const QString &directory, const std::function<void()> &onWait)
 {
-    return acquireWhole(directory.isEmpty() ? u"."_s : directory, O_DIRECTORY, onWait);
+    return acquireWhole(directory, O_DIRECTORY, onWait);
 }
 
 BuildLock::Result BuildLock::acquireFile(const QString &path, const std::function<void()> &onWait)
@@ -165,12 +163,9 @@ BuildLock::Result BuildLock::acquireFile(const QString &path, const std::functio
 BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
                                           const std::function<void()> &onWait)
 {
-    close();
-    const QByteArray name = QFile::encodeName(path);
-    m_descriptor = ::open(name.constData(), O_RDONLY | flags); // inherited
-    if (m_descriptor < 0)
+    if (!open(path, flags))
         return errno == ENOENT ? Result::Missing : Result::NotHeld;
-    m_ownDescriptor = ::open(name.constData(), O_RDONLY | flags | O_CLOEXEC);
+    m_ownDescriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | flags | O_CLOEXEC);
     const FileId id = idOf(m_descriptor);
     const Result result = acquireBy([this] { return lockWhole(m_descriptor, m_ownDescriptor); },
                                     [this] { return isWholeOwned(m_ownDescriptor); },
@@ -178,11 +173,8 @@ BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
     if (result != Result::Held)
         return result;
     // One that was removed, and perhaps made again, meanwhile: the claim is on the wrong one.
-    const FileStatus now = FileStatus::of(path);
-    if (!now.exists() || now.id() != id) {
-        close();
+    if (FileStatus::of(path).id() != id)
         return Result::Missing;
-    }
     noteClaim(textOf(id));
     return Result::Held;
 }
@@ -190,10 +182,7 @@ BuildLock::Result BuildLock::acquireWhole(const QString &path, int flags,
 BuildLock::Result BuildLock::acquireName(const QString &directory, const QString &name,
                                          const std::function<void()> &onWait)
 {
-    close();
-    m_descriptor = ::open(QFile::encodeName(directory.isEmpty() ? u"."_s : directory).constData(),
-                          O_RDONLY | O_DIRECTORY); // inherited
-    if (m_descriptor < 0)
+    if (!open(directory.isEmpty() ? u"."_s : directory, O_DIRECTORY))
         return Result::NotHeld;
     const off_t offset = offsetOf(QFile::encodeName(name));
     const QByteArray place = QByteArray::number(qint64(offset));
@@ -222,6 +211,13 @@ QString BuildLock::errorText(Result result, const QString &path)
     return {};
 }
 
+bool BuildLock::open(const QString &path, int flags)
+{
+    close();
+    m_descriptor = ::open(QFile::encodeName(path).constData(), O_RDONLY | flags);
+    return m_descriptor >= 0;
+}
+
 void BuildLock::release()
 {
     close();
@@ -239,8 +235,6 @@ void BuildLock::close()
 
 bool BuildLock::tryAcquire(const QString &directory)
 {
-    close();
-    const QByteArray path = QFile::encodeName(directory.isEmpty() ? u"."_s : directory);
-    m_descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    return m_descriptor < 0 || flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+    return !open(directory, O_DIRECTORY | O_CLOEXEC) || flock(m_descriptor, LOCK_EX | LOCK_NB) == 0
+           || errno != EWOULDBLOCK;
 }

@@ -63,9 +63,10 @@ public:
 
 private:
     Result acquireWhole(const QString &path, int flags, const std::function<void()> &onWait);
+    bool open(const QString &path, int flags);
     void close();
 
-    int m_descriptor = -1;
+    int m_descriptor = -1;    ///< inherited by the programs that are started
     int m_ownDescriptor = -1; ///< closed in the programs that are started
     bool m_wasLeft = false;
 };

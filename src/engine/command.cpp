@@ -5,7 +5,6 @@
 #include <QDir>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -50,12 +49,5 @@ QString echoLine(const Command &command)
 
 void CommandRunner::start(const Command &command, CommandListener *listener)
 {
-    m_ended.push_back({listener, run(command)});
-}
-
-void CommandRunner::wait(bool /*blocks*/)
-{
-    const std::vector<Ended> ended = std::exchange(m_ended, {});
-    for (const Ended &command : ended)
-        command.listener->ended(command.result);
+    listener->ended(run(command));
 }

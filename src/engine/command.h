@@ -3,8 +3,6 @@
 #include <QByteArrayView>
 #include <QStringList>
 
-#include <vector>
-
 /// A program to run, and how.
 struct Command
 {
@@ -72,14 +70,5 @@ public:
 
     /// Tells the listeners what their commands have done.
     /// @param blocks  waits until there is something to tell
-    virtual void wait(bool blocks);
-
-private:
-    struct Ended
-    {
-        CommandListener *listener;
-        CommandResult result;
-    };
-
-    std::vector<Ended> m_ended;
+    virtual void wait(bool /*blocks*/) {}
 };

@@ -24,7 +24,7 @@ QString placeOf(const QString &path)
 
 bool Inputs::contains(const QString &path, const FileStatus &file) const
 {
-    if (!file.isRegularFile() || !isFound(path, file))
+    if (!isFound(path, file))
         return false;
     // An input that was replaced meanwhile has left its number to be used again.
     m_found = {};

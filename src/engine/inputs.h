@@ -17,9 +17,9 @@ public:
     /// @param spec  must outlive this object
     explicit Inputs(const ProjectSpec &spec) : m_spec(spec) {}
 
-    /// Looks at the inputs when it is first asked about a file that exists; at the whole merged
-    /// trees only when @p path is a link, hard or symbolic, that may lead into one of them.
-    /// @param file  the status of @p path
+    /// Looks at the inputs when it is first asked; at the whole merged trees only when @p path is a
+    /// link, hard or symbolic, that may lead into one of them.
+    /// @param file  the status of @p path, a regular file or nothing
     bool contains(const QString &path, const FileStatus &file) const;
 
     /// To be called when inputs may have been replaced.

@@ -76,7 +76,6 @@ void Interruption::watch()
             continue;
         action.sa_sigaction = handleSignal;
         action.sa_flags = SA_SIGINFO | SA_RESTART;
-        sigemptyset(&action.sa_mask);
         for (const int other : watchedSignals)
             sigaddset(&action.sa_mask, other);
         sigaction(number, &action, nullptr);

@@ -75,12 +75,10 @@ JobQueue::~JobQueue() = default;
 void JobQueue::setLimit(int limit)
 {
     rlimit files = {};
-    if (limit > 1 && getrlimit(RLIMIT_NOFILE, &files) == 0
-        && files.rlim_cur < static_cast<rlim_t>(INT_MAX)) {
-        const int room = (static_cast<int>(files.rlim_cur) - otherDescriptors) / descriptorsOfTool;
-        limit = std::min(limit, room);
-    }
-    m_limit = std::max(limit, 1);
+    getrlimit(RLIMIT_NOFILE, &files);
+    const int descriptors = static_cast<int>(std::min<rlim_t>(files.rlim_cur, INT_MAX));
+    const int room = (descriptors - otherDescriptors) / descriptorsOfTool;
+    m_limit = std::max(std::min(limit, room), 1);
 }
 
 bool JobQueue::add(std::unique_ptr<Job> job)

@@ -18,32 +18,29 @@ QByteArrayList linesOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll().split('\n') : QByteArrayList();
 }
 
-/// @return the value of a line of the process's status; empty when the system does not say
-QByteArray statusOf(pid_t process, const QByteArray &key)
+/// @return the rest of the line of the process's status that begins like this; empty when the
+/// system does not say
+QByteArray statusOf(pid_t process, const QByteArray &begin)
 {
     const QByteArrayList lines = linesOf(u"/proc/%1/status"_s.arg(process));
-    const auto line = std::find_if(lines.begin(), lines.end(), [&key](const QByteArray &text) {
-        return text.startsWith(key + ':');
+    const auto line = std::find_if(lines.begin(), lines.end(), [&begin](const QByteArray &text) {
+        return text.startsWith(begin);
     });
-    return line == lines.end() ? QByteArray() : line->sliced(key.size() + 1).trimmed();
-}
-
-QByteArray hexadecimal(unsigned number)
-{
-    return QByteArray::number(number, 16).rightJustified(2, '0');
+    return line == lines.end() ? QByteArray() : line->sliced(begin.size());
 }
 
 } // namespace
 
 pid_t LockOwner::of(const FileId &file)
 {
-    const QByteArray place = hexadecimal(major(file.device)) + ':' + hexadecimal(minor(file.device))
-                             + ':' + QByteArray::number(quint64(file.inode));
+    const QByteArray place = QString::asprintf("%02x:%02x:%llu", major(file.device),
+                                               minor(file.device), quint64(file.inode))
+                                     .toLatin1();
     for (const QByteArray &line : linesOf(u"/proc/locks"_s)) {
         // As "1: FLOCK  ADVISORY  WRITE 4711 fe:00:1234 0 EOF".
         const QByteArrayList words = line.simplified().split(' ');
-        if (words.size() > 5 && words[1] == "FLOCK" && words[5] == place)
-            return std::max(words[4].toInt(), unknown); // below 0: of another namespace
+        if (words.value(1) == "FLOCK" && words.value(5) == place)
+            return words[4].toInt();
     }
     return unknown;
 }
@@ -62,8 +59,10 @@ bool LockOwner::isThisProcess(const FileId &file, const QByteArray &range)
 
 bool LockOwner::isOuterBuild(pid_t owner)
 {
-    pid_t process = getppid();
-    while (process > 0 && process != owner)
-        process = statusOf(process, "PPid").toInt();
-    return process > 0 && statusOf(process, "Name") == statusOf(getpid(), "Name");
+    for (pid_t process = getppid(); process != unknown;
+         process = statusOf(process, "PPid:\t").toInt()) {
+        if (process == owner)
+            return statusOf(process, "Name:\t") == statusOf(getpid(), "Name:\t");
+    }
+    return false;
 }

@@ -187,9 +187,11 @@ private slots:
         ChildProcess process;
         QCOMPARE(process.start({}, u"/bin/sleep"_s, {"600"}), 0);
         QVERIFY(!process.hasEnded());
+        QVERIFY(Interruption::Target::exist());
         QCOMPARE(kill(process.id(), SIGKILL), 0);
         QTRY_VERIFY(process.hasEnded());
         QCOMPARE(process.wait().kind, ProcessEnd::Kind::Crashed);
+        QVERIFY(!Interruption::Target::exist()); // another one may get its number
     }
 
     void interruptionIsPassedOn()

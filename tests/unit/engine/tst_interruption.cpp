@@ -2,8 +2,10 @@
 
 #include "rows.h"
 #include "testfiles.h"
+#include "testprocess.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 
 #include <fcntl.h>
@@ -45,6 +47,8 @@ private slots:
         QCOMPARE(endOf([number = number, name = name] {
                      Interruption::watch();
                      require(Interruption::signal() == 0);
+                     Interruption::Target target;
+                     target.set(INT_MAX); // no process: telling it fails
                      errno = 77;
                      raise(number);
                      require(errno == 77);
@@ -67,6 +71,20 @@ private slots:
                  -number);
     }
 
+    // As the first process of a container, which no signal of its own ends.
+    void programThatTheSignalDoesNotEndHasItsStatus()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     raise(SIGTERM);
+                     sigset_t all;
+                     sigfillset(&all);
+                     sigprocmask(SIG_BLOCK, &all, nullptr);
+                     Interruption::finish();
+                 }),
+                 128 + SIGTERM);
+    }
+
     void secondSignalEndsAProgramThatRunsNoOther()
     {
         QCOMPARE(endOf([] {
@@ -77,11 +95,26 @@ private slots:
                  -SIGINT);
     }
 
+    // System calls go on after a signal, and its sender is told.
+    void handlerIsAsked()
+    {
+        QCOMPARE(endOf([] {
+                     Interruption::watch();
+                     struct sigaction action = {};
+                     sigaction(SIGTERM, nullptr, &action);
+                     const int flags = SA_RESTART | SA_SIGINFO;
+                     require((action.sa_flags & flags) == flags);
+                 }),
+                 0);
+    }
+
     void ignoredSignalStaysIgnored()
     {
         QCOMPARE(endOf([] {
                      std::signal(SIGHUP, SIG_IGN);
+                     std::signal(SIGXFSZ, SIG_IGN);
                      Interruption::watch();
+                     require(std::signal(SIGXFSZ, SIG_DFL) == SIG_IGN);
                      raise(SIGHUP);
                      require(Interruption::signal() == 0);
                      raise(SIGINT);
@@ -111,6 +144,8 @@ private slots:
                      int ends[2];
                      require(pipe(ends) == 0 && close(ends[0]) == 0);
                      require(write(ends[1], "x", 1) == -1 && errno == EPIPE);
+                     // Programs that it starts would go on ignoring it.
+                     require(std::signal(SIGPIPE, SIG_DFL) != SIG_IGN);
                  }),
                  0);
         QCOMPARE(endOf([] {
@@ -144,9 +179,9 @@ private slots:
                      Interruption::watch();
                      Interruption::Target target;
                      const pid_t child = sleeper();
-                     raise(SIGINT);
+                     raise(SIGHUP);
                      target.set(child);
-                     require(endOfChild(child) == -SIGINT);
+                     require(endOfChild(child) == -SIGHUP);
                  }),
                  0);
     }
@@ -271,21 +306,10 @@ private:
     /// A child that waits for ever, its signals as in a program that was just started.
     static pid_t sleeper(void (*handler)(int) = SIG_DFL)
     {
-        sigset_t all;
-        sigset_t before;
-        sigfillset(&all);
-        sigprocmask(SIG_BLOCK, &all, &before); // until the child is ready
-        const pid_t child = fork();
-        if (child == 0) {
-            alarm(secondsAtMost);
+        return TestProcess::waitingChild([handler] {
             for (const int number : {SIGINT, SIGTERM, SIGHUP})
                 std::signal(number, handler);
-            sigprocmask(SIG_SETMASK, &before, nullptr);
-            for (;;)
-                pause();
-        }
-        sigprocmask(SIG_SETMASK, &before, nullptr);
-        return child;
+        });
     }
 };
 

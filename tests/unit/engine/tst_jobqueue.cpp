@@ -109,8 +109,10 @@ public:
     bool finish() override
     {
         m_events->append(u"finished"_s);
-        return true;
+        return finishes;
     }
+
+    bool finishes = true;
 
 private:
     QStringList m_commands;
@@ -196,6 +198,24 @@ private slots:
         QCOMPARE(m_events.count(u"finished"_s), 26);
     }
 
+    void jobsThatWaitAreBounded()
+    {
+        for (int i = 0; i < 10'100; ++i)
+            QVERIFY(add({u"a1"_s}));
+        QVERIFY(m_runner->started.size() > 2);
+    }
+
+    void runnerOfOneCommandAtATime()
+    {
+        QStringList commands;
+        m_project->setCommandRunner(std::make_unique<FakeRunner>([&](const Command &command) {
+            commands.append(command.displayName);
+            return true;
+        }));
+        QVERIFY(add({u"a1"_s, u"a2"_s}) && add({u"b1"_s}) && queue().finish());
+        QCOMPARE(commands, QStringList({u"a1"_s, u"a2"_s, u"b1"_s}));
+    }
+
     void commandsOfAJobFollowEachOther()
     {
         QVERIFY(add({u"a1"_s, u"a2"_s}) && add({u"b1"_s}) && add({u"c1"_s}));
@@ -229,6 +249,18 @@ private slots:
         QCOMPARE(m_project->errorText(), u"Command exited with status 1"_s);
         QCOMPARE(m_runner->started, QStringList({u"a1"_s, u"b2"_s}));
         QCOMPARE(m_project->shown, QStringList({u"a1 starts"_s, u"b2 starts"_s}));
+    }
+
+    void jobThatCannotBeFinishedIsAFailure()
+    {
+        auto job = std::make_unique<NamedJob>(QStringList{u"a1"_s}, QStringList(), &m_events);
+        job->finishes = false;
+        m_project->raiseError(u"Cannot finish"_s);
+        QVERIFY(queue().add(std::move(job)));
+        m_runner->end(u"a1"_s);
+        QVERIFY(!add({u"b1"_s}));
+        QVERIFY(!queue().finish());
+        QCOMPARE(m_project->errorText(), u"Cannot finish"_s);
     }
 
     void failureStopsOtherJobsWhereTheyAre()
@@ -289,6 +321,9 @@ private slots:
         QCOMPARE(m_runner->running.size(), 1);
         queue().awaitOutputsIn(world.path() + u"/."_s);
         QCOMPARE(m_runner->running.size(), 0);
+        QVERIFY(queue().finish() && add({u"b1"_s}));
+        queue().awaitOutputsIn(world.path()); // nobody writes there any longer
+        QCOMPARE(m_runner->running.size(), 1);
     }
 
     void lostOutputIsAFailure()
