@@ -3,6 +3,10 @@
 #include "rows.h"
 #include "testfiles.h"
 
+#include <array>
+
+#include <sys/wait.h>
+
 using namespace Qt::StringLiterals;
 
 class TestProject : public QObject
@@ -82,6 +86,60 @@ private slots:
         project.raiseError(u"old"_s);
         QVERIFY(project.run(Project::Operation::CleanFirmwareFolder));
         QCOMPARE(project.errorText(), QString());
+    }
+
+    void inputsAreLookedAtAgainAfterACommand()
+    {
+        m_spec.languages = QStringList{u"de"_s};
+        const QString texts = path(u"translations/de.ts"_s);
+        QVERIFY(TestFiles::write(texts) && TestFiles::write(path(u"new"_s)));
+        QVERIFY(QFile::link(texts, path(u"link"_s)));
+        RecordingProject project(m_spec);
+        const auto isInput = [&] {
+            return !project.checkNoInput(path(u"link"_s), FileStatus::of(path(u"link"_s)));
+        };
+        QVERIFY(isInput());
+        project.setCommandRunner(std::make_unique<FakeRunner>([&](const Command & /*command*/) {
+            return QFile::remove(texts) && QFile::rename(path(u"new"_s), texts);
+        }));
+        QVERIFY(project.runTool(u"tool"_s, {}, 0));
+        QVERIFY(isInput());
+    }
+
+    void objectDirectoryThatCannotBeMade()
+    {
+        m_spec.objectDirectory = u"missing"_s;
+        RecordingProject project(m_spec);
+        QVERIFY(!project.claimObjectDirectory([] { return false; }));
+    }
+
+    void waitingIsSaidOnce()
+    {
+        m_spec.mtd16 = {1};
+        m_spec.mtd16Header.value = path(u"made/h"_s);
+        m_spec.mtd16Lua.value = path(u"made/l"_s);
+        std::array<int, 2> claimed{};
+        QCOMPARE(pipe(claimed.data()), 0);
+        useconds_t time = 0;
+        for (const QString &note : {u"made/.h.unfinished"_s, u"made/.l.unfinished"_s}) {
+            QVERIFY(TestFiles::write(path(note)));
+            time += 400'000;
+            if (fork() == 0) {
+                BuildLock claim;
+                claim.acquireFile(path(note), {});
+                const bool isTold = write(claimed[1], "", 1) == 1;
+                usleep(time);
+                _exit(isTold ? 0 : 1);
+            }
+            char byte = 0;
+            QCOMPARE(read(claimed[0], &byte, 1), 1);
+        }
+        RecordingProject project(m_spec);
+        bool rebuildAll = false;
+        QVERIFY(project.recoverFromKill(&rebuildAll));
+        QCOMPARE(project.messages, QStringList{u"Waiting for another build"_s});
+        while (wait(nullptr) > 0)
+            ;
     }
 
     void temporaryFileIsFreed()
