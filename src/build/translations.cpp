@@ -53,7 +53,7 @@ public:
         m_project->outputsEnded(&m_chain, {m_target}, result);
     }
 
-    bool finish() override { return m_chain.input.isEmpty() || m_project->endOutputs(&m_chain); }
+    bool finish() override { return m_chain.input.isEmpty() || m_project->endOutputs(m_chain); }
 
 private:
     Project *m_project;

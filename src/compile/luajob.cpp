@@ -112,5 +112,5 @@ void LuaJob::ended(const CommandResult &result)
 
 bool LuaJob::finish()
 {
-    return m_chain.outputs.isEmpty() || m_project->endOutputs(&m_chain);
+    return m_chain.outputs.isEmpty() || m_project->endOutputs(m_chain);
 }

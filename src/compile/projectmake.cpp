@@ -243,7 +243,7 @@ std::optional<QString> ProjectMake::copy(const File &source, const Destination &
         m_project->raiseError(u"Cannot write %1"_s.arg(path));
         return {};
     }
-    if (!m_project->endOutputs(&chain))
+    if (!m_project->endOutputs(chain))
         return {};
     return path;
 }

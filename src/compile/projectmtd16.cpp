@@ -43,7 +43,7 @@ bool ProjectMtd16::compile()
             ok
             && m_project->makeOutputs(&chain, requested,
                                       m_project->toolCommand(u"ztmkmtd"_s, arguments, verbosity));
-    if (m_project->endOutputs(&chain) && isMade)
+    if (m_project->endOutputs(chain) && isMade)
         return true;
     errorString = m_project->errorText();
     return false;

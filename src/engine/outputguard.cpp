@@ -132,7 +132,7 @@ bool OutputGuard::removeUnfinished(const QStringList &outputs, bool *isTorn, QSt
 
 bool OutputGuard::isLeftOver(const FileStatus &output) const
 {
-    return m_note && m_note->allSince() && output.modified() < *m_note->allSince();
+    return m_note && output.modified() < m_note->allSince();
 }
 
 bool OutputGuard::writeNote(QString *error)
@@ -194,16 +194,16 @@ bool OutputGuard::noteOutputs(const QStringList &outputs, QString *error)
     return !isNoted || writeNote(error);
 }
 
-void OutputGuard::finish(OutputChain *chain)
+void OutputGuard::finish(const OutputChain &chain)
 {
     if (Rehearsal::isOn()) {
-        for (const QString &output : std::as_const(chain->outputs))
+        for (const QString &output : chain.outputs)
             Rehearsal::make(output);
         return;
     }
-    if (oldestEdit(*chain))
+    if (oldestEdit(chain))
         return;
-    for (const QString &output : std::as_const(chain->outputs))
+    for (const QString &output : chain.outputs)
         m_unfinished.removeOne(nameInNote(output));
 }
 
@@ -233,19 +233,16 @@ bool OutputGuard::forget(const QString &output, QString *error)
     return outsideNote.empty() || outsideNote.mapped().end(error);
 }
 
-bool OutputGuard::end(OutputChain *chain, QString *error)
+bool OutputGuard::end(const OutputChain &chain, QString *error)
 {
-    if (Rehearsal::isOn()) {
-        chain->outputs.clear();
+    if (Rehearsal::isOn())
         return true;
-    }
     bool ok = true;
-    const std::optional<FileTime> oldest = oldestEdit(*chain);
-    for (const QString &output : std::as_const(chain->outputs)) {
+    const std::optional<FileTime> oldest = oldestEdit(chain);
+    for (const QString &output : chain.outputs) {
         if (!oldest || makeOlder(output, *oldest))
             ok &= forget(output, error);
     }
-    chain->outputs.clear();
     // When this fails, the note names too much, and more than necessary is built next time.
     QString ignored;
     if (note().isWritten())
@@ -258,7 +255,8 @@ bool OutputGuard::end(OutputChain *chain, QString *error)
 std::optional<FileTime> OutputGuard::oldestEdit(const OutputChain &chain) const
 {
     std::optional<FileTime> oldest;
-    const auto compare = [&oldest](const FileStatus &before, const FileStatus &now) {
+    const auto compare = [&oldest](const FileStatus &before, const QString &path) {
+        const FileStatus now = FileStatus::of(path);
         if (!before.exists() || !now.exists())
             return;
         if (before.modified() < now.modified() || now.modified() < before.modified())
@@ -267,9 +265,9 @@ std::optional<FileTime> OutputGuard::oldestEdit(const OutputChain &chain) const
     };
     if (chain.outputs.isEmpty())
         return oldest;
-    compare(chain.inputStatus, FileStatus::of(chain.input));
+    compare(chain.inputStatus, chain.input);
     if (chain.dependsOnProjectFile && m_projectFileTime.isValid())
-        compare(*m_projectFile, FileStatus::of(m_spec.projectFile));
+        compare(*m_projectFile, m_spec.projectFile);
     return oldest;
 }
 
@@ -283,10 +281,10 @@ void OutputGuard::close(bool operationSucceeded)
         QStringList others = m_unfinished;
         for (const FailedOutput &output : std::as_const(m_failed))
             others.removeOne(nameInNote(output.path));
-        if (isOnDisk && !isRestLeft && others.isEmpty() && !Rehearsal::isOn()) {
-            if (!m_directories.isEmpty())
-                DiskSync::fileSystemsOf(m_directories.values());
-            m_isNoteOfOrphans = !m_unfinished.isEmpty();
+        const bool isObsolete = isOnDisk && !isRestLeft && others.isEmpty() && !Rehearsal::isOn();
+        m_isNoteOfOrphans = isObsolete && !m_unfinished.isEmpty();
+        if (isObsolete) {
+            DiskSync::fileSystemsOf(m_directories.values());
             if (!m_isNoteOfOrphans)
                 m_note->remove();
         }
@@ -294,7 +292,6 @@ void OutputGuard::close(bool operationSucceeded)
     }
     m_isNoteLeft = m_isRestInherited = false;
     m_unfinished.clear();
-    m_directories.clear();
 }
 
 void OutputGuard::forgetOrphans()
@@ -307,7 +304,6 @@ void OutputGuard::forgetOrphans()
         else
             areUndone = false;
     }
-    if (std::exchange(m_isNoteOfOrphans, false) && areUndone)
+    if (m_isNoteOfOrphans && areUndone)
         note().remove();
-    m_note.reset();
 }

@@ -67,13 +67,13 @@ public:
     bool begin(OutputChain *chain, const QStringList &outputs, QString *error);
     /// To be called when those outputs are complete. If the input was edited meanwhile, their times
     /// are set back, but only at the end of the chain, so that its later steps see them as new.
-    void finish(OutputChain *chain);
+    void finish(const OutputChain &chain);
     /// To be called when those outputs could not be made.
     void fail(OutputChain *chain, const QStringList &outputs);
     /// To be called at the end of every chain.
     /// @return false with the reason in @p error when a note outside the object directory stays,
     /// which would get into the image
-    bool end(OutputChain *chain, QString *error);
+    bool end(const OutputChain &chain, QString *error);
 
     /// To be called at the end of an operation.
     void close(bool operationSucceeded);

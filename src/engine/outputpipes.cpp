@@ -20,18 +20,12 @@ bool isOutputAlsoError()
 {
     struct stat output = {};
     struct stat error = {};
-    return fstat(STDOUT_FILENO, &output) == 0 && fstat(STDERR_FILENO, &error) == 0
-           && output.st_dev == error.st_dev && output.st_ino == error.st_ino;
+    fstat(STDOUT_FILENO, &output);
+    fstat(STDERR_FILENO, &error);
+    return output.st_dev == error.st_dev && output.st_ino == error.st_ino;
 }
 
 } // namespace
-
-OutputPipes::~OutputPipes()
-{
-    closeWriteEnds();
-    for (int &descriptor : m_readEnds)
-        closeDescriptor(&descriptor);
-}
 
 int OutputPipes::open()
 {
@@ -56,26 +50,33 @@ void OutputPipes::closeWriteEnds()
         closeDescriptor(&descriptor);
 }
 
+void OutputPipes::close()
+{
+    closeWriteEnds();
+    for (int &descriptor : m_readEnds)
+        closeDescriptor(&descriptor);
+}
+
 void OutputPipes::appendTo(std::vector<pollfd> *descriptors) const
 {
     for (const int descriptor : m_readEnds) {
         if (descriptor >= 0)
-            descriptors->push_back({descriptor, POLLIN, 0});
+            descriptors->push_back({descriptor, POLLIN, {}});
     }
 }
 
 void OutputPipes::read(CommandListener *listener)
 {
     std::array<char, 65'536> buffer;
-    for (size_t i = 0; i < m_readEnds.size(); ++i) {
-        while (m_readEnds[i] >= 0) {
-            const ssize_t count = ::read(m_readEnds[i], buffer.data(), buffer.size());
+    for (const OutputStream stream : {OutputStream::Output, OutputStream::Error}) {
+        int &descriptor = m_readEnds[static_cast<size_t>(stream)];
+        while (descriptor >= 0) {
+            const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
             if (count > 0) {
-                listener->output(i == 0 ? OutputStream::Output : OutputStream::Error,
-                                 {buffer.data(), count});
+                listener->output(stream, {buffer.data(), count});
             } else if (count == 0 || errno != EINTR) {
                 if (count == 0 || errno != EAGAIN)
-                    closeDescriptor(&m_readEnds[i]);
+                    closeDescriptor(&descriptor);
                 break;
             }
         }
@@ -88,13 +89,13 @@ int writeOutput(OutputStream stream, QByteArrayView text)
     while (!text.isEmpty()) {
         // Not to be deaf to signals while a reader does not read: a write of so little does not
         // block once there is room.
-        pollfd room{descriptor, POLLOUT, 0};
+        pollfd room{descriptor, POLLOUT, {}};
         const bool isInterrupted = Interruption::signal() != 0;
         const int ready = poll(&room, 1, isInterrupted ? 0 : -1);
-        if (ready == 0)
-            return EINTR;
         if (ready < 0)
             continue;
+        if (ready == 0)
+            return EINTR;
         const auto size = std::min<qsizetype>(text.size(), PIPE_BUF);
         const ssize_t count = write(descriptor, text.data(), static_cast<size_t>(size));
         if (count >= 0)

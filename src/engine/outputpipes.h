@@ -15,7 +15,7 @@ class OutputPipes
 {
 public:
     OutputPipes() = default;
-    ~OutputPipes();
+    ~OutputPipes() { close(); }
     OutputPipes(const OutputPipes &) = delete;
     OutputPipes &operator=(const OutputPipes &) = delete;
 
@@ -25,6 +25,7 @@ public:
     /// The ends for the program; they have to be closed here when it has started.
     OutputStreams writeEnds() const { return {m_writeEnds[0], m_writeEnds[1]}; }
     void closeWriteEnds();
+    void close();
 
     /// Adds what tells that there is something to read: count() entries.
     void appendTo(std::vector<pollfd> *descriptors) const;

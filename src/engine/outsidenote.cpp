@@ -19,12 +19,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// @return whether the file may be a note; also when there is none
-bool mayBeNote(const QByteArray &path, bool *exists)
+enum class Place { Free, Note, Taken };
+
+/// @return what is where a note can be
+Place placeOf(const QByteArray &path)
 {
     struct stat data = {};
-    *exists = lstat(path.constData(), &data) == 0;
-    return !*exists || (S_ISREG(data.st_mode) && data.st_size == 0);
+    if (lstat(path.constData(), &data) != 0)
+        return Place::Free;
+    return S_ISREG(data.st_mode) && data.st_size == 0 ? Place::Note : Place::Taken;
 }
 
 } // namespace
@@ -54,8 +57,7 @@ BuildLock::Result OutsideNote::beginAt(const QString &path, const std::function<
     BuildLock::Result result = BuildLock::Result::Missing;
     // Another build may take it away before the claim is had.
     while (result == BuildLock::Result::Missing) {
-        bool exists = false;
-        if (!mayBeNote(name, &exists))
+        if (placeOf(name) == Place::Taken)
             return result;
         const int note =
                 ::open(name.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
@@ -67,9 +69,8 @@ BuildLock::Result OutsideNote::beginAt(const QString &path, const std::function<
     if (!BuildLock::errorText(result, path).isEmpty())
         return result;
     m_path = path;
-    m_id = FileStatus::of(path).id();
-    if (m_claim.descriptor() >= 0)
-        DiskSync::file(m_claim.descriptor());
+    m_note = FileStatus::of(path);
+    DiskSync::file(m_claim.descriptor());
     DiskSync::directory(QFileInfo(path).path());
     return result;
 }
@@ -85,7 +86,6 @@ bool OutsideNote::end(QString *error)
     }
     const bool isGone = unlink(QFile::encodeName(m_path).constData()) == 0 || errno == ENOENT
                         || errno == ENOTDIR;
-    m_claim.release();
     if (!isGone)
         *error = u"Cannot delete %1"_s.arg(m_path);
     return isGone;
@@ -101,8 +101,7 @@ bool OutsideNote::recoverAt(const QString &path, const std::function<void()> &on
                             QString *error)
 {
     const QByteArray name = QFile::encodeName(path);
-    bool exists = false;
-    if (!mayBeNote(name, &exists) || !exists)
+    if (placeOf(name) != Place::Note)
         return true;
     BuildLock claim;
     if (!Rehearsal::isOn()) {
@@ -125,7 +124,6 @@ bool OutsideNote::recoverAt(const QString &path, const std::function<void()> &on
 bool OutsideNote::isSameAs(const OutsideNote &made) const
 {
     return std::any_of(m_paths.cbegin(), m_paths.cend(), [&made](const QString &path) {
-        const FileStatus note = FileStatus::of(path);
-        return note.exists() && note.id() == made.m_id;
+        return FileStatus::of(path).isSameFileAs(made.m_note);
     });
 }

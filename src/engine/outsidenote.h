@@ -41,6 +41,6 @@ private:
     QString m_output;
     QStringList m_paths; ///< where the note can be
     QString m_path;      ///< where it is
-    FileId m_id;
+    FileStatus m_note;
     BuildLock m_claim;
 };

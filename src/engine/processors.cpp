@@ -2,11 +2,9 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 
 #include <algorithm>
-#include <vector>
-
-#include <sched.h>
 
 using namespace Qt::StringLiterals;
 
@@ -36,19 +34,6 @@ int quotaOf(const QString &directory)
                       contentOf(directory + u"/cpu.cfs_period_us"_s).trimmed());
 }
 
-int allowedProcessors()
-{
-    // A machine may have more than fit into a fixed set.
-    for (int size = 1'024; size <= 1 << 20; size *= 2) {
-        std::vector<unsigned long> words(static_cast<size_t>(size) / (8 * sizeof(unsigned long)));
-        const size_t bytes = words.size() * sizeof(unsigned long);
-        auto *set = reinterpret_cast<cpu_set_t *>(words.data());
-        if (sched_getaffinity(0, bytes, set) == 0)
-            return CPU_COUNT_S(bytes, set);
-    }
-    return 1;
-}
-
 } // namespace
 
 int processorQuota(const QString &groupRoot, const QString &group)
@@ -65,7 +50,7 @@ int processorQuota(const QString &groupRoot, const QString &group)
 
 int availableProcessors()
 {
-    int count = allowedProcessors();
+    int count = QThread::idealThreadCount(); // those that this process may use
     // Lines of "number:controllers:path"; version 2 has no controllers and number 0.
     const QByteArrayList groups = contentOf(u"/proc/self/cgroup"_s).split('\n');
     for (const QByteArray &line : groups) {

@@ -99,7 +99,7 @@ void Project::outputsEnded(OutputChain *chain, const QStringList &outputs,
                            const CommandResult &result)
 {
     if (result.isFinished)
-        m_outputGuard.finish(chain);
+        m_outputGuard.finish(*chain);
     else
         failOutputs(chain, outputs);
 }
@@ -117,7 +117,7 @@ void Project::failOutputs(OutputChain *chain, const QStringList &outputs)
     m_outputGuard.fail(chain, outputs);
 }
 
-bool Project::endOutputs(OutputChain *chain)
+bool Project::endOutputs(const OutputChain &chain)
 {
     QString error;
     return m_outputGuard.end(chain, &error) || raiseError(error);

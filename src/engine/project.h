@@ -117,7 +117,7 @@ public:
 
     /// To be called at the end of every chain.
     /// @return false with the error text set when the next build would not know that it has ended
-    bool endOutputs(OutputChain *chain);
+    bool endOutputs(const OutputChain &chain);
 
     /// @return whether an interrupted build was to make @p output anew, and did not
     bool isLeftOver(const FileStatus &output) const { return m_outputGuard.isLeftOver(output); }

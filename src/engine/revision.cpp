@@ -23,7 +23,6 @@ QString workingCopyRevision(const QString &directory)
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
     Interruption::Target target;
     process.start(u"svnversion"_s, {QDir::toNativeSeparators(directory)});
     target.set(static_cast<pid_t>(process.processId()));

@@ -71,7 +71,7 @@ struct RunningTool
     ResponseFile responseFile;
     QByteArrayList arguments = {};
     ChildProcess process = {};
-    std::optional<OutputPipes> pipes = {};
+    OutputPipes pipes = {};
     bool isRunning = false;
     int descriptor = -1; ///< readable when the process has ended
     std::optional<CommandResult> result = {};
@@ -134,19 +134,18 @@ void ToolRunner::start(const Command &command, CommandListener *listener)
 
 void ToolRunner::launch(RunningTool *tool)
 {
-    tool->pipes.emplace();
-    int error = tool->pipes->open();
+    int error = tool->pipes.open();
     if (error == 0) {
         error = tool->process.start(tool->command.workDir, tool->command.program, tool->arguments,
-                                    tool->pipes->writeEnds());
+                                    tool->pipes.writeEnds());
     }
-    tool->pipes->closeWriteEnds();
+    tool->pipes.closeWriteEnds();
     if (error == 0) {
         tool->isRunning = true;
         tool->descriptor = static_cast<int>(syscall(SYS_pidfd_open, tool->process.id(), 0));
         return;
     }
-    tool->pipes.reset();
+    tool->pipes.close();
     const bool isAlone = std::none_of(m_tools.begin(), m_tools.end(),
                                       [](const RunningTool &other) { return other.isRunning; });
     if (isShortage(error) && !isAlone)
@@ -159,24 +158,21 @@ void ToolRunner::launch(RunningTool *tool)
 void ToolRunner::wait(bool blocks)
 {
     poll(blocks);
-    std::list<RunningTool> ended;
-    for (auto tool = m_tools.begin(); tool != m_tools.end();) {
-        const auto current = tool++;
-        if (current->result)
-            ended.splice(ended.end(), m_tools, current);
+    std::vector<std::pair<CommandListener *, CommandResult>> ended;
+    for (const RunningTool &tool : m_tools) {
+        if (tool.result)
+            ended.emplace_back(tool.listener, *tool.result);
     }
     if (ended.empty())
         return;
+    // What they had open is there for those that wait.
+    m_tools.remove_if([](const RunningTool &tool) { return tool.result.has_value(); });
     for (RunningTool &tool : m_tools) {
-        if (!tool.isRunning && !tool.result)
+        if (!tool.isRunning)
             launch(&tool);
     }
-    while (!ended.empty()) {
-        CommandListener *const listener = ended.front().listener;
-        const CommandResult result = *ended.front().result;
-        ended.pop_front();
+    for (const auto &[listener, result] : ended)
         listener->ended(result); // which may start the next command
-    }
 }
 
 /// Reads what the programs print, and sees which ones have ended.
@@ -189,28 +185,25 @@ void ToolRunner::poll(bool blocks)
             timeout = 0;
         if (!tool.isRunning)
             continue;
-        m_descriptors.push_back({tool.descriptor, POLLIN, 0});
-        tool.pipes->appendTo(&m_descriptors);
+        m_descriptors.push_back({tool.descriptor, POLLIN, {}});
+        tool.pipes.appendTo(&m_descriptors);
         if (tool.descriptor < 0 && timeout != 0)
             timeout = blindInterval;
     }
-    if (::poll(m_descriptors.data(), m_descriptors.size(), timeout) <= 0 && timeout < 0)
-        return; // a signal
+    ::poll(m_descriptors.data(), m_descriptors.size(), timeout); // a signal ends it, too
     auto descriptor = m_descriptors.cbegin();
     for (RunningTool &tool : m_tools) {
         if (!tool.isRunning)
             continue;
         const bool hasEnded =
                 tool.descriptor < 0 ? tool.process.hasEnded() : descriptor->revents != 0;
-        const auto end = ++descriptor + tool.pipes->count();
+        const auto end = ++descriptor + tool.pipes.count();
         const bool hasPrinted =
                 std::any_of(descriptor, end, [](const pollfd &one) { return one.revents != 0; });
         descriptor = end;
         if (hasEnded || hasPrinted)
-            tool.pipes->read(tool.listener);
-        if (hasEnded) {
+            tool.pipes.read(tool.listener);
+        if (hasEnded)
             tool.result = resultOf(tool.process.wait());
-            tool.isRunning = false;
-        }
     }
 }

@@ -27,7 +27,7 @@ QByteArray bootId()
 {
     static const QByteArray id = [] {
         QFile file(u"/proc/sys/kernel/random/boot_id"_s);
-        return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed() : "unknown"_ba;
+        return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed() : QByteArray();
     }();
     return id;
 }
@@ -58,14 +58,15 @@ bool replace(const QByteArray &file, const QByteArray &path)
 bool isOwnSmallFile(int descriptor)
 {
     struct stat data = {};
-    return fstat(descriptor, &data) == 0 && S_ISREG(data.st_mode) && data.st_uid == geteuid()
-           && data.st_nlink == 1 && data.st_size <= maximumSize;
+    fstat(descriptor, &data);
+    return S_ISREG(data.st_mode) && data.st_uid == geteuid() && data.st_nlink == 1
+           && data.st_size <= maximumSize;
 }
 
 } // namespace
 
 UnfinishedNote::UnfinishedNote(const QString &objectDirectory)
-    : m_directory(objectDirectory.isEmpty() ? u"."_s : objectDirectory),
+    : m_directory(objectDirectory),
       m_path(Tools::ensureDirectorySeparator(m_directory) + u".unfinished"_s)
 {
 }
@@ -102,7 +103,7 @@ bool UnfinishedNote::parse(const QByteArray &text)
 {
     const qsizetype lineEnd = text.indexOf('\n');
     const QByteArrayList words = text.left(lineEnd).split(' ');
-    if (lineEnd < 0 || words.size() != 4 || words[0] != formatWord || words[1] != bootId())
+    if (words.size() != 4 || words[0] != formatWord || words[1] != bootId())
         return false;
     if (words[2] != "-")
         m_allSince = FileTime{words[2].toLongLong(), words[3].toLongLong()};

@@ -94,19 +94,43 @@ private slots:
 
     void processThatCannotBeStarted_data()
     {
-        Rows<QByteArray, QByteArray> row; // error, what it says about itself
-        row("no memory", "ENOMEM", "Cannot start a process: Cannot allocate memory");
-        row("too many", "EAGAIN", "Cannot start a process: Resource temporarily unavailable");
-        row("no right", "EACCES", {});
+        // Error, what it says about itself, and which program it is. The second can run in a job.
+        Rows<QByteArray, QByteArray, int> row;
+        for (const int program : {1, 2}) {
+            const QByteArray number = ", " + QByteArray::number(program);
+            row("no memory" + number, "ENOMEM", "Cannot start a process: Cannot allocate memory",
+                program);
+            row("too many" + number, "EAGAIN",
+                "Cannot start a process: Resource temporarily unavailable", program);
+            row("no right" + number, "EACCES", {}, program);
+        }
     }
     void processThatCannotBeStarted()
     {
-        const auto [error, reason] = fetch<QByteArray, QByteArray>();
+        const auto [error, reason, program] = fetch<QByteArray, QByteArray, int>();
         FaultyProject project;
-        const FaultyRun run = project.run("start", error, 1);
+        const FaultyRun run = project.run("start", error, program);
         QCOMPARE(run.result.status, 1);
         SAME(run.result.err, (reason.isEmpty() ? "" : "[ztmake] " + reason + '\n')
-                                     + "[ztmake] Command failed to run: $W/sdk/bin/ztmkmtd\n");
+                                     + "[ztmake] Command failed to run: $W/sdk/bin/"
+                                     + (program == 1 ? "ztmkmtd\n" : "ztlpp\n"));
+    }
+
+    void responseFileThatCannotBeClosed()
+    {
+        FaultyProject project;
+        project.save();
+        static const QRegularExpression message(
+                u"^\\[ztmake\\] Error writing \\S+/args\\.\\w{6}: Input/output error\\n$"_s);
+        for (int number = 1;; ++number) {
+            project.restore();
+            const FaultyRun run = project.run("close", "EIO", number);
+            QVERIFY2(run.count >= number, "no call was made for a response file");
+            if (message.match(QString::fromUtf8(run.result.err)).hasMatch()) {
+                QCOMPARE(run.result.status, 1);
+                return;
+            }
+        }
     }
 
     void svnversionThatCannotBeStarted()

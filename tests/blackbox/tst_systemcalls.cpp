@@ -16,14 +16,15 @@ struct Counts
     int stats, accesses, directories, opens, syncs;
 };
 
-Counts countsOf(World *world, const QByteArray &sync = "1")
+Counts countsOf(World *world, const QByteArray &sync = "1",
+                const QByteArrayList &calls = {"ztmkromfs"})
 {
     world->setVariable("ZTMAKE_SYNC", sync);
     world->setVariable("LD_PRELOAD", COUNTCALLS_LIBRARY);
     world->setVariable("COUNTCALLS_LOG", world->path("counts"));
     const Result result = world->run({"-q"});
     require(result.status == 0 && result.err.isEmpty(), "build", result.err);
-    require(result.calls.size() == 1, "see that the image alone is made", {});
+    require(names(result) == calls, "see what is made", names(result).join(' '));
     const QByteArrayList counts = world->read("counts").simplified().split(' ');
     require(counts.size() == 5, "read the counts", {});
     return {counts[0].toInt(), counts[1].toInt(), counts[2].toInt(), counts[3].toInt(),
@@ -68,6 +69,14 @@ private slots:
         }
         // The note, its folder, and the file system of the outputs.
         QCOMPARE(syncs, QList<int>({3, 3, 0}));
+    }
+
+    void buildWaitsForTheDiskForAnOutputElsewhere()
+    {
+        World world(demo, "<MTD16 Enabled=\"1\"><Header>h</Header><Lua>h</Lua></MTD16>");
+        world.write("project/demo.mtdef");
+        // The note and its folder, and then the same for the output.
+        QCOMPARE(countsOf(&world, "1", {"ztmkmtd"}).syncs, 4);
     }
 };
 

@@ -146,10 +146,10 @@ private slots:
         World world(demo, tree() + process(noPreprocess + noCompile));
         for (int i = 0; i < 5; ++i)
             world.write("project/root/" + QByteArray::number(i) + ".lua");
-        world.write("project/root/x\n--merge\n/\\path.lua");
+        world.write("project/root/x\r\n--merge\n/\\path.lua");
         const Result result = world.run({"-q"});
         QCOMPARE(result.status, 1);
-        SAME(result.err, "[ztmake] Argument with a line break: x\\n--merge\\n/\\\\path.lua\n");
+        SAME(result.err, "[ztmake] Argument with a line break: x\\r\\n--merge\\n/\\\\path.lua\n");
         QCOMPARE(result.calls.size(), 0);
         QCOMPARE(world.tree("project/obj").count("args."), 0);
     }

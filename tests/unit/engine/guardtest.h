@@ -44,14 +44,14 @@ protected:
         const bool isFinished = work();
         if (!isFinished)
             m_project->failOutputs(&chain, outputs);
-        m_project->endOutputs(&chain);
+        m_project->endOutputs(chain);
         return isFinished;
     }
     bool runTool(OutputChain chain)
     {
         const QStringList outputs = std::exchange(chain.outputs, {});
         const bool ok = m_project->makeOutputs(&chain, outputs, {u"tool"_s, toolPath(), outputs});
-        m_project->endOutputs(&chain);
+        m_project->endOutputs(chain);
         return ok;
     }
     OutputChain step(const QStringList &outputs) const

@@ -39,6 +39,7 @@ private slots:
             return true;
         }));
         QVERIFY(!called);
+        QVERIFY(!runTool(step({u"obj/a"_s})));
         QCOMPARE(m_project->errorText(), u"Error writing %1: Directory not empty"_s.arg(marker()));
         QCOMPARE(TestFiles::read(path(u"obj/a"_s)), "old"_ba);
     }
@@ -136,6 +137,29 @@ private slots:
         QCOMPARE(time(u"obj/a"_s), 2'000);
     }
 
+    // Not every file system keeps an older time than this one.
+    void inputOfTheOldestTime()
+    {
+        QVERIFY(TestFiles::setModified(input(), {INT_MIN + 1, 0}));
+        QVERIFY(make(step({u"obj/a"_s}), [&] {
+            return write(u"obj/a"_s, 2'000) && TestFiles::setModified(input(), {INT_MIN, 0});
+        }));
+        QVERIFY(needRebuild(input(), path(u"obj/a"_s)));
+    }
+
+    void finishedOutputStaysNotedWhenItsInputIsEdited()
+    {
+        for (const bool isEdited : {false, true}) {
+            OutputChain chain = step({});
+            QVERIFY(m_project->beginOutputs(&chain, {path(u"obj/a"_s)}));
+            QVERIFY(!isEdited || TestFiles::setModified(input(), {1'500, 0}));
+            m_project->outputsEnded(&chain, {path(u"obj/a"_s)}, {.isFinished = true});
+            QVERIFY(m_project->beginOutputs(&chain, {path(u"obj/b"_s)}));
+            QVERIFY(TestFiles::read(marker()).endsWith(isEdited ? "\na\0b\0\n"_ba : "\nb\0\n"_ba));
+            m_project->endOutputs(chain);
+        }
+    }
+
     void projectFileThatChangesMeanwhile_data()
     {
         Rows<bool, qint64, bool> row; // depends, edited (microseconds; it had 5,000,600), outdated
@@ -206,6 +230,38 @@ private slots:
         makeAsOrdinaryUser(failed);
         QVERIFY(QFile::exists(path(u"obj/a"_s)));
         QVERIFY(TestFiles::read(marker()).endsWith(" - -\na\0\n"_ba));
+    }
+
+    void outputThatIsWrittenAfterAFailureIsUndone_data()
+    {
+        Rows<bool> row; // can be undone
+        row("own file", true);
+        row("somebody else's", false);
+    }
+
+    void outputThatIsWrittenAfterAFailureIsUndone()
+    {
+        const auto [isOwn] = fetch<bool>();
+        if (geteuid() != 0)
+            QSKIP("Only root can give a file away.");
+        QVERIFY(openDirectories());
+        QVERIFY(chmod(QFile::encodeName(path(u"obj"_s)).constData(), 01777) == 0);
+        OutputGuard guard(m_spec, [] {});
+        {
+            const OrdinaryUser user;
+            OutputChain chain = step({});
+            QString error;
+            QVERIFY(guard.begin(&chain, {path(u"obj/a"_s)}, &error));
+            guard.fail(&chain, {path(u"obj/a"_s)});
+            guard.close(false);
+            QVERIFY(!isOwn || write(u"obj/a"_s, 2'000));
+        }
+        QVERIFY(isOwn || write(u"obj/a"_s, 2'000));
+        QVERIFY(QFile::exists(marker()));
+        const OrdinaryUser user;
+        guard.forgetOrphans();
+        QCOMPARE(QFile::exists(path(u"obj/a"_s)), !isOwn);
+        QCOMPARE(QFile::exists(marker()), !isOwn);
     }
 
 private:

@@ -31,6 +31,7 @@ private slots:
             {{u"a/cpu.max"_s, "800000 100000\n"}, {u"a/b/cpu.max"_s, "200000 100000\n"}}, u"/a/b"_s,
             2);
         row("of the root", {{u"cpu.max"_s, "400000 100000\n"}}, u"/"_s, 4);
+        row("above, of the root", {{u"cpu.max"_s, "400000 100000\n"}}, u"/a"_s, 4);
         row("version 1",
             {{u"a/cpu.cfs_quota_us"_s, "250000\n"}, {u"a/cpu.cfs_period_us"_s, "100000\n"}},
             u"/a"_s, 3);

@@ -100,6 +100,13 @@ private slots:
         QCOMPARE(project.errorText(), u"Cannot write %1"_s.arg(texts));
     }
 
+    void objectDirectoryThatCannotBeMade()
+    {
+        m_spec.objectDirectory = u"missing"_s;
+        RecordingProject project(m_spec);
+        QVERIFY(!project.claimObjectDirectory([] { return false; }));
+    }
+
     void temporaryFileIsFreed()
     {
         RecordingProject project(m_spec);

@@ -53,11 +53,13 @@ private slots:
     void nothingIsMadeAfterAnInterruption()
     {
         QVERIFY(write(u"obj/a"_s, 2'000));
+        installTool("");
         QCOMPARE(TestProcess::inChild([&] {
                      Interruption::watch();
                      raise(SIGHUP);
                      bool called = false;
                      return !make(step({u"obj/a"_s}), [&] { return called = true; }) && !called
+                            && !m_project->runTool(u"tool"_s, {}, 0) && !makeImage()
                             && m_project->errorText() == u"Interrupted by SIGHUP"_s;
                  }),
                  0);
@@ -72,6 +74,8 @@ private slots:
         QVERIFY(m_project->recoverFromKill(&rebuildAll));
         QVERIFY(!rebuildAll);
         QCOMPARE(objects(), QStringList{u"sub"_s});
+        m_project.reset();
+        QVERIFY(!QFile::exists(marker()));
     }
 
     void recoveryFromATornFileBuildsAll()
@@ -80,6 +84,22 @@ private slots:
         bool rebuildAll = false;
         QVERIFY(m_project->recoverFromKill(&rebuildAll));
         QVERIFY(rebuildAll);
+        m_project.reset();
+        QVERIFY(QFile::exists(marker()));
+    }
+
+    void operationThatStopsHalfWayIsRecoveredFromByTheNext()
+    {
+        OutputGuard guard(m_spec, [] {});
+        OutputChain chain = step({});
+        QString error;
+        QVERIFY(guard.begin(&chain, {path(u"obj/a"_s)}, &error));
+        guard.close(false);
+        QVERIFY(QFile::exists(marker()));
+        bool rebuildAll = false;
+        QVERIFY(guard.recover(&rebuildAll, &error));
+        guard.close(true);
+        QVERIFY(!QFile::exists(marker()));
     }
 
     void recoveryWithNothingToDoLeavesNothing()
@@ -128,14 +148,54 @@ private slots:
     void outputOutsideHasItsOwnNote()
     {
         QVERIFY(QDir().mkpath(path(u"made"_s)));
-        bool isNoted = false;
+        QFile::Permissions rights;
         QVERIFY(make(step({u"made/h"_s}), [&] {
-            isNoted = QFile::exists(path(u"made/.h.unfinished"_s));
+            rights = QFile::permissions(path(u"made/.h.unfinished"_s));
             return write(u"made/h"_s, 2'000);
         }));
-        QVERIFY(isNoted);
+        QVERIFY(rights & QFile::ReadOwner && !(rights & QFile::ExeOther));
         QVERIFY(!QFile::exists(path(u"made/.h.unfinished"_s)));
         QVERIFY(!QFile::exists(marker()));
+    }
+
+    void noteOfAnOutputOutsideThatChangesMeanwhile_data()
+    {
+        Rows<QString, bool> row; // command, whether the note stays
+        row("removed", u"rm .h.unfinished"_s, false);
+        row("its folder is a file", u"rm -r ../made; touch ../made"_s, false);
+        row("a folder in its place", u"rm .h.unfinished; mkdir .h.unfinished"_s, true);
+    }
+    void noteOfAnOutputOutsideThatChangesMeanwhile()
+    {
+        const auto [command, stays] = fetch<QString, bool>();
+        QVERIFY(QDir().mkpath(path(u"made"_s)));
+        QVERIFY(make(step({u"made/h"_s}), [&, command = command] {
+            QProcess shell;
+            shell.setWorkingDirectory(path(u"made"_s));
+            shell.start(u"sh"_s, {u"-c"_s, command});
+            return shell.waitForFinished();
+        }));
+        QCOMPARE(m_project->errorText(),
+                 stays ? u"Cannot delete "_s + path(u"made/.h.unfinished"_s) : QString());
+    }
+
+    // Both would wait for each other.
+    void noteOfAnOutputOutsideThatTheOuterBuildHas()
+    {
+        m_spec.mtd16 = {1};
+        m_spec.mtd16Lua.value = path(u"made/l"_s);
+        QVERIFY(TestFiles::write(path(u"made/.l.unfinished"_s)));
+        BuildLock claim;
+        QCOMPARE(claim.acquireFile(path(u"made/.l.unfinished"_s), {}), BuildLock::Result::Held);
+        const QString error =
+                u"The build that started this one is still using "_s + path(u"made/l"_s);
+        bool rebuildAll = false;
+        QVERIFY(!m_project->recoverFromKill(&rebuildAll));
+        QCOMPARE(m_project->errorText(), error);
+        m_project->raiseError({});
+        QVERIFY(!make(step({u"made/h"_s, u"made/l"_s}), [] { return true; }));
+        QCOMPARE(m_project->errorText(), error);
+        QVERIFY(!QFile::exists(path(u"made/.h.unfinished"_s)));
     }
 
     // There its note is in the project directory, with the path for its name.
@@ -174,7 +234,43 @@ private slots:
             QVERIFY(TestFiles::write(path(name)));
         bool rebuildAll = false;
         QVERIFY(m_project->recoverFromKill(&rebuildAll));
-        QCOMPARE(QDir(path(u"made"_s)).entryList(QDir::Files | QDir::Hidden), QStringList{u"l"_s});
+        const QDir made(path(u"made"_s));
+        QCOMPARE(made.entryList(QDir::Files | QDir::Hidden), QStringList{u"l"_s});
+        // Nor need there be an output yet.
+        QVERIFY(QFile::rename(path(u"made/l"_s), path(u"made/.l.unfinished"_s)));
+        QVERIFY(m_project->recoverFromKill(&rebuildAll));
+        QVERIFY(made.isEmpty(QDir::Files | QDir::Hidden));
+    }
+
+    void recoveryThatCannotDeleteTheOutput_data()
+    {
+        Rows<QString> row; // folder
+        row("in the object directory", u"obj/sub"_s);
+        row("outside", u"made"_s);
+    }
+    void recoveryThatCannotDeleteTheOutput()
+    {
+        const auto [folder] = fetch<QString>();
+        m_spec.mtd16 = {1};
+        m_spec.mtd16Header.value = path(u"made/h"_s);
+        const QString output = path(folder + u"/h"_s);
+        QVERIFY(TestFiles::write(path(u"made/.h.unfinished"_s)));
+        QVERIFY(TestFiles::write(output));
+        QVERIFY(chmod(QFile::encodeName(m_world->path()).constData(), 0777) == 0);
+        QVERIFY(chmod(QFile::encodeName(path(u"obj"_s)).constData(), 0777) == 0);
+        QVERIFY(chmod(QFile::encodeName(path(folder)).constData(), 0555) == 0);
+        const OrdinaryUser user;
+        OutputGuard guard(m_spec, [] {});
+        QString error;
+        bool rebuildAll = false;
+        QVERIFY(writeNote("\n"_ba)); // of an operation before this one
+        guard.recover(&rebuildAll, &error);
+        guard.close(true);
+        QVERIFY(writeNote("sub/h\0\n"_ba));
+        QVERIFY(!guard.recover(&rebuildAll, &error));
+        QCOMPARE(error, u"Cannot delete "_s + output);
+        guard.close(false);
+        QVERIFY(QFile::exists(marker()));
     }
 
     void recoveryThatFailsGivesItsReason()

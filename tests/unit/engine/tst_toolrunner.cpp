@@ -12,6 +12,39 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+class Listener final : public CommandListener
+{
+public:
+    void message(const QString &text) override { messages.append(text); }
+    void output(OutputStream /*stream*/, QByteArrayView text) override { bytes += text.size(); }
+    void ended(const CommandResult &end) override { result = end; }
+
+    QStringList messages;
+    qsizetype bytes = 0;
+    std::optional<CommandResult> result;
+};
+
+qsizetype openPipes()
+{
+    const QFileInfoList entries = QDir(u"/proc/self/fd"_s).entryInfoList(QDir::System);
+    return std::count_if(entries.begin(), entries.end(), [](const QFileInfo &entry) {
+        return entry.symLinkTarget().contains("pipe:"_L1);
+    });
+}
+
+/// Leaves two descriptors, which are enough for one pipe.
+void limitDescriptors()
+{
+    const int next = dup(0);
+    close(next);
+    const rlimit limit{static_cast<rlim_t>(next) + 2, static_cast<rlim_t>(next) + 2};
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+} // namespace
+
 class TestToolRunner : public QObject
 {
     Q_OBJECT
@@ -101,10 +134,17 @@ private slots:
         QCOMPARE(m_project->messages, QStringList());
     }
 
+    void nothingRunsWithHalfTheResponseFile_data()
+    {
+        Rows<qsizetype> row; // length of each argument
+        row("written at once", 1);
+        row("written piece by piece", 3'000);
+    }
     void nothingRunsWithHalfTheResponseFile()
     {
+        const auto [length] = fetch<qsizetype>();
         const rlimit unlimited = TestProcess::limitFileSize(4);
-        const bool ok = run(u"record"_s, numbers(17), 0);
+        const bool ok = run(u"record"_s, QStringList(17, QString(length, u'x')), 0);
         setrlimit(RLIMIT_FSIZE, &unlimited);
         QVERIFY(!ok);
         QVERIFY2(QRegularExpression(u"^Error writing %1\\w{6}: File too large$"_s.arg(
@@ -159,6 +199,79 @@ private slots:
         QCOMPARE(m_project->errorText(), u"Command failed to run: "_s + path(u"record"_s));
     }
 
+    void programBesideOthersPrintsMuch()
+    {
+        QVERIFY(TestFiles::writeProgram(path(u"talk"_s),
+                                        "echo >&2; exec 2>&-; yes | head -c 300000\n"));
+        Listener listener;
+        const qsizetype pipes = openPipes();
+        start(u"talk"_s, {}, &listener);
+        QVERIFY(openPipes() <= pipes + 2); // the other ends are the program's
+        waitFor(listener);
+        QVERIFY(listener.result->succeeded());
+        QCOMPARE(listener.bytes, 300'001);
+        QCOMPARE(openPipes(), pipes);
+    }
+
+    void programBesideOthersThatCannotBeRun_data()
+    {
+        using Outcome = CommandResult::Outcome;
+        Rows<int, Outcome, QString> row; // number of arguments, outcome, reason
+        row("missing program", 1, Outcome::NotStarted, {});
+        row("missing object directory", 17, Outcome::NotPrepared,
+            u"Error writing %1: No such file or directory"_s);
+    }
+    void programBesideOthersThatCannotBeRun()
+    {
+        const auto [count, outcome, reason] = fetch<int, CommandResult::Outcome, QString>();
+        m_spec.objectDirectory = u"missing"_s;
+        Listener listener;
+        start(u"missing"_s, numbers(count), &listener);
+        waitFor(listener);
+        QCOMPARE(listener.result->outcome, outcome);
+        QCOMPARE(listener.result->reason,
+                 reason.isEmpty() ? reason : reason.arg(path(u"missing/args.XXXXXX"_s)));
+        QCOMPARE(listener.messages, QStringList());
+    }
+
+    void programWaitsForTheDescriptorsOfAnother()
+    {
+        QVERIFY(TestFiles::writeProgram(path(u"first"_s), "read line <\"$0.go\"\n"));
+        QVERIFY(QFile::link(u"/bin/true"_s, path(u"second"_s)));
+        const QByteArray go = QFile::encodeName(path(u"first.go"_s));
+        QVERIFY(mkfifo(go.constData(), 0600) == 0);
+        QCOMPARE(TestProcess::inChild([&] {
+                     const int fifo = open(go.constData(), O_RDWR | O_CLOEXEC);
+                     Listener first;
+                     Listener second;
+                     start(u"first"_s, {}, &first);
+                     limitDescriptors();
+                     start(u"second"_s, {}, &second);
+                     if (write(fifo, "\n", 1) != 1)
+                         return false;
+                     waitFor(first);
+                     waitFor(second);
+                     return first.result->isFinished && second.result->isFinished
+                            && second.messages.isEmpty();
+                 }),
+                 0);
+    }
+
+    void programThatRunsAloneHasNoDescriptorsToWaitFor()
+    {
+        QCOMPARE(TestProcess::inChild([&] {
+                     Listener listener;
+                     limitDescriptors();
+                     start(u"record"_s, {}, &listener);
+                     waitFor(listener);
+                     return listener.result->outcome == CommandResult::Outcome::NotStarted
+                            && listener.messages
+                                       == QStringList(u"Cannot start a process: "
+                                                      "Too many open files"_s);
+                 }),
+                 0);
+    }
+
     void toolsAreNamedWithoutTheirPath()
     {
         QVERIFY(!m_project->runToolIn(u"/"_s, u"no-such-tool"_s, {u"x"_s}, 1));
@@ -168,58 +281,6 @@ private slots:
                                                  + u"/no-such-tool"_s);
         QVERIFY(!m_project->runTool(u"no-such-tool"_s, {u"x"_s}, 1));
         QCOMPARE(m_project->messages.last(), u"no-such-tool x"_s);
-    }
-
-    void revision_data()
-    {
-        Rows<QByteArray, QString, QStringList> row; // script, expected, messages
-        const QStringList failed{u"Warning: svnversion failed to run."_s};
-        const QStringList unversioned{u"Warning: Unversioned directory."_s};
-        row("revision", "echo 1234M\n", u"#1234M"_s, {});
-        row("white space", "printf ' 1   2\\n\\n3 '\n", u"#1 2 3"_s, {});
-        row("status does not count", "echo 7\nexit 1\n", u"#7"_s, {});
-        row("no output", "echo oops >&2\n", u"#?"_s, failed);
-        row("unversioned", "echo 'Unversioned directory'\n", u"#?"_s, unversioned);
-        row("unversioned in any case", "echo UNVERSIONED\n", u"#?"_s, unversioned);
-        row("does not depend on the language", "echo \"$LC_ALL\"\n"_ba, u"#C.UTF-8"_s, {});
-        row("no input", "read x || echo none\n", u"#none"_s, {});
-        row("argument", "echo \"$# $(basename \"$1\")\"\n"_ba, u"#1 work dir"_s, {});
-    }
-    void revision()
-    {
-        const auto [script, expected, messages] = fetch<QByteArray, QString, QStringList>();
-        QVERIFY(TestFiles::writeProgram(path(u"bin/svnversion"_s), script));
-        m_spec.projectFile = path(u"work dir/box.ztp"_s);
-        const QByteArray searchPath = qgetenv("PATH");
-        qputenv("PATH", QFile::encodeName(path(u"bin"_s)) + ':' + searchPath);
-        qputenv("LC_ALL", "de_DE.UTF-8");
-        const QString revision = m_project->runSvnversion();
-        qputenv("PATH", searchPath);
-        qputenv("LC_ALL", "C.UTF-8");
-        QCOMPARE(revision, expected);
-        QCOMPARE(m_project->messages, messages);
-    }
-
-    void missingSvnversion()
-    {
-        const QByteArray searchPath = qgetenv("PATH");
-        qputenv("PATH", QFile::encodeName(path(u"obj"_s)));
-        m_spec.version = u"1.0"_s;
-        m_spec.svnversion = {1};
-        const QString version = m_project->generateVersion();
-        qputenv("PATH", searchPath);
-        QCOMPARE(version, u"1.0#?"_s);
-        QCOMPARE(m_project->messages, QStringList{u"Warning: svnversion failed to run."_s});
-    }
-
-    void versionAloneUnlessTheRevisionIsWanted()
-    {
-        m_spec.version = u"1.0"_s;
-        for (const int value : {-1, 0}) {
-            m_spec.svnversion = {value};
-            QCOMPARE(m_project->generateVersion(), u"1.0"_s);
-        }
-        QCOMPARE(m_project->messages, QStringList());
     }
 
 private:
@@ -237,6 +298,16 @@ private:
     {
         return m_project->runCommand(workDir, u"shown"_s, path(program), arguments, verbose);
     }
+    void start(const QString &program, const QStringList &arguments, Listener *listener)
+    {
+        m_project->commandRunner()->start({program, path(program), arguments}, listener);
+    }
+    void waitFor(const Listener &listener)
+    {
+        while (!listener.result)
+            m_project->commandRunner()->wait(true);
+    }
+
     std::unique_ptr<QTemporaryDir> m_world;
     ProjectSpec m_spec;
     std::unique_ptr<RecordingProject> m_project;

@@ -2,6 +2,7 @@
 
 #include "rows.h"
 #include "testfiles.h"
+#include "testprocess.h"
 
 using namespace Qt::StringLiterals;
 
@@ -66,6 +67,7 @@ private slots:
         row("zeros", QByteArray(200, '\0'));
         row("head alone", head);
         row("half a name", head + "root/a");
+        row("no end mark, everything", QByteArray(head).replace("- -", "1 2") + "root/a"_ba + '\0');
         row("no end mark", head + "root/a"_ba + '\0');
         row("empty name", head + '\0' + "\n"_ba);
         row("another boot", "ztmake-unfinished-2 0-0 - -\n\n");
@@ -144,6 +146,25 @@ private slots:
         QVERIFY(QDir().rmdir(file() + u"/sub"_s));
         QVERIFY(note.write({}, &error));
         QVERIFY(QFileInfo(file()).isFile());
+    }
+
+    void noteThatCannotBeWritten_data()
+    {
+        Rows<rlim_t, bool, QString> row; // bytes, whether its first name is taken, reason
+        row("head cut short", 10, false, u"No space left on device"_s);
+        row("list cut short", 70, false, u"No space left on device"_s);
+        row("name taken", RLIM_INFINITY, true, u"File exists"_s);
+    }
+    void noteThatCannotBeWritten()
+    {
+        const auto [bytes, isTaken, reason] = fetch<rlim_t, bool, QString>();
+        QVERIFY(!isTaken || QDir().mkpath(file() + u".new"_s));
+        QString error;
+        const rlimit unlimited = TestProcess::limitFileSize(bytes);
+        const bool ok = UnfinishedNote(path(u"obj"_s)).write({u"a/long/name"_s}, &error);
+        setrlimit(RLIMIT_FSIZE, &unlimited);
+        QVERIFY(!ok);
+        QCOMPARE(error, u"Error writing %1: %2"_s.arg(file(), reason));
     }
 
     void missingObjectDirectoryIsMade()
