@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 
-#include <algorithm>
 #include <cstdio>
 
 #include <sys/ioctl.h>
@@ -22,9 +21,14 @@ int terminalWidth()
                                                                            : usualWidth;
 }
 
-/// @return @p text without control characters, its middle left out where it is too wide: a line
-/// that wraps could not be rewritten
-QString fitted(QString text, qsizetype width)
+void write(const QByteArray &text)
+{
+    std::fputs(text.constData(), stderr);
+}
+
+} // namespace
+
+QString StatusLine::fitted(QString text, qsizetype width)
 {
     const QString gap = u"..."_s;
     qsizetype columns = 0;
@@ -41,13 +45,6 @@ QString fitted(QString text, qsizetype width)
         return {};
     return text.first(room - room / 2) + gap + text.last(room / 2);
 }
-
-void write(const QByteArray &text)
-{
-    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stderr);
-}
-
-} // namespace
 
 void StatusLine::enable()
 {

@@ -18,6 +18,10 @@ public:
     /// @param text  what was written
     void resume(QByteArrayView text);
 
+    /// @return @p text without control characters, its middle left out where it is wider than so
+    /// many columns: a line that wraps could not be rewritten
+    static QString fitted(QString text, qsizetype width);
+
 private:
     bool m_isEnabled = false;
     bool m_isShown = false;
