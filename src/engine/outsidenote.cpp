@@ -19,15 +19,15 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum class Place { Free, Note, Taken };
+enum class Found { Nothing, Note, Other };
 
 /// @return what is where a note can be
-Place placeOf(const QByteArray &path)
+Found findAt(const QByteArray &path)
 {
     struct stat data = {};
     if (lstat(path.constData(), &data) != 0)
-        return Place::Free;
-    return S_ISREG(data.st_mode) && data.st_size == 0 ? Place::Note : Place::Taken;
+        return Found::Nothing;
+    return S_ISREG(data.st_mode) && data.st_size == 0 ? Found::Note : Found::Other;
 }
 
 } // namespace
@@ -57,7 +57,7 @@ BuildLock::Result OutsideNote::beginAt(const QString &path, const std::function<
     BuildLock::Result result = BuildLock::Result::Missing;
     // Another build may take it away before the claim is had.
     while (result == BuildLock::Result::Missing) {
-        if (placeOf(name) == Place::Taken)
+        if (findAt(name) == Found::Other)
             return result;
         const int note =
                 ::open(name.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
@@ -101,7 +101,7 @@ bool OutsideNote::recoverAt(const QString &path, const std::function<void()> &on
                             QString *error)
 {
     const QByteArray name = QFile::encodeName(path);
-    if (placeOf(name) != Place::Note)
+    if (findAt(name) != Found::Note)
         return true;
     BuildLock claim;
     if (!Rehearsal::isOn()) {

@@ -55,6 +55,14 @@ bool replace(const QByteArray &file, const QByteArray &path)
     return move() || (errno == EISDIR && rmdir(path.constData()) == 0 && move());
 }
 
+/// @return false with errno set
+bool writeAt(int descriptor, off_t offset, const QByteArray &text)
+{
+    errno = ENOSPC; // for a write that is cut short
+    return pwrite(descriptor, text.constData(), static_cast<size_t>(text.size()), offset)
+           == text.size();
+}
+
 bool isOwnSmallFile(int descriptor)
 {
     struct stat data = {};
@@ -120,7 +128,7 @@ QByteArray UnfinishedNote::header() const
     return words.join(' ') + '\n';
 }
 
-bool UnfinishedNote::create()
+bool UnfinishedNote::create(const QByteArray &list)
 {
     // Under another name first: whatever stands in its place is replaced, never written to.
     QDir().mkpath(m_directory);
@@ -130,14 +138,10 @@ bool UnfinishedNote::create()
             ::open(temporary.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (m_descriptor < 0)
         return false;
-    const QByteArray text = header();
-    m_headerSize = text.size();
-    errno = ENOSPC; // for a write that is cut short
-    bool ok = pwrite(m_descriptor, text.constData(), static_cast<size_t>(text.size()), 0)
-                      == text.size()
-              && pwrite(m_descriptor, &endMark, 1, m_headerSize) == 1;
-    ok = ok && DiskSync::file(m_descriptor) && replace(temporary, QFile::encodeName(m_path));
-    if (!ok) {
+    const QByteArray head = header();
+    m_headerSize = head.size();
+    if (!writeAt(m_descriptor, 0, head + list) || !DiskSync::file(m_descriptor)
+        || !replace(temporary, QFile::encodeName(m_path))) {
         const int reason = errno;
         unlink(temporary.constData());
         close(m_descriptor);
@@ -151,16 +155,12 @@ bool UnfinishedNote::create()
 
 bool UnfinishedNote::write(const QStringList &outputs, QString *error)
 {
-    if (m_descriptor >= 0 || create()) {
-        QByteArray text;
-        for (const QString &output : outputs)
-            text += QFile::encodeName(output) + '\0';
-        text += endMark;
-        errno = ENOSPC;
-        if (pwrite(m_descriptor, text.constData(), static_cast<size_t>(text.size()), m_headerSize)
-            == text.size())
-            return true;
-    }
+    QByteArray list;
+    for (const QString &output : outputs)
+        list += QFile::encodeName(output) + '\0';
+    list += endMark;
+    if (m_descriptor >= 0 ? writeAt(m_descriptor, m_headerSize, list) : create(list))
+        return true;
     *error = u"Error writing %1: %2"_s.arg(m_path, qt_error_string(errno));
     return false;
 }

@@ -53,7 +53,7 @@ public:
     void remove();
 
 private:
-    bool create();
+    bool create(const QByteArray &list);
     QByteArray header() const;
     bool parse(const QByteArray &text);
 

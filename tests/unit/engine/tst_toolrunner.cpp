@@ -246,8 +246,9 @@ private slots:
                      Listener second;
                      start(u"first"_s, {}, &first);
                      limitDescriptors();
+                     const qsizetype pipes = openPipes();
                      start(u"second"_s, {}, &second);
-                     if (write(fifo, "\n", 1) != 1)
+                     if (openPipes() != pipes || write(fifo, "\n", 1) != 1)
                          return false;
                      waitFor(first);
                      waitFor(second);

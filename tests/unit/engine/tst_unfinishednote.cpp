@@ -48,6 +48,7 @@ private slots:
             QVERIFY(note.isWritten());
         }
         QCOMPARE(entries(), QStringList{u".unfinished"_s});
+        QVERIFY(!(QFile::permissions(file()) & QFile::ExeOther));
         UnfinishedNote next(path(u"obj"_s));
         QCOMPARE(read(&next), UnfinishedNote::State::Whole);
         QCOMPARE(next.outputs(), outputs);
@@ -151,8 +152,7 @@ private slots:
     void noteThatCannotBeWritten_data()
     {
         Rows<rlim_t, bool, QString> row; // bytes, whether its first name is taken, reason
-        row("head cut short", 10, false, u"No space left on device"_s);
-        row("list cut short", 70, false, u"No space left on device"_s);
+        row("cut short", 10, false, u"No space left on device"_s);
         row("name taken", RLIM_INFINITY, true, u"File exists"_s);
     }
     void noteThatCannotBeWritten()
@@ -173,6 +173,8 @@ private slots:
         QCOMPARE(read(&note), UnfinishedNote::State::Absent);
         QVERIFY(write(&note, {u"x"_s}));
         QVERIFY(QFile::exists(path(u"a/b/.unfinished"_s)));
+        note.remove();
+        QVERIFY(!note.isWritten());
     }
 
 private:
