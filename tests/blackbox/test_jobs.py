@@ -315,6 +315,7 @@ class Jobs(unittest.TestCase):
         self.assertIn(b"\r\x1b[K[0/1] ztlpp ", text)
         self.assertRegex(text, rb"\r\x1b\[K\[[12]/3\] ztlpp ")
         self.assertIn(b"] ztluac sub/b.lua\r", text)
+        self.assertNotRegex(text, b"\x1b\\[[0-9;]*m")  # no colours
         self.assertEqual(self.screen(text), b"")
 
     def test_line_is_gone_while_tools_print(self):
@@ -341,10 +342,6 @@ class Jobs(unittest.TestCase):
             with self.subTest(jobs=jobs, arguments=arguments, environment=environment):
                 self.assertNotIn(b"\x1b", self.on_terminal(jobs, arguments,
                                                            environment=environment))
-
-    def test_line_has_no_colour(self):
-        self.tree("a")
-        self.assertNotRegex(self.on_terminal(), b"\x1b\\[[0-9;]*m")
 
 
 if __name__ == "__main__":
