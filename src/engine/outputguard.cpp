@@ -284,6 +284,8 @@ void OutputGuard::close(bool operationSucceeded)
         const bool isObsolete = isOnDisk && !isRestLeft && others.isEmpty() && !Rehearsal::isOn();
         m_isNoteOfOrphans = isObsolete && !m_unfinished.isEmpty();
         if (isObsolete) {
+            if (m_isNoteLeft) // by a build that may have finished outputs, too
+                m_directories.insert(m_spec.objectFilePath({}));
             DiskSync::fileSystemsOf(m_directories.values());
             if (!m_isNoteOfOrphans)
                 m_note->remove();

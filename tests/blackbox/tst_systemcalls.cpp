@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include <csignal>
+
 /// Holds down what a build asks of the file system: a change that asks once more for each file is
 /// seen here, without a clock.
 namespace {
@@ -69,6 +71,16 @@ private slots:
         }
         // The note, its folder, and the file system of the outputs.
         QCOMPARE(syncs, QList<int>({3, 3, 0}));
+    }
+
+    void whatAKilledBuildHasFinishedIsWaitedFor()
+    {
+        World world(demo, tree() + process(noCompile));
+        world.write("project/root/a.lua");
+        world.plan("ztmkromfs", "* signal parent 9\n");
+        QCOMPARE(world.run({"-q"}).signal, SIGKILL);
+        world.plan("ztmkromfs", "");
+        QCOMPARE(countsOf(&world).syncs, 1); // the file system of the outputs
     }
 
     void buildWaitsForTheDiskForAnOutputElsewhere()
