@@ -182,6 +182,15 @@ private slots:
         QCOMPARE(close(file), 0);
     }
 
+    void onlyWhatIsThereCanBeClaimed()
+    {
+        BuildLock lock;
+        QCOMPARE(lock.acquire(path(u"missing"_s), failToWait), Result::Missing);
+        QVERIFY(TestFiles::write(path(u"file"_s)));
+        QCOMPARE(lock.acquire(path(u"file"_s), failToWait), Result::NotHeld);
+        QCOMPARE(lock.acquireName({}, u"name"_s, failToWait), Result::Held); // where it runs
+    }
+
     void directoryThatNobodyElseHas()
     {
         BuildLock lock;
