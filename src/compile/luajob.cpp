@@ -35,10 +35,8 @@ QStringList LuaJob::outputs() const
 
 void LuaJob::outputsChanged()
 {
-    lookAt(&m_files.source);
     lookAt(&m_files.preprocessed);
     lookAt(&m_files.compiled);
-    m_chain.inputStatus = m_files.source.status;
 }
 
 bool LuaJob::next(std::optional<Command> *command)

@@ -44,9 +44,9 @@ bool copyContent(int source, int target)
     std::array<char, 65'536> piece;
     for (;;) {
         const ssize_t count = ::read(source, piece.data(), piece.size());
-        if (count <= 0)
-            return count == 0;
-        if (!writeAll(target, {piece.data(), count}))
+        if (count == 0)
+            return true;
+        if (count < 0 || !writeAll(target, {piece.data(), count}))
             return false;
     }
 }

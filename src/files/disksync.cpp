@@ -19,8 +19,7 @@ bool isWanted()
 
 int openDirectory(const QString &path)
 {
-    return ::open(path.isEmpty() ? "." : QFile::encodeName(path).constData(),
-                  O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return ::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
 } // namespace
@@ -50,7 +49,8 @@ void DiskSync::fileSystemsOf(const QStringList &directories)
         struct stat data = {};
         if (directory < 0)
             continue;
-        if (fstat(directory, &data) == 0 && synced.insert(data.st_dev).second)
+        fstat(directory, &data);
+        if (synced.insert(data.st_dev).second)
             syncfs(directory);
         close(directory);
     }

@@ -293,7 +293,8 @@ class Outcomes:
     def key(number, edit):
         """Comments may change, so neither they nor the line count."""
         source = re.sub(r"\s*//.*|\s+", "", (ROOT / edit.file).read_text())
-        return f"{hashlib.sha1(source.encode()).hexdigest()} {number % 1000} {edit.old}"
+        content = hashlib.sha1(source.encode()).hexdigest()
+        return f"{content} {number % 1000} {edit.old} becomes {edit.new}"
 
     def of(self, number, edit):
         return self.known.get(self.key(number, edit), {"noticed": None, "survived": []})

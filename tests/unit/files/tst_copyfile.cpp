@@ -3,6 +3,10 @@
 #include "rows.h"
 #include "testfiles.h"
 
+#include <csignal>
+
+#include <sys/resource.h>
+
 using namespace Qt::StringLiterals;
 
 class TestCopyFile : public QObject
@@ -34,6 +38,19 @@ private slots:
         QVERIFY(TestFiles::read(path(u"to"_s)).startsWith("processor"));
         QVERIFY(copyFile(u"/proc/version"_s, path(u"version"_s)));
         QCOMPARE(TestFiles::read(path(u"version"_s)), TestFiles::read(u"/proc/version"_s));
+    }
+
+    void fullDiskIsAFailure()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit before = {};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &before), 0);
+        const rlimit little{10, before.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &little), 0);
+        const bool ok = copyFile(u"/proc/version"_s, path(u"to"_s));
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &before), 0);
+        QVERIFY(!ok);
+        QCOMPARE(names(), QStringList());
     }
 
     void permissionsAreThoseOfQFileCopy_data()

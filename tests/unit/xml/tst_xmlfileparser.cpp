@@ -70,7 +70,7 @@ private slots:
         const auto element = [](int count) {
             QByteArray text = "<r";
             for (int i = 0; i < count; ++i)
-                text += " a" + QByteArray::number(i) + (i % 2 == 0 ? "='=\">'" : "=\"='>\"");
+                text += " a" + QByteArray::number(i) + (i % 2 == 0 ? "='==\">'" : "=\"='>\"");
             return text + "/>";
         };
         const auto isRefused = [](const QByteArray &text) {
@@ -87,6 +87,7 @@ private slots:
             QVERIFY(!isRefused("<t>" + before + element(10'000) + "</t>"));
             QVERIFY(isRefused("<t>" + before + element(10'001) + "</t>"));
         }
+        QVERIFY(isRefused("<!DOCTYPE t><t>" + element(10'001) + "</t>"));
         QCOMPARE(OpenParser(element(10'001)).message(), u"Too many attributes"_s);
     }
 
