@@ -212,7 +212,8 @@ bool ProjectMake::searchesOutputs() const
 {
     const QString outputs = QFileInfo(m_project->spec().objectFilePath({})).canonicalFilePath();
     return std::any_of(process.include.begin(), process.include.end(), [&](const QString &path) {
-        return Tools::ensureDirectorySeparator(QFileInfo(path).canonicalFilePath())
+        // It may be made later.
+        return Tools::ensureDirectorySeparator(QFileInfo(nearestExisting(path)).canonicalFilePath())
                 .startsWith(Tools::ensureDirectorySeparator(outputs));
     });
 }

@@ -42,6 +42,27 @@ class Jobs(JobsWorld):
         self.tools(ztluac=meeting("a.luo", "b.luo"))
         self.assertEqual(self.run_build(), (0, b"", b""))
 
+    def test_folder_in_which_tools_write(self):
+        self.write("p/root/a.lua")
+        self.tools(ztlpp='sleep 0.2; case $output in */a.lui) : >"${output%.lui}more.lua"; esac\n')
+        for kind, source, output in (("Directory", "obj/root", "root01/amore.luo"),
+                                     ("File", "obj/root/amore.lua", "root01.luo")):
+            self.project('<Merge Type="Directory"><Source>root</Source></Merge>'
+                         f'<Merge Type="{kind}"><Source>{source}</Source></Merge>')
+            for jobs in "1", "3":
+                shutil.rmtree(self.path("p/obj"), ignore_errors=True)
+                self.assertEqual(self.run_build(jobs), (0, b"", b""))
+                self.assertTrue(os.path.exists(self.path(f"p/obj/{output}")))
+
+    def test_preprocessor_that_searches_outputs(self):
+        self.tree("a", "b", "c")
+        self.project('<Merge Type="Directory"><Source>root</Source></Merge>',
+                     "<Process><Preprocess Type=\"Ztlpp\"><Include>obj/root</Include></Preprocess>"
+                     "</Process>")
+        self.tools(ztlpp="mkdir alone || : >met; sleep 0.1; rmdir alone\n")
+        self.assertEqual(self.run_build("3"), (0, b"", b""))
+        self.assertFalse(os.path.exists(self.path("p/met")))
+
     def test_sources_of_several_merges(self):
         self.write("p/a.lua")
         self.write("p/b.lua")
