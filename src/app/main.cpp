@@ -9,8 +9,6 @@
 
 #include <QCoreApplication>
 
-#include <cerrno>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -29,7 +27,7 @@ int fail(const QString &message)
 void openClosedStreams()
 {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        if (fcntl(stream, F_GETFD) < 0 && errno == EBADF)
+        if (fcntl(stream, F_GETFD) == -1)
             open("/dev/null", O_RDWR); // takes the lowest free number
     }
 }

@@ -150,10 +150,10 @@ bool Build::compileEntry(const MergeSpec &merge, const QString &source)
 
 void Build::warnOfUndecodableFiles()
 {
-    if (m_undecodableFiles > 0)
-        m_project->msg(
-                u"Warning: Lua files with names that are not UTF-8 are not compiled: %1"_s.arg(
-                        m_undecodableFiles));
+    if (m_undecodableFiles == 0)
+        return;
+    m_project->msg(u"Warning: Lua files with names that are not UTF-8 are not compiled: %1"_s.arg(
+            m_undecodableFiles));
 }
 
 bool Build::addTranslations()

@@ -29,6 +29,8 @@ class Why(BoxWorld):
         result = self.ask("why", *options)
         self.assertEqual((result.returncode, result.stderr), (status, complaint))
         lines = result.stdout.splitlines()
+        if not complaint:
+            self.assertIn("obj/version.txt: always", lines)
         return [line for line in lines if line not in ALWAYS]
 
     def test_first_build(self):
