@@ -100,6 +100,18 @@ private slots:
         QCOMPARE(names(world.run({"-q"})), QByteArrayList{"ztmkromfs"});
     }
 
+    void projectFileEditedBeforeTheFirstTool()
+    {
+        World world(demo + R"( Svnversion="1")", tree() + process(noPreprocess));
+        world.write("project/root/a.lua");
+        const QByteArray text = world.read("project/demo.ztp");
+        world.plan("svnversion",
+                   planned("1", {"write demo.ztp " + QByteArray(text).replace('\n', "\\n")}));
+        QCOMPARE(world.run({"-q"}).status, 0);
+        QCOMPARE(names(world.run({"-q"})).count("ztluac"), 1);
+        QCOMPARE(names(world.run({"-q"})).count("ztluac"), 0);
+    }
+
     void editOfAnotherFileCostsNothing()
     {
         World world;
