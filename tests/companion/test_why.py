@@ -140,7 +140,7 @@ class Why(BoxWorld):
         forbidden = ("mkdir(", "unlink(", "rename(", "O_WRONLY", "O_CREAT", "utimensat(", "flock(",
                      "truncate", "fchmod", "linkat(")
         for line in trace.read_text(errors="replace").splitlines():
-            if "/dev/null" not in line:
+            if "/dev/null" not in line and ".gcda" not in line:  # the counts of scripts/coverage
                 self.assertFalse(any(word in line for word in forbidden), line)
 
 
