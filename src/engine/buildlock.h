@@ -9,7 +9,9 @@
 ///
 /// It is a lock on an open file or directory, so it ends with its owner, however that ends, and
 /// leaves no file. The programs that the owner starts inherit it: one that outlives the owner keeps
-/// others waiting until it has stopped writing. On a file system without locks there is no claim.
+/// others waiting until it has stopped writing. A second lock, which they do not inherit, tells
+/// those that wait whether the owner itself still runs. On a file system without locks there is no
+/// claim.
 class BuildLock
 {
 public:

@@ -1,19 +1,14 @@
 #pragma once
 
-#include "testfiles.h"
-
-using namespace Qt::StringLiterals;
+#include "projecttest.h"
 
 /// A test of outputs that are made under guard, in a project with an input and an object directory.
-class GuardTest : public QObject
+class GuardTest : public ProjectTest
 {
 protected:
     void makeWorld()
     {
-        m_world = std::make_unique<QTemporaryDir>();
-        m_spec = {};
-        m_spec.projectFile = path(u"box.ztp"_s);
-        m_project = std::make_unique<RecordingProject>(m_spec);
+        makeProject();
         QVERIFY(TestFiles::write(path(u"box.ztp"_s)));
         QVERIFY(TestFiles::setModified(path(u"box.ztp"_s), {5, 600'000}));
         QVERIFY(TestFiles::write(input()));
@@ -21,7 +16,6 @@ protected:
         QVERIFY(QDir().mkpath(path(u"obj/sub"_s)));
     }
 
-    QString path(const QString &name) const { return m_world->filePath(name); }
     QString input() const { return path(u"input"_s); }
     QString marker() const { return path(u"obj/.unfinished"_s); }
     QString toolPath() const { return path(u"tool"_s); }
@@ -61,8 +55,4 @@ protected:
             paths << path(output);
         return {.input = input(), .inputStatus = FileStatus::of(input()), .outputs = paths};
     }
-
-    std::unique_ptr<QTemporaryDir> m_world;
-    ProjectSpec m_spec;
-    std::unique_ptr<RecordingProject> m_project;
 };

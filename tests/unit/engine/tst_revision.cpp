@@ -1,22 +1,12 @@
-#include "engine/project.h"
-
+#include "projecttest.h"
 #include "rows.h"
-#include "testfiles.h"
 
-using namespace Qt::StringLiterals;
-
-class TestRevision : public QObject
+class TestRevision : public ProjectTest
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_world = std::make_unique<QTemporaryDir>();
-        m_spec = {};
-        m_spec.projectFile = path(u"box.ztp"_s);
-        m_project = std::make_unique<RecordingProject>(m_spec);
-    }
+    void init() { makeProject(); }
 
     void revision_data()
     {
@@ -69,13 +59,6 @@ private slots:
         }
         QCOMPARE(m_project->messages, QStringList());
     }
-
-private:
-    QString path(const QString &name) const { return m_world->filePath(name); }
-
-    std::unique_ptr<QTemporaryDir> m_world;
-    ProjectSpec m_spec;
-    std::unique_ptr<RecordingProject> m_project;
 };
 
 QTEST_GUILESS_MAIN(TestRevision)

@@ -1,7 +1,5 @@
-#include "engine/project.h"
-
+#include "projecttest.h"
 #include "rows.h"
-#include "testfiles.h"
 #include "testprocess.h"
 
 #include <QRegularExpression>
@@ -9,8 +7,6 @@
 #include <csignal>
 
 #include <sys/resource.h>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -45,17 +41,14 @@ void limitDescriptors()
 
 } // namespace
 
-class TestToolRunner : public QObject
+class TestToolRunner : public ProjectTest
 {
     Q_OBJECT
 
 private slots:
     void init()
     {
-        m_world = std::make_unique<QTemporaryDir>();
-        m_spec = {};
-        m_spec.projectFile = path(u"box.ztp"_s);
-        m_project = std::make_unique<RecordingProject>(m_spec);
+        makeProject();
         QVERIFY(QDir().mkpath(path(u"obj"_s)));
         // Writes its working directory and its arguments, one a line, and an argument file's text.
         QVERIFY(TestFiles::writeProgram(path(u"record"_s),
@@ -285,7 +278,6 @@ private slots:
     }
 
 private:
-    QString path(const QString &name) const { return m_world->filePath(name); }
     QByteArray log() const { return TestFiles::read(path(u"log"_s)); }
     static QStringList numbers(int count)
     {
@@ -308,10 +300,6 @@ private:
         while (!listener.result)
             m_project->commandRunner()->wait(true);
     }
-
-    std::unique_ptr<QTemporaryDir> m_world;
-    ProjectSpec m_spec;
-    std::unique_ptr<RecordingProject> m_project;
 };
 
 QTEST_GUILESS_MAIN(TestToolRunner)
